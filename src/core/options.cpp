@@ -1,0 +1,246 @@
+#include "core/options.h"
+
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <regex>
+
+namespace veqdx {
+namespace {
+
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
+}
+
+char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
+char Upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
+
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() &&
+         std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return Lower(x) == Lower(y); });
+}
+
+// The item pattern is compiled once; std::regex objects are safe to share for matching.
+const std::regex& ItemPattern() {
+  static const std::regex pattern("[^,=]+=[^,=]+");
+  return pattern;
+}
+
+const std::regex& DriverSetupWithBlanks() {
+  static const std::regex pattern("DRIVERSETUP \\s*=");
+  return pattern;
+}
+
+}  // namespace
+
+std::string_view TrimView(std::string_view text) {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+std::string Trim(std::string_view text) { return std::string(TrimView(text)); }
+
+bool CaseInsensitiveLess::operator()(std::string_view a, std::string_view b) const {
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                      [](char x, char y) { return Lower(x) < Lower(y); });
+}
+
+bool ParseBooleanOption(std::string_view value, bool& result) {
+  const std::string_view v = TrimView(value);
+  static constexpr struct {
+    const char* text;
+    bool value;
+  } kAccepted[] = {{"true", true},   {"VI_TRUE", true},   {"1", true},
+                   {"false", false}, {"VI_FALSE", false}, {"0", false}};
+  for (const auto& accepted : kAccepted) {
+    if (EqualsNoCase(v, accepted.text)) {
+      result = accepted.value;
+      return true;
+    }
+  }
+  return false;
+}
+
+std::int32_t ParseDecimalOption(std::string_view value) {
+  std::string text(value);  // strtoll needs a terminated string
+  const long long parsed = std::strtoll(text.c_str(), nullptr, 10);
+  return static_cast<std::int32_t>(std::clamp<long long>(parsed, INT32_MIN, INT32_MAX));
+}
+
+HRESULT CTraceState::Switch(bool on) {
+  if (on) {
+    enabled_ = true;
+    return S_OK;
+  }
+  if (enabled_ && stoppedOnce_) return E_UNEXPECTED;
+  if (enabled_) {
+    enabled_ = false;
+    stoppedOnce_ = true;
+  }
+  return S_OK;
+}
+
+std::string InitConfiguration::DriverSetupItem(std::string_view name,
+                                               std::string_view fallback) const {
+  auto it = driverSetupItems.find(TrimView(name));
+  return it == driverSetupItems.end() ? std::string(fallback) : it->second;
+}
+
+std::vector<std::pair<std::string, std::string>> SplitOptionItems(std::string_view list) {
+  std::vector<std::pair<std::string, std::string>> items;
+  std::string text(list);
+  for (auto it = std::sregex_iterator(text.begin(), text.end(), ItemPattern());
+       it != std::sregex_iterator(); ++it) {
+    const std::string item = it->str();
+    const auto eq = item.find('=');
+    items.emplace_back(item.substr(0, eq), item.substr(eq + 1));
+  }
+  return items;
+}
+
+void SplitDriverSetup(std::string_view optionString, std::string& optionList,
+                      std::string& driverSetup, bool& hasDriverSetup) {
+  std::string upper(optionString);
+  std::transform(upper.begin(), upper.end(), upper.begin(), Upper);
+
+  std::size_t keyPos = upper.find("DRIVERSETUP=");
+  std::size_t valuePos = std::string::npos;
+  if (keyPos != std::string::npos) {
+    valuePos = keyPos + std::string_view("DRIVERSETUP=").size();
+  } else {
+    std::smatch m;
+    if (std::regex_search(upper, m, DriverSetupWithBlanks())) {
+      keyPos = static_cast<std::size_t>(m.position(0));
+      valuePos = keyPos + static_cast<std::size_t>(m.length(0));
+    }
+  }
+  hasDriverSetup = keyPos != std::string::npos;
+  if (!hasDriverSetup) {
+    optionList.assign(optionString);
+    driverSetup.clear();
+    return;
+  }
+  // Upper-casing keeps every position, so the positions found hold for the original text.
+  optionList.assign(optionString.substr(0, keyPos));
+  driverSetup.assign(optionString.substr(valuePos));
+}
+
+HRESULT COptionProcessor::ApplyOptionString(std::string_view optionString) {
+  std::string optionList;
+  std::string driverSetup;
+  bool hasDriverSetup = false;
+  SplitDriverSetup(optionString, optionList, driverSetup, hasDriverSetup);
+
+  for (const auto& [name, value] : SplitOptionItems(optionList)) {
+    const HRESULT hr = ProcessInitOption(name, value);
+    if (Failed(hr)) return hr;
+  }
+  if (!hasDriverSetup) return S_OK;
+  return ApplyDriverSetup(driverSetup);
+}
+
+HRESULT COptionProcessor::ProcessInitOption(std::string_view name, std::string_view value) {
+  const std::string trimmedName = Trim(name);
+  const std::string trimmedValue = Trim(value);
+  if (trimmedName.empty())
+    return reporter_.ReportInvalidValueText("ProcessInitOption", "strNameIn", name);
+  if (trimmedValue.empty())
+    return reporter_.ReportInvalidValueText("ProcessInitOption", "strValueIn", value);
+
+  InherentSettings& s = config_.settings;
+  static constexpr struct {
+    const char* name;
+    bool InherentSettings::*field;
+  } kSettings[] = {{"cache", &InherentSettings::cache},
+                   {"interchangecheck", &InherentSettings::interchangeCheck},
+                   {"queryinstrstatus", &InherentSettings::queryInstrumentStatus},
+                   {"rangecheck", &InherentSettings::rangeCheck},
+                   {"recordcoercions", &InherentSettings::recordCoercions},
+                   {"simulate", &InherentSettings::simulate}};
+  for (const auto& setting : kSettings) {
+    if (!EqualsNoCase(trimmedName, setting.name)) continue;
+    bool on = false;
+    if (!ParseBooleanOption(trimmedValue, on)) return reporter_.ReportBadOptionValue(value);
+    s.*setting.field = on;
+    break;
+  }
+  config_.options[trimmedName] = trimmedValue;
+  return S_OK;
+}
+
+HRESULT COptionProcessor::ApplyDriverSetup(std::string_view driverSetup) {
+  config_.driverSetup.assign(driverSetup);
+  config_.driverSetupItems.clear();
+  for (const auto& [name, value] : SplitOptionItems(driverSetup)) {
+    const HRESULT hr = ProcessDriverSetupItem(name, value);
+    if (Failed(hr)) return hr;
+  }
+  return S_OK;
+}
+
+HRESULT COptionProcessor::ProcessDriverSetupItem(std::string_view name, std::string_view value) {
+  const std::string trimmedName = Trim(name);
+  const std::string trimmedValue = Trim(value);
+
+  auto is = [&](const char* known) { return EqualsNoCase(trimmedName, known); };
+  auto readBool = [&](bool& out) -> HRESULT {
+    if (!ParseBooleanOption(trimmedValue, out)) return reporter_.ReportBadOptionValue(value);
+    return S_OK;
+  };
+
+  if (is("Model")) {
+    config_.model = trimmedValue;
+  } else if (is("Trace")) {
+    bool on = false;
+    if (HRESULT hr = readBool(on); Failed(hr)) return hr;
+    if (Failed(trace_.Switch(on))) {
+      // Message numbers outside the table yield E_UNEXPECTED with an error record.
+      return reporter_.ReportError(0, "The method trace was already stopped once and cannot "
+                                      "be stopped again.");
+    }
+  } else if (is("TraceName")) {
+    trace_.name = trimmedValue;
+  } else if (is("TraceSizeMax")) {
+    trace_.sizeMax = ParseDecimalOption(trimmedValue);
+  } else if (is("TraceArray")) {
+    if (HRESULT hr = readBool(trace_.traceArrays); Failed(hr)) return hr;
+  } else if (is("TraceArraySizeMax")) {
+    trace_.arraySizeMax = ParseDecimalOption(trimmedValue);
+  } else if (is("TraceSaveInterval")) {
+    trace_.saveInterval = ParseDecimalOption(trimmedValue);
+  } else if (is("TraceTransform")) {
+    trace_.transform = trimmedValue;
+  }
+  // Known or not, every item is kept: the transports read their own items from here.
+  config_.driverSetupItems[trimmedName] = trimmedValue;
+  return S_OK;
+}
+
+HRESULT LoadConfiguration(std::string_view resourceName, std::string_view optionString,
+                          IConfigStore& store, InitConfiguration& config, CTraceState& trace,
+                          const CErrorReporter& reporter) {
+  config.Reset();
+  COptionProcessor processor(config, trace, reporter);
+
+  ConfigStoreSession session;
+  if (store.FindDriverSession(resourceName, session)) {
+    config.logicalName.assign(resourceName);
+    config.ioResourceDescriptor = session.hardwareResource;
+    if (!session.softwareModuleLoadable) {
+      return reporter.ReportUnrecoverable(
+          "Software module could not be loaded from the IVI Configuration Store.");
+    }
+    config.settings = session.settings;
+    if (!session.driverSetup.empty()) {
+      const HRESULT hr = processor.ApplyDriverSetup(session.driverSetup);
+      if (Failed(hr)) return hr;
+    }
+  } else {
+    config.ioResourceDescriptor.assign(resourceName);
+  }
+  return processor.ApplyOptionString(optionString);
+}
+
+}  // namespace veqdx

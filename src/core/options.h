@@ -1,0 +1,152 @@
+// Initialization options: the option string of Initialize, its DriverSetup part and the
+// configuration store that can stand behind a resource name.
+//
+// An option string looks like "Simulate=true, RangeCheck=0, DriverSetup=Model=QDX1500H,
+// Trace=false". Everything after "DriverSetup=" belongs to the DriverSetup part, so
+// DriverSetup must come last.
+#pragma once
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/error_reporter.h"
+#include "core/hresult.h"
+
+namespace veqdx {
+
+// White space at both ends removed (blank, tab, CR, LF, VT, FF).
+std::string_view TrimView(std::string_view text);
+std::string Trim(std::string_view text);
+
+// Orders option names without regard to case, so lookups by any spelling find the entry.
+struct CaseInsensitiveLess {
+  using is_transparent = void;
+  bool operator()(std::string_view a, std::string_view b) const;
+};
+using OptionMap = std::map<std::string, std::string, CaseInsensitiveLess>;
+
+// Reads a boolean option value. The checks run in the order "true", "VI_TRUE", "1", "false",
+// "VI_FALSE", "0", each on the trimmed value and without regard to case. False when the
+// value is none of them (`result` is then left alone).
+bool ParseBooleanOption(std::string_view value, bool& result);
+
+// Plain decimal text-to-integer conversion: leading blanks and a sign are accepted, the digits
+// that follow are converted, anything else yields 0. Values beyond 32 bits are clamped.
+std::int32_t ParseDecimalOption(std::string_view value);
+
+// The six inherent settings, in their fixed order, with the defaults of a fresh Initialize.
+struct InherentSettings {
+  bool cache = true;
+  bool interchangeCheck = false;
+  bool queryInstrumentStatus = false;
+  bool rangeCheck = true;
+  bool recordCoercions = false;
+  bool simulate = false;
+};
+
+// What the method trace has been told by the DriverSetup items. The trace itself only needs
+// to know whether it runs and whether it was already stopped once: stopping it again after a
+// restart is refused.
+class CTraceState {
+ public:
+  // Switches the trace on or off. Off while on, after an earlier stop, returns E_UNEXPECTED
+  // and changes nothing.
+  HRESULT Switch(bool on);
+  bool Enabled() const { return enabled_; }
+  bool StoppedOnce() const { return stoppedOnce_; }
+
+  // Settings of the trace file; their meaning belongs to the trace.
+  std::string name;
+  std::int32_t sizeMax = 0;
+  bool traceArrays = false;
+  std::int32_t arraySizeMax = 0;
+  std::int32_t saveInterval = 0;
+  std::string transform;
+
+ private:
+  bool enabled_ = false;
+  bool stoppedOnce_ = false;
+};
+
+// Everything the configuration of one Initialize produced. Reset() restores the state at the
+// start of an Initialize.
+struct InitConfiguration {
+  InherentSettings settings;
+  OptionMap options;            // every processed option, trimmed name -> trimmed value
+  std::string driverSetup;      // the raw DriverSetup text
+  OptionMap driverSetupItems;   // every DriverSetup item, trimmed name -> trimmed value
+  std::string model;            // DriverSetup "Model"; empty when none was named
+  std::string logicalName;      // the resource name when it named a store session
+  std::string ioResourceDescriptor;
+
+  void Reset() { *this = InitConfiguration{}; }
+  // Value of a DriverSetup item by any spelling of its name; `fallback` when absent.
+  std::string DriverSetupItem(std::string_view name, std::string_view fallback = {}) const;
+};
+
+// Applies option strings and DriverSetup strings to a configuration. Every failure is
+// reported through `reporter` and processing stops at the first one, leaving what was
+// processed before it in place.
+class COptionProcessor {
+ public:
+  COptionProcessor(InitConfiguration& config, CTraceState& trace, const CErrorReporter& reporter)
+      : config_(config), trace_(trace), reporter_(reporter) {}
+
+  HRESULT ApplyOptionString(std::string_view optionString);
+  // One "name=value" pair of the option list; unknown names are only stored.
+  HRESULT ProcessInitOption(std::string_view name, std::string_view value);
+  // The DriverSetup text: stored, its item map emptied and refilled.
+  HRESULT ApplyDriverSetup(std::string_view driverSetup);
+  HRESULT ProcessDriverSetupItem(std::string_view name, std::string_view value);
+
+ private:
+  InitConfiguration& config_;
+  CTraceState& trace_;
+  const CErrorReporter& reporter_;
+};
+
+// Splits a list into its "name=value" items with the pattern "[^,=]+=[^,=]+". Text between
+// items that does not match is skipped. Names and values are returned untrimmed.
+std::vector<std::pair<std::string, std::string>> SplitOptionItems(std::string_view list);
+
+// Splits an option string into the option list and the DriverSetup text. `hasDriverSetup`
+// tells whether a DriverSetup option was found.
+void SplitDriverSetup(std::string_view optionString, std::string& optionList,
+                      std::string& driverSetup, bool& hasDriverSetup);
+
+// ---------------------------------------------------------------------------------------------
+// Configuration store: a resource name may name a driver session configured outside the
+// program; its settings then apply before the option string.
+
+struct ConfigStoreSession {
+  std::string hardwareResource;     // the I/O address of the session
+  bool softwareModuleLoadable = true;
+  InherentSettings settings;
+  std::string driverSetup;
+};
+
+class IConfigStore {
+ public:
+  virtual ~IConfigStore() = default;
+  // True, with `session` filled, when `resourceName` names a driver session of the store.
+  virtual bool FindDriverSession(std::string_view resourceName, ConfigStoreSession& session) = 0;
+};
+
+// No store on this platform: every resource name is an I/O address.
+class CNoConfigStore : public IConfigStore {
+ public:
+  bool FindDriverSession(std::string_view, ConfigStoreSession&) override { return false; }
+};
+
+// Loads the whole configuration of an Initialize: defaults, the store (when `resourceName`
+// names a session there), then the option string. Does not pick the default model and does
+// not take the initial-settings snapshot; the driver does both.
+HRESULT LoadConfiguration(std::string_view resourceName, std::string_view optionString,
+                          IConfigStore& store, InitConfiguration& config, CTraceState& trace,
+                          const CErrorReporter& reporter);
+
+}  // namespace veqdx

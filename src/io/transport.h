@@ -1,0 +1,75 @@
+// The byte link to an instrument. The I/O session (io_session.h) sits on one transport and
+// knows nothing of sockets, RPC or ttys; each transport knows nothing of SCPI.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace veqdx::io {
+
+// Outcome of one transport operation. `message` says what happened and where, in words a user
+// can act on ("connect to 10.0.0.5:5025 refused", "no reply within 2000 ms").
+enum class IoCode { Ok, Timeout, Error, NotSupported };
+struct IoResult {
+  IoCode code = IoCode::Ok;
+  std::string message;
+  bool ok() const { return code == IoCode::Ok; }
+  static IoResult Ok() { return {}; }
+  static IoResult Timeout(std::string m) { return {IoCode::Timeout, std::move(m)}; }
+  static IoResult Error(std::string m) { return {IoCode::Error, std::move(m)}; }
+};
+
+// Why a read returned. `Count` means the caller's buffer filled before the message ended, so
+// more bytes of the same response may be waiting (VISA's "max count" success status).
+enum class ReadEnd { End, TermChar, Count };
+
+// VISA's success status for a read that stopped at the requested count.
+constexpr std::int32_t kReadStatusMaxCount = 0x40102;
+
+// Interface kinds as the session reports them (GetInterfaceType).
+enum class InterfaceType : int { Gpib = 0, Vxi = 1, GpibVxi = 2, Serial = 3, Tcpip = 5, Usb = 6 };
+
+class ITransport {
+ public:
+  virtual ~ITransport() = default;
+
+  // Hands `size` bytes to the device as one message; `end` asserts END on the last byte.
+  // `written` receives the number of bytes accepted.
+  virtual IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) = 0;
+  // Reads at most `max` bytes. Stops at END, at the termination character when it is enabled
+  // (the character is delivered), or when `max` bytes arrived. Blocks at most Timeout() ms.
+  virtual IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) = 0;
+
+  virtual void SetTimeout(int milliseconds) = 0;
+  virtual int Timeout() const = 0;
+  virtual void SetTermChar(char c, bool enabled) = 0;
+  virtual char TermChar() const = 0;
+  virtual bool TermCharEnabled() const = 0;
+
+  virtual IoResult Clear() = 0;                         // device clear
+  virtual IoResult ReadStatusByte(std::uint8_t& stb) = 0;
+  virtual IoResult Lock(int timeoutMs) = 0;
+  virtual IoResult Unlock() = 0;
+  virtual void Close() = 0;                             // idempotent
+
+  virtual InterfaceType Interface() const = 0;
+  virtual std::string ResourceClass() const = 0;        // "INSTR", "SOCKET"
+  virtual int InterfaceNumber() const { return 0; }     // the board number
+};
+
+// Options handed to a transport at open: the session timeout and the DriverSetup items
+// (IoBackend, baud rate, portmapper port, ...), keyed by lower-case name.
+struct TransportOptions {
+  int timeoutMs = 2000;
+  int openTimeoutMs = 2000;
+  std::map<std::string, std::string> setup;
+  std::string Get(std::string_view lowerName, std::string_view fallback = {}) const {
+    auto it = setup.find(std::string(lowerName));
+    return it == setup.end() ? std::string(fallback) : it->second;
+  }
+};
+
+}  // namespace veqdx::io
