@@ -23,6 +23,11 @@ class CFormattedIo;
 class CInstrBuffer {
  public:
   static constexpr std::int32_t kDefaultCapacity = 4096;
+  // Largest write buffer ResizeWriteBuffer allocates; a larger request fails like an
+  // allocation that the system refused.
+  static constexpr std::int32_t kMaxCapacity = 16 * 1024 * 1024;
+  // Characters asked for by each read of DiscardPending.
+  static constexpr std::size_t kDiscardChunk = 1000;
   // Result of ReadChar/PeekChar when the current response is exhausted (END seen and every
   // byte consumed): the formatted reader treats it as end of input, never waits for more.
   static constexpr int kEndOfResponse = -1;
@@ -34,8 +39,9 @@ class CInstrBuffer {
 
   // Allocates both buffers at kDefaultCapacity, zero-filled.
   HRESULT Create();
-  // Re-allocates the write buffer (only when empty), reporting the allocation message on
-  // failure.
+  // Re-allocates the write buffer, reporting the allocation message (with `capacity`) on
+  // failure; the old buffer stays in place then. Waiting bytes are kept; a capacity below
+  // what is waiting, or not above zero, is an invalid argument.
   HRESULT ResizeWriteBuffer(std::int32_t capacity);
 
   std::int32_t ReadCapacity() const { return readCapacity_; }
@@ -51,17 +57,26 @@ class CInstrBuffer {
   HRESULT ReadChar(int& c);
   HRESULT PeekChar(int& c);
   // Moves the read position back by one; fails with "Can't push character back into read
-  // buffer.  Buffer has not been read from." before anything was read.
+  // buffer.  Buffer has not been read from." before anything was read (and for a second
+  // pushback without a read in between: one character can be pushed back).
   HRESULT PushBack();
   // Copies up to `n` bytes of the response into `dst`.
   HRESULT Read(char* dst, std::size_t n, std::size_t& got);
   // True once the current response has ended (END or termination character seen) and every
   // byte of it was consumed.
   bool ResponseComplete() const;
+  // True once the current response has ended, consumed or not.
+  bool ResponseEnded() const { return readEnded_; }
   // Throws away what the device still has to send: low-level string reads of at most 1000
   // characters while they stop at the count (status 0x40102); then zero-fills and empties
-  // the read buffer.
+  // the read buffer. At least one read is made unless the buffered response has already
+  // ended. A read that times out ends the loop without error (nothing more was pending);
+  // other link failures are reported.
   HRESULT DiscardPending();
+  // The end-of-read step after a formatted read: drops the unconsumed rest of the response,
+  // reading from the device (DiscardPending) only when the response has not ended yet, so a
+  // fully read response costs no further read. Then the next read starts a new response.
+  HRESULT FinishRead();
   // Forgets the buffered response without touching the device (start of a new query).
   void ResetRead();
 
@@ -77,13 +92,21 @@ class CInstrBuffer {
   void DiscardWrite() { writeCount_ = 0; }
 
  private:
+  HRESULT Refill();  // one low-level read of at most the capacity
+  HRESULT Fill();    // refills until a byte is available or the response ended
+
   CIoSession& owner_;
   std::unique_ptr<char[]> readBuf_;
   std::int32_t readCapacity_ = 0;
   std::int32_t readCount_ = 0;
   std::int32_t readPos_ = 0;
-  bool readEnded_ = true;   // the last refill ended the response (END / termination char)
-  bool hasBeenRead_ = false;
+  // The last refill ended the response (END / termination char). False also in the idle
+  // state (nothing received since the last reset): the next read asks the device.
+  bool readEnded_ = false;
+  bool responseStarted_ = false;  // a refill happened since the last reset
+  bool hasBeenRead_ = false;      // anything read since the buffer was created
+  bool canPushBack_ = false;      // a character was consumed and not pushed back yet
+  bool atEnd_ = false;            // the last read met the end of the response
   std::unique_ptr<char[]> writeBuf_;
   std::int32_t writeCapacity_ = 0;
   std::int32_t writeCount_ = 0;
@@ -97,6 +120,8 @@ struct IoOpenOptions {
 };
 
 class CIoSession {
+  friend class CInstrBuffer;
+
  public:
   explicit CIoSession(const CErrorReporter& reporter);
   ~CIoSession();
@@ -123,22 +148,28 @@ class CIoSession {
 
   // Reports a failure text of the I/O layer as the driver's I/O error (message 0x2A).
   HRESULT ReportError(std::string_view text) const;
+  // Null format/argument: E_INVALIDARG with `text` as the description of the thread's error
+  // record (no message number covers it).
+  HRESULT ReportInvalidArgument(std::string_view text) const;
   // Converts a transport result: timeouts to message 0x2B, other failures to 0x2A.
   HRESULT ReportIo(const IoResult& r) const;
   const CErrorReporter& Reporter() const { return reporter_; }
 
   // The instrument-status check run after ordinary formatted writes and reads (the driver's
-  // PollInstrumentStatus). Unset: nothing is checked.
+  // PollInstrumentStatus). Unset: nothing is checked. The hook's own I/O (a "*ESR?" query)
+  // does not poll again: Poll() inside the hook returns S_OK.
   void SetPollHook(std::function<HRESULT()> hook) { pollHook_ = std::move(hook); }
   HRESULT Poll();
-  // Called by the driver after a failed status check so the next operation starts clean.
+  // Called by the driver after a failed status check so the next operation starts clean:
+  // drops what waits in both buffers, without device traffic.
   void ClearErrorState();
 
   // --- low level: straight to the transport, never through the buffers, never polling ---
   HRESULT LowLevelWriteNoPoll(const char* data, std::size_t size, std::size_t& written,
                               bool end = true);
   // `status` receives 0 when the read ended the response, kReadStatusMaxCount when it stopped
-  // at `max`.
+  // at `max`. Without an open transport (never opened, closed, simulating) these report the
+  // I/O error and touch nothing.
   HRESULT LowLevelReadNoPoll(char* buffer, std::size_t max, std::size_t& got,
                              std::int32_t& status);
   HRESULT LowLevelWriteStringNoPoll(std::string_view text);
@@ -156,6 +187,7 @@ class CIoSession {
 
   // --- device control ---
   HRESULT ReadStatusByte(std::uint8_t* stb);  // null: invalid pointer, naming "ReadStatusBte"
+  // Device clear; also drops what waits in both buffers.
   HRESULT Clear();
   HRESULT Lock(int timeoutMs);
   HRESULT Unlock();
@@ -168,7 +200,16 @@ class CIoSession {
   std::unique_ptr<CInstrBuffer> buffer_;
   std::unique_ptr<CFormattedIo> formatted_;
   std::function<HRESULT()> pollHook_;
+  bool polling_ = false;
   std::int32_t lastStatus_ = 0;
+  int timeoutMs_ = 2000;  // reported while no transport is open
+
+  // Transfers without reporting; they keep lastStatus_ (0, kReadStatusMaxCount or the error's
+  // HRESULT).
+  IoResult WriteRaw(const char* data, std::size_t size, bool end, std::size_t& written);
+  IoResult ReadRaw(char* buffer, std::size_t max, std::size_t& got, std::int32_t& status);
+  IoResult NotOpen() const;
+  HRESULT Report(const IoResult& r);  // ReportIo, and the HRESULT into lastStatus_
 };
 
 // Creates the transport for a resource string (resource.h parses it). Forms whose transport

@@ -1,0 +1,120 @@
+#include "api/selector.h"
+
+#include <cstdint>
+#include <cstdio>
+
+namespace veqdx::api {
+namespace {
+
+constexpr const char* kBadlyFormed = "The repeated capability selector is badly-formed.";
+constexpr const char* kInvalidRange = "Invalid range specified in repeated capability selector.";
+constexpr const char* kInvalidLevels =
+    "Invalid or inconsistent number of levels specified in repeated capability selector.";
+
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsPrefixChar(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '!';
+}
+bool IsNameChar(char c) { return IsPrefixChar(c) || IsDigit(c); }
+
+std::string_view Trim(std::string_view s) {
+  while (!s.empty() && IsBlank(s.front())) s.remove_prefix(1);
+  while (!s.empty() && IsBlank(s.back())) s.remove_suffix(1);
+  return s;
+}
+
+bool IsName(std::string_view s) {
+  if (s.empty()) return false;
+  for (char c : s) {
+    if (!IsNameChar(c)) return false;
+  }
+  return true;
+}
+
+// A range end: prefix run then a decimal number. `number` is left out of range (-1) when the
+// digits do not fit an int, which makes the range unusable rather than badly formed.
+struct RangeEnd {
+  std::string_view prefix;
+  std::int64_t number = -1;
+};
+
+bool SplitRangeEnd(std::string_view s, RangeEnd* end) {
+  std::size_t digitsAt = 0;
+  while (digitsAt < s.size() && IsPrefixChar(s[digitsAt])) ++digitsAt;
+  if (digitsAt == s.size()) return false;  // no number
+  std::int64_t value = 0;
+  for (std::size_t i = digitsAt; i < s.size(); ++i) {
+    if (!IsDigit(s[i])) return false;
+    if (value <= INT32_MAX) value = value * 10 + (s[i] - '0');
+  }
+  end->prefix = s.substr(0, digitsAt);
+  end->number = value <= INT32_MAX ? value : -1;
+  return true;
+}
+
+SelectorResult Fail(SelectorError error, const char* message) {
+  SelectorResult r;
+  r.error = error;
+  r.message = message;
+  return r;
+}
+
+}  // namespace
+
+SelectorResult ParseSelector(std::string_view selector) {
+  SelectorResult result;
+  if (Trim(selector).empty()) return result;
+  // Outputs have one level; any level separator is a wrong number of levels.
+  if (selector.find(':') != std::string_view::npos) {
+    return Fail(SelectorError::InvalidLevels, kInvalidLevels);
+  }
+  std::size_t start = 0;
+  while (start <= selector.size()) {
+    std::size_t comma = selector.find(',', start);
+    if (comma == std::string_view::npos) comma = selector.size();
+    std::string_view part = Trim(selector.substr(start, comma - start));
+    start = comma + 1;
+
+    std::size_t hyphen = part.find('-');
+    if (hyphen == std::string_view::npos) {
+      if (!IsName(part)) return Fail(SelectorError::BadlyFormed, kBadlyFormed);
+      if (result.names.size() >= kMaxSelectorNames) {
+        return Fail(SelectorError::InvalidRange, kInvalidRange);
+      }
+      result.names.emplace_back(part);
+      continue;
+    }
+    std::string_view first = Trim(part.substr(0, hyphen));
+    std::string_view last = Trim(part.substr(hyphen + 1));
+    RangeEnd from, to;
+    if (!IsName(first) || !IsName(last) || !SplitRangeEnd(first, &from) ||
+        !SplitRangeEnd(last, &to)) {
+      return Fail(SelectorError::BadlyFormed, kBadlyFormed);
+    }
+    if (from.prefix != to.prefix || from.number < 0 || to.number < 0 || from.number > to.number ||
+        static_cast<std::size_t>(to.number - from.number) >=
+            kMaxSelectorNames - result.names.size()) {
+      return Fail(SelectorError::InvalidRange, kInvalidRange);
+    }
+    std::string prefix(from.prefix);
+    for (std::int64_t n = from.number; n <= to.number; ++n) {
+      char number[16];
+      std::snprintf(number, sizeof number, "%d", static_cast<int>(n));
+      result.names.push_back(prefix + number);
+    }
+  }
+  return result;
+}
+
+ViStatus SelectorStatus(SelectorError error) {
+  switch (error) {
+    case SelectorError::None: return VI_SUCCESS;
+    case SelectorError::BadlyFormed: return VEQDX_ERROR_BADLY_FORMED_SELECTOR;
+    case SelectorError::InvalidRange: return VEQDX_ERROR_INVALID_RANGE_IN_SELECTOR;
+    case SelectorError::InvalidLevels: return VEQDX_ERROR_INVALID_NUMBER_OF_LEVELS_IN_SELECTOR;
+  }
+  return VEQDX_ERROR_CANNOT_RECOVER;
+}
+
+}  // namespace veqdx::api

@@ -1,0 +1,42 @@
+// The call context: which public operation the calling thread is running, innermost last.
+//
+// Every public operation pushes {interface, member} for its duration (CCallContextGuard). The
+// error reporter names the interface of the failing call from it, and the enum formatter
+// picks its converter by the context key ("IVelmoraQdxOutput.VoltageLevel"). The stack is kept
+// per thread, so two threads working on two outputs of one session never see each other's
+// context.
+#pragma once
+#include <string>
+#include <string_view>
+
+namespace veqdx {
+
+struct CallContext {
+  std::string interfaceName;  // "IVelmoraQdxOutput"
+  std::string memberName;     // "put_VoltageLevel", "Measure"
+};
+
+// Pushes a context on construction and pops it on destruction.
+class CCallContextGuard {
+ public:
+  CCallContextGuard(std::string_view interfaceName, std::string_view memberName);
+  ~CCallContextGuard();
+  CCallContextGuard(const CCallContextGuard&) = delete;
+  CCallContextGuard& operator=(const CCallContextGuard&) = delete;
+};
+
+// The calling thread's innermost context; empty strings when no operation is running.
+const CallContext& CurrentCallContext();
+std::string CurrentInterfaceName();
+std::string CurrentMemberName();
+// Interface + "." + member, the member without a "get_"/"put_" prefix:
+// "IVelmoraQdxOutput.VoltageLevel" for get_/put_VoltageLevel, "IVelmoraQdxOutput.Measure" for
+// the method. Empty when no operation is running.
+std::string CurrentContextKey();
+// Number of contexts on the calling thread's stack (nesting depth).
+std::size_t CallContextDepth();
+
+// The key for one context, as above.
+std::string ContextKey(std::string_view interfaceName, std::string_view memberName);
+
+}  // namespace veqdx

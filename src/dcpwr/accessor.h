@@ -1,0 +1,234 @@
+// The accessor sequence: the one order of steps that every property getter and setter of the
+// power-supply interfaces follows, written once so that no property can get it subtly wrong.
+//
+//   Getter: node lock -> call context -> initialized? -> null out-pointer (result zeroed)
+//           -> cache (cached kind, Cache on) -> simulation (entry or zero)
+//           -> pending query + read format -> [I/O lock: select channel, query, parse]
+//           -> store in cache (cached kind, Cache on).
+//   Setter: node lock -> call context -> initialized? -> range check (RangeCheck on)
+//           -> unchanged in cache? (cached kind, Cache on) -> simulation (store, done)
+//           -> pending command formatted by the engine -> [I/O lock: select channel, send]
+//           -> store in cache (cached kind, Cache on) -> invalidate the dependent entry.
+//
+// Per-output properties run on the output node and select its channel; driver-wide ones run
+// on the root (target channel kNoChannel) and send as they are. The I/O lock is taken after
+// the node lock and held across the selection and the command, so another thread's command
+// for another output cannot slip in between.
+//
+// Hot paths (a cached read, an unchanged write) neither build strings nor allocate: the
+// descriptors are constants, the cache keys carry their hash, and method names are turned
+// into text only when an error is reported.
+//
+//   constexpr PropertyDesc kVoltageLevel{"IVelmoraQdxOutput", "get_VoltageLevel",
+//       "put_VoltageLevel", ":VOLT %0.15lg", ":VOLT?", "%lg", &attr::keys::VoltageLevel,
+//       CacheKind::Cached, &attr::keys::TriggeredVoltageLevel};
+//   HRESULT get_VoltageLevel(double* val) { return GetProperty(Target(), kVoltageLevel, val); }
+//   HRESULT put_VoltageLevel(double val) {
+//     return PutProperty(Target(), kVoltageLevel, val, [&](double v) { return CheckLevel(v); });
+//   }
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "attributes/cache_keys.h"
+#include "attributes/enums.h"
+#include "attributes/node.h"
+#include "core/call_context.h"
+#include "core/error_reporter.h"
+#include "core/hresult.h"
+#include "core/velmoraqdx.h"
+#include "io/formatted_io.h"
+
+namespace veqdx::dcpwr {
+
+// Channel of a driver-wide target: nothing is selected before its commands.
+inline constexpr std::int32_t kNoChannel = -1;
+
+// Where an accessor runs: the node whose lock, cache and pending stacks it uses, the driver
+// session behind it (flags, I/O, reporter, channel selection), and the channel to select
+// (kNoChannel for driver-wide properties). For the root, node and driver are the same object.
+struct AccessTarget {
+  attr::CNode& node;
+  CVelmoraQdx& driver;
+  std::int32_t channel = kNoChannel;
+};
+
+enum class CacheKind : std::uint8_t {
+  None,            // no entry: reads always ask, writes always send, simulation answers zero
+  SimulationOnly,  // the entry only keeps what was written while simulating
+  Cached,          // the entry answers reads and suppresses unchanged writes (Cache on)
+};
+
+// One property's constant description. Text pointers refer to string literals.
+struct PropertyDesc {
+  const char* interfaceName;           // "IVelmoraQdxOutput"
+  const char* getName;                 // "get_VoltageLevel"
+  const char* putName;                 // "put_VoltageLevel"
+  const char* writeFormat;             // ":VOLT %0.15lg" (the value is its one argument)
+  const char* queryCommand;            // ":VOLT?" (sent as it is)
+  const char* readFormat;              // "%lg"
+  const attr::CacheKey* key = nullptr; // entry of the cached / simulation-only kinds
+  CacheKind cache = CacheKind::None;
+  const attr::CacheKey* dependent = nullptr;  // made invalid by a successful write
+};
+
+// No range check.
+struct NoCheck {
+  template <class T>
+  HRESULT operator()(const T&) const noexcept {
+    return S_OK;
+  }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Building blocks, for members that do not fit the plain property pattern (methods, registers).
+
+// Steps 1 to 3 of every member: node lock, call context, initialized check; then `body()`.
+template <class Body>
+HRESULT RunMember(const AccessTarget& t, const char* interfaceName, const char* memberName,
+                  Body&& body) {
+  std::lock_guard<std::recursive_mutex> lock(t.node.Mutex());
+  CCallContextGuard context(interfaceName, memberName);
+  if (!t.node.IsInitialized()) return t.driver.Reporter().ReportNotInitialized();
+  return body();
+}
+
+// The null check of an out-argument: reports message 0x16 naming `member` and `parameter`;
+// otherwise zeroes the result.
+template <class T>
+HRESULT CheckOut(const AccessTarget& t, const char* member, T* out,
+                 const char* parameter = "val") {
+  if (out == nullptr) return t.driver.Reporter().ReportNullPointer(member, parameter);
+  *out = T{};
+  return S_OK;
+}
+
+// Selects the target's channel (when it has one) while the caller holds the I/O lock.
+inline HRESULT SelectTargetChannel(const AccessTarget& t) {
+  return t.channel == kNoChannel ? S_OK : t.driver.SelectChannel(t.channel);
+}
+
+// Formats `format` with `args` into a pending command of the node (popped on return), then,
+// under the I/O lock, selects the channel when `select` and sends the command. Formatting
+// failures (converter errors) end the call before any I/O.
+template <class... A>
+HRESULT SendCommand(const AccessTarget& t, bool select, const char* format, const A&... args) {
+  attr::CPendingScope pending(t.node);
+  io::CFormattedIo& engine = t.driver.Io().Formatted();
+  HRESULT hr = engine.Sprintf(pending.Command(), format, args...);
+  if (Failed(hr)) return hr;
+  auto io = t.driver.LockIo();
+  if (select && Failed(hr = SelectTargetChannel(t))) return hr;
+  return engine.WriteString(pending.Command());
+}
+
+// Formats the query `format` with `args` into the pending command (without arguments the
+// text is taken as it is), sets the pending read format, then, under the I/O lock, selects
+// when `select`, sends the query and parses the reply into `*out`. `*out` is written only on
+// success, so a failed read leaves the caller's zero in place.
+template <class T, class... A>
+HRESULT QueryValue(const AccessTarget& t, bool select, T* out, const char* readFormat,
+                   const char* format, const A&... args) {
+  attr::CPendingScope pending(t.node, {}, readFormat);
+  io::CFormattedIo& engine = t.driver.Io().Formatted();
+  HRESULT hr = S_OK;
+  if constexpr (sizeof...(A) == 0) {
+    pending.Command() = format;
+  } else if (Failed(hr = engine.Sprintf(pending.Command(), format, args...))) {
+    return hr;
+  }
+  T value{};
+  {
+    auto io = t.driver.LockIo();
+    if (select && Failed(hr = SelectTargetChannel(t))) return hr;
+    hr = engine.QueryString(pending.Command(), pending.ReadFormat().c_str(), &value);
+  }
+  if (Succeeded(hr)) *out = value;
+  return hr;
+}
+
+// The typed cache entry of `key`, or nullptr after reporting out-of-memory.
+template <class T>
+attr::CCacheEntry<T>* EntryOf(const AccessTarget& t, const attr::CacheKey& key) {
+  attr::CCacheEntry<T>* entry = t.node.template GetCacheEntry<T>(key);
+  if (entry == nullptr) t.driver.Reporter().ReportOutOfMemory();
+  return entry;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The property getter and setter.
+
+template <class T>
+HRESULT GetProperty(const AccessTarget& t, const PropertyDesc& d, T* val) {
+  static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
+  return RunMember(t, d.interfaceName, d.getName, [&]() -> HRESULT {
+    HRESULT hr = CheckOut(t, d.getName, val);
+    if (Failed(hr)) return hr;
+    const bool cached = d.cache == CacheKind::Cached && t.driver.Cache();
+    if (cached) {
+      attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+      if (entry == nullptr) return E_OUTOFMEMORY;
+      if (entry->TryGet(*val)) return S_OK;
+    }
+    if (t.driver.Simulate()) {
+      if (d.cache != CacheKind::None) {
+        attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+        if (entry == nullptr) return E_OUTOFMEMORY;
+        entry->TryGet(*val);  // zero when never written
+      }
+      return S_OK;
+    }
+    hr = QueryValue(t, t.channel != kNoChannel, val, d.readFormat, d.queryCommand);
+    if (Succeeded(hr) && cached) {
+      if (attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key)) entry->Set(*val);
+    }
+    return hr;
+  });
+}
+
+template <class T, class Check = NoCheck>
+HRESULT PutProperty(const AccessTarget& t, const PropertyDesc& d, T val, Check&& check = {}) {
+  static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
+  return RunMember(t, d.interfaceName, d.putName, [&]() -> HRESULT {
+    HRESULT hr = S_OK;
+    if (t.driver.RangeCheck() && Failed(hr = check(val))) return hr;
+    const bool cached = d.cache == CacheKind::Cached && t.driver.Cache();
+    if (cached) {
+      attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+      if (entry == nullptr) return E_OUTOFMEMORY;
+      if (entry->Matches(val)) return S_OK;
+    }
+    if (t.driver.Simulate()) {
+      if (d.cache != CacheKind::None) {
+        attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+        if (entry == nullptr) return E_OUTOFMEMORY;
+        entry->Set(val);
+      }
+      return S_OK;
+    }
+    hr = SendCommand(t, t.channel != kNoChannel, d.writeFormat, val);
+    if (Failed(hr)) return hr;
+    if (cached) {
+      if (attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key)) entry->Set(val);
+    }
+    if (d.dependent != nullptr) {
+      if (attr::CCacheEntryBase* dep = t.node.FindCacheEntry(*d.dependent)) dep->Invalidate();
+    }
+    return hr;
+  });
+}
+
+// Reports the invalid-value error for an enumeration argument unless `value` is one of
+// `allowed` (the setters' table checks: PONState, TriggerSource, ...).
+template <class E, std::size_t N>
+HRESULT CheckEnumIn(const AccessTarget& t, const char* method, E value, const E (&allowed)[N]) {
+  for (E a : allowed)
+    if (a == value) return S_OK;
+  return t.driver.Reporter().ReportInvalidValue(method, "val", static_cast<std::int32_t>(value));
+}
+
+}  // namespace veqdx::dcpwr

@@ -1,0 +1,82 @@
+#include "dcpwr/direct_io.h"
+
+#include <algorithm>
+
+#include "core/velmoraqdx.h"
+#include "dcpwr/accessor.h"
+
+namespace veqdx::dcpwr {
+namespace {
+
+// Bytes asked for by each low-level read: one buffer's worth, so a short reply allocates
+// little and a long one needs few reads.
+constexpr std::size_t kReadChunk = static_cast<std::size_t>(io::CInstrBuffer::kDefaultCapacity);
+
+AccessTarget RootOf(CVelmoraQdx& driver) { return AccessTarget{driver, driver, kNoChannel}; }
+
+}  // namespace
+
+HRESULT ReportDirectIoWhileSimulating(const CVelmoraQdx& driver) {
+  return driver.Reporter().ReportIoError(kDirectIoSimulatingText);
+}
+
+HRESULT CDirectIo::WriteString(const char* data) {
+  return RunMember(RootOf(driver_), kInterface, "WriteString", [&]() -> HRESULT {
+    if (data == nullptr) return driver_.Reporter().ReportNullPointer("WriteString", "data");
+    return WriteBody(data);
+  });
+}
+
+HRESULT CDirectIo::ReadString(std::string* val) {
+  return RunMember(RootOf(driver_), kInterface, "ReadString", [&]() -> HRESULT {
+    if (val == nullptr) return driver_.Reporter().ReportNullPointer("ReadString", "val");
+    return ReadBody(kMaxResponse, *val);
+  });
+}
+
+HRESULT CDirectIo::Write(std::string_view text) {
+  return RunMember(RootOf(driver_), kInterface, "WriteString",
+                   [&]() -> HRESULT { return WriteBody(text); });
+}
+
+HRESULT CDirectIo::Read(std::size_t max, std::string& out) {
+  return RunMember(RootOf(driver_), kInterface, "ReadString",
+                   [&]() -> HRESULT { return ReadBody(max, out); });
+}
+
+HRESULT CDirectIo::WriteBody(std::string_view text) {
+  // Checked on every call, not only when the object was handed out: simulation may have been
+  // switched on since, and then no byte may reach the device.
+  if (driver_.Simulate()) return ReportDirectIoWhileSimulating(driver_);
+  auto io = driver_.LockIo();
+  return driver_.Io().LowLevelWriteStringNoPoll(text);
+}
+
+HRESULT CDirectIo::ReadBody(std::size_t max, std::string& out) {
+  out.clear();
+  if (driver_.Simulate()) return ReportDirectIoWhileSimulating(driver_);
+  auto io = driver_.LockIo();
+  io::CIoSession& session = driver_.Io();
+  std::string chunk;
+  std::size_t transferred = 0;
+  for (;;) {
+    std::int32_t status = 0;
+    const HRESULT hr = session.LowLevelReadStringNoPoll(kReadChunk, chunk, status);
+    if (Failed(hr)) {
+      out.clear();
+      return hr;
+    }
+    transferred += chunk.size();
+    if (out.size() < max) out.append(chunk, 0, std::min(chunk.size(), max - out.size()));
+    // Any status but "stopped at the count" means the response ended with this read.
+    if (status != io::kReadStatusMaxCount) return S_OK;
+    if (transferred >= kMaxTransfer) {
+      out.clear();
+      return session.ReportError("Direct I/O read stopped after " +
+                                 std::to_string(transferred) +
+                                 " bytes of one response; the rest is still pending");
+    }
+  }
+}
+
+}  // namespace veqdx::dcpwr

@@ -1,0 +1,102 @@
+#include "dcpwr/output.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "dcpwr/output_ivi.h"
+
+namespace veqdx::dcpwr {
+namespace {
+
+std::int32_t ChannelOfName(const std::string& name, std::int32_t fallback) {
+  int channel = 0;
+  char rest = 0;
+  if (std::sscanf(name.c_str(), "Output%d%c", &channel, &rest) == 1) return channel;
+  return fallback;
+}
+
+}  // namespace
+
+VelmoraQdxOutput::VelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName,
+                                   std::int32_t channel)
+    : attr::CRepCap("Output", physicalName, ChannelOfName(physicalName, channel)),
+      driver_(driver),
+      channel_(ChannelOfName(physicalName, channel)),
+      ivi_(std::make_unique<CIviDCPwrOutput>(*this)) {
+  if (const std::optional<OutputRecord> rating = driver.Rating(channel_)) {
+    maxVoltage_ = kRatingMargin * rating->maxVoltage;
+    maxCurrent_ = kRatingMargin * rating->maxCurrent;
+  }
+}
+
+VelmoraQdxOutput::~VelmoraQdxOutput() = default;
+
+HRESULT VelmoraQdxOutput::CheckLevel(double value, double maximum, const char* method,
+                                     const char* parameter) const {
+  const double t = kRangeTolerance;
+  const bool aboveMinimum = std::fabs(value) < t || value > 0;
+  const bool belowMaximum = std::fabs(maximum - value) < t || value < maximum;
+  if (aboveMinimum && belowMaximum) return S_OK;
+  return driver_.Reporter().ReportInvalidValue(method, parameter, value);
+}
+
+void VelmoraQdxOutput::OnReset() { InvalidateCache(); }
+void VelmoraQdxOutput::OnResetWithDefaults() { InvalidateCache(); }
+
+HRESULT VelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, const char* method,
+                                                 const char* pendingFormat, double limit,
+                                                 HRESULT (VelmoraQdxOutput::*setter)(double)) {
+  AccessTarget t = Target();
+  return RunMember(t, interfaceName, method, [&]() -> HRESULT {
+    // The instrument form of the whole call is kept as the pending command (diagnostics see
+    // it), but the setter sends its own command, with its range check and cache.
+    attr::CPendingScope pending(*this);
+    const HRESULT hr = driver_.Io().Formatted().Sprintf(pending.Command(), pendingFormat, limit);
+    if (Failed(hr)) return hr;
+    return (this->*setter)(limit);
+  });
+}
+
+HRESULT VelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum /*behavior*/,
+                                                double limit) {
+  return ConfigureThroughSetter(kInterface, "ConfigureCurrentLimit", ":CURR %0@3.15lg", limit,
+                                &VelmoraQdxOutput::put_CurrentLimit);
+}
+
+HRESULT VelmoraQdxOutput::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
+  return ConfigureThroughSetter(kInterface, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", limit,
+                                &VelmoraQdxOutput::put_OVPLimit);
+}
+
+HRESULT VelmoraQdxOutput::QueryMaximum(const char* method, const char* query, bool voltage,
+                                       double* val) {
+  AccessTarget t = Target();
+  return RunMember(t, kInterface, method, [&]() -> HRESULT {
+    HRESULT hr = CheckOut(t, method, val);
+    if (Failed(hr)) return hr;
+    attr::CPendingScope pending(*this, query, "%@3lg");
+    auto io = driver_.LockIo();
+    if (Failed(hr = SelectTargetChannel(t))) return hr;
+    if (driver_.Simulate()) {
+      // The first ratings entry, unmultiplied: a simulated session has one output.
+      if (const std::optional<OutputRecord> first = driver_.Rating(0))
+        *val = voltage ? first->maxVoltage : first->maxCurrent;
+      return S_OK;
+    }
+    double value = 0;
+    hr = driver_.Io().Formatted().QueryString(pending.Command(), pending.ReadFormat().c_str(),
+                                              &value);
+    if (Succeeded(hr)) *val = value;
+    return hr;
+  });
+}
+
+HRESULT VelmoraQdxOutput::QueryVoltageLevelMax(double /*currentLimit*/, double* val) {
+  return QueryMaximum("QueryVoltageLevelMax", ":VOLT? MAX", true, val);
+}
+
+HRESULT VelmoraQdxOutput::QueryCurrentLimitMax(double /*voltageLevel*/, double* val) {
+  return QueryMaximum("QueryCurrentLimitMax", ":CURR? MAX", false, val);
+}
+
+}  // namespace veqdx::dcpwr

@@ -1,0 +1,154 @@
+// VelmoraQdxOutput: one output of the supply, an instance of the "Output" repeated capability.
+// It carries the members of IVelmoraQdxOutput, of its external-control and per-output status
+// interfaces, and (through IviDCPwr(), output_ivi.h) the class-compliant IIviDCPwrOutput ones.
+// Methods are named after the interface members (get_X / put_X) so that the object layer
+// maps them one to one; the two per-output status groups are told apart by a prefix
+// (get_OperationConditionRegister / get_QuestionableConditionRegister).
+//
+// Every member runs the accessor sequence (accessor.h) on this node and, for per-output
+// commands, selects this output's channel first.
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "attributes/enums.h"
+#include "attributes/node.h"
+#include "core/hresult.h"
+#include "dcpwr/accessor.h"
+
+namespace veqdx::dcpwr {
+
+class CIviDCPwrOutput;
+
+class VelmoraQdxOutput : public attr::CRepCap {
+ public:
+  static constexpr const char* kInterface = "IVelmoraQdxOutput";
+  static constexpr const char* kExternalControlInterface = "IVelmoraQdxOutputExternalControl";
+  static constexpr const char* kStatusOperationInterface = "IVelmoraQdxOutputStatusOperation";
+  static constexpr const char* kStatusQuestionableInterface =
+      "IVelmoraQdxOutputStatusQuestionable";
+  // Levels and limits may exceed the rating by this factor.
+  static constexpr double kRatingMargin = 1.05;
+  // Tolerance of the level and limit range checks.
+  static constexpr double kRangeTolerance = 1e-14;
+
+  // `physicalName` is "Output<channel>"; the channel is parsed from it (falling back to
+  // `channel` when the name does not have that form). The limits come from the driver's
+  // ratings of that channel, which discovery has filled before the outputs are built.
+  VelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName, std::int32_t channel);
+  ~VelmoraQdxOutput() override;
+
+  std::int32_t Channel() const noexcept { return channel_; }
+  double MaximumVoltage() const noexcept { return maxVoltage_; }
+  double MaximumCurrent() const noexcept { return maxCurrent_; }
+
+  // The class-compliant IIviDCPwrOutput view of this output.
+  CIviDCPwrOutput& IviDCPwr() noexcept { return *ivi_; }
+
+  // ---------------- IVelmoraQdxOutput: methods ----------------
+  // Behavior is accepted and otherwise ignored; the limit goes through put_CurrentLimit.
+  HRESULT ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior, double limit);
+  // Enabled is accepted and otherwise ignored; the limit goes through put_OVPLimit.
+  HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit);
+  HRESULT Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val);
+  // The argument is not sent: the instrument answers its own maximum.
+  HRESULT QueryCurrentLimitMax(double voltageLevel, double* val);
+  HRESULT QueryState(VelmoraQdxOutputStateEnum outputState, VARIANT_BOOL* val);
+  HRESULT QueryVoltageLevelMax(double currentLimit, double* val);
+  HRESULT ResetOutputProtection();
+
+  // ---------------- IVelmoraQdxOutput: properties ----------------
+  HRESULT get_Enabled(VARIANT_BOOL* val);
+  HRESULT put_Enabled(VARIANT_BOOL val);
+  HRESULT get_TriggeredCurrentLimit(double* val);
+  HRESULT put_TriggeredCurrentLimit(double val);
+  HRESULT get_TriggeredVoltageLevel(double* val);
+  HRESULT put_TriggeredVoltageLevel(double val);
+  HRESULT get_VoltageLevel(double* val);
+  HRESULT put_VoltageLevel(double val);
+  HRESULT get_CurrentLimit(double* val);
+  HRESULT put_CurrentLimit(double val);
+  HRESULT get_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum* val);
+  HRESULT put_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum val);
+  HRESULT get_OVPLimit(double* val);
+  HRESULT put_OVPLimit(double val);
+  HRESULT get_UVL(double* val);
+  HRESULT put_UVL(double val);
+  HRESULT get_PONState(VelmoraQdxPONStateEnum* val);
+  HRESULT put_PONState(VelmoraQdxPONStateEnum val);
+  HRESULT get_OCPLimit(double* val);
+  HRESULT put_OCPLimit(double val);
+  HRESULT get_TriggerSource(VelmoraQdxTriggerSourceEnum* val);
+  HRESULT put_TriggerSource(VelmoraQdxTriggerSourceEnum val);
+  HRESULT get_ExternalMonitorRange(VelmoraQdxExternalRangeEnum* val);
+  HRESULT put_ExternalMonitorRange(VelmoraQdxExternalRangeEnum val);
+  HRESULT get_OperationPriority(VelmoraQdxOperationModeEnum* val);
+  HRESULT put_OperationPriority(VelmoraQdxOperationModeEnum val);
+  HRESULT get_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum* val);
+  HRESULT put_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum val);
+  HRESULT get_BleederEnabled(VARIANT_BOOL* val);
+  HRESULT put_BleederEnabled(VARIANT_BOOL val);
+
+  // ---------------- IVelmoraQdxOutputExternalControl ----------------
+  HRESULT get_OutputControlEnabled(VARIANT_BOOL* val);
+  HRESULT put_OutputControlEnabled(VARIANT_BOOL val);
+  HRESULT get_OutputControlLogic(VelmoraQdxExternalLogicEnum* val);
+  HRESULT put_OutputControlLogic(VelmoraQdxExternalLogicEnum val);
+  HRESULT get_AlanogControlRange(VelmoraQdxExternalRangeEnum* val);
+  HRESULT put_AlanogControlRange(VelmoraQdxExternalRangeEnum val);
+  HRESULT get_CCControlEnabled(VARIANT_BOOL* val);
+  HRESULT put_CCControlEnabled(VARIANT_BOOL val);
+  HRESULT get_CVControlEnabled(VARIANT_BOOL* val);
+  HRESULT put_CVControlEnabled(VARIANT_BOOL val);
+
+  // ---------------- IVelmoraQdxOutputStatusOperation ----------------
+  HRESULT get_OperationConditionRegister(std::int16_t* val);
+  HRESULT get_OperationEnableRegister(std::int16_t* val);
+  HRESULT put_OperationEnableRegister(std::int16_t val);
+  HRESULT get_OperationEventRegister(std::int16_t* val);
+
+  // ---------------- IVelmoraQdxOutputStatusQuestionable ----------------
+  HRESULT get_QuestionableConditionRegister(std::int16_t* val);
+  HRESULT get_QuestionableEnableRegister(std::int16_t* val);
+  // Sends the operation summary enable command, as the instrument interface always did.
+  HRESULT put_QuestionableEnableRegister(std::int16_t val);
+  HRESULT get_QuestionableEventRegister(std::int16_t* val);
+
+  // ---------------- reset hooks ----------------
+  // The instrument forgot its settings: so does this output's cache.
+  void OnReset() override;
+  void OnResetWithDefaults() override;
+
+  // Range check of VoltageLevel and CurrentLimit (and of the class-compliant ConfigureRange):
+  // 0 <= value <= maximum, each bound with kRangeTolerance; reports the invalid-value error
+  // for `method` / `parameter` with the value in "%.15g" form.
+  HRESULT CheckLevel(double value, double maximum, const char* method,
+                     const char* parameter = "val") const;
+
+  AccessTarget Target() noexcept { return AccessTarget{*this, driver_, channel_}; }
+  CVelmoraQdx& Driver() noexcept { return driver_; }
+
+ private:
+  friend class CIviDCPwrOutput;
+
+  // Shared by both ConfigureOVP / ConfigureCurrentLimit flavours: the pending command is
+  // formatted as the instrument form of the call, then the property setter does the work.
+  HRESULT ConfigureThroughSetter(const char* interfaceName, const char* method,
+                                 const char* pendingFormat, double limit,
+                                 HRESULT (VelmoraQdxOutput::*setter)(double));
+  // The per-output register reads: 0 without I/O when simulating, no channel selection.
+  HRESULT GetRegister(const char* interfaceName, const char* member, const char* query,
+                      std::int16_t* val);
+  HRESULT PutSummaryEnable(const char* interfaceName, std::int16_t val);
+  // The maximum queries: select, then the first rating (simulating) or the instrument.
+  HRESULT QueryMaximum(const char* method, const char* query, bool voltage, double* val);
+
+  CVelmoraQdx& driver_;
+  std::int32_t channel_;
+  double maxVoltage_ = 0;
+  double maxCurrent_ = 0;
+  std::unique_ptr<CIviDCPwrOutput> ivi_;
+};
+
+}  // namespace veqdx::dcpwr

@@ -1,0 +1,70 @@
+#include "dcpwr/system.h"
+
+#include <cstdio>
+
+#include "core/velmoraqdx.h"
+#include "dcpwr/accessor.h"
+
+namespace veqdx::dcpwr {
+namespace {
+
+AccessTarget RootOf(CVelmoraQdx& driver) { return AccessTarget{driver, driver, kNoChannel}; }
+
+}  // namespace
+
+HRESULT CSystem::RecallState(std::int32_t Memory) {
+  // The instrument's settings change behind the cache; the cached values are kept as they
+  // are (reads may be stale until the cache is invalidated), as the driver always did.
+  return SendMemoryCommand("RecallState", "*RCL %@1d", Memory);
+}
+
+HRESULT CSystem::SaveState(std::int32_t Memory) {
+  return SendMemoryCommand("SaveState", "*SAV %@1d", Memory);
+}
+
+HRESULT CSystem::SendMemoryCommand(const char* member, const char* format,
+                                   std::int32_t memory) {
+  const AccessTarget root = RootOf(driver_);
+  return RunMember(root, kInterface, member, [&]() -> HRESULT {
+    if (driver_.RangeCheck() && (memory < kFirstMemory || memory > kLastMemory)) {
+      // Reported, not acted on: the instrument has the last word on its memory numbers, and
+      // callers rely on the command going out. The send's result is what the call returns.
+      char text[16];
+      std::snprintf(text, sizeof text, "%d", static_cast<int>(memory));
+      driver_.Reporter().ReportInvalidValueText(member, "Memory", text);
+    }
+    return SendCommand(root, false, format, memory);
+  });
+}
+
+HRESULT CSystem::get_DirectIO(IFormattedIO488** val) {
+  return RunMember(RootOf(driver_), kInterface, "get_DirectIO", [&]() -> HRESULT {
+    if (val == nullptr) return driver_.Reporter().ReportNullPointer("get_DirectIO", "val");
+    *val = nullptr;
+    if (driver_.Simulate()) return ReportDirectIoWhileSimulating(driver_);
+    *val = &directIo_;
+    return S_OK;
+  });
+}
+
+HRESULT CSystem::SystemWrite(const char* command) {
+  return RunMember(RootOf(driver_), kInterface, "SystemWrite", [&]() -> HRESULT {
+    if (command == nullptr) return driver_.Reporter().ReportNullPointer("SystemWrite", "Command");
+    IFormattedIO488* direct = nullptr;
+    const HRESULT hr = get_DirectIO(&direct);
+    if (Failed(hr)) return hr;
+    return directIo_.Write(command);
+  });
+}
+
+HRESULT CSystem::SystemRead(std::size_t max, std::string& out) {
+  out.clear();
+  return RunMember(RootOf(driver_), kInterface, "SystemRead", [&]() -> HRESULT {
+    IFormattedIO488* direct = nullptr;
+    const HRESULT hr = get_DirectIO(&direct);
+    if (Failed(hr)) return hr;
+    return directIo_.Read(max, out);
+  });
+}
+
+}  // namespace veqdx::dcpwr

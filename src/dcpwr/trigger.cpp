@@ -1,0 +1,36 @@
+#include "dcpwr/trigger.h"
+
+#include "attributes/cache_keys.h"
+#include "core/velmoraqdx.h"
+#include "dcpwr/accessor.h"
+
+namespace veqdx::dcpwr {
+
+void InvalidateProgrammedLevels(const attr::CNode& node) {
+  for (const attr::CacheKey* key : {&attr::keys::VoltageLevel, &attr::keys::CurrentLimit}) {
+    if (attr::CCacheEntryBase* entry = node.FindCacheEntry(*key)) entry->Invalidate();
+  }
+  node.ForEachChild([](attr::CNode& child) { InvalidateProgrammedLevels(child); });
+}
+
+HRESULT CTrigger::Abort() { return Fire("Abort", ":ABOR", false); }
+
+HRESULT CTrigger::Initiate() { return Fire("Initiate", ":INIT", true); }
+
+HRESULT CTrigger::SendSoftwareTrigger() {
+  // No check of the trigger source: "*TRG" goes out whatever the outputs' sources are.
+  return Fire("SendSoftwareTrigger", "*TRG", true);
+}
+
+HRESULT CTrigger::Fire(const char* member, const char* command, bool changesLevels) {
+  const AccessTarget root{driver_, driver_, kNoChannel};
+  return RunMember(root, kInterface, member, [&]() -> HRESULT {
+    if (driver_.Simulate()) return S_OK;
+    const HRESULT hr = SendCommand(root, false, command);
+    // The I/O lock is released by now: the walk below reads the child maps.
+    if (Succeeded(hr) && changesLevels && driver_.Cache()) InvalidateProgrammedLevels(driver_);
+    return hr;
+  });
+}
+
+}  // namespace veqdx::dcpwr

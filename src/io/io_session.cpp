@@ -1,0 +1,294 @@
+#include "io/io_session.h"
+
+#include <algorithm>
+#include <new>
+
+#include "core/call_context.h"
+#include "io/resource.h"
+
+#if __has_include("io/formatted_io.h")
+#include "io/formatted_io.h"
+#define VEQDX_HAVE_FORMATTED_IO 1
+#else
+// The formatted engine is not in this tree yet; the session holds none until it is.
+namespace veqdx::io {
+class CFormattedIo {};
+}  // namespace veqdx::io
+#endif
+
+namespace veqdx::io {
+namespace {
+
+// What the session says about a resource it has no transport for (simulating, or closed).
+struct ResourceFacts {
+  InterfaceType type = InterfaceType::Gpib;
+  std::string resourceClass = "INSTR";
+  bool lineFeedTerminated = false;
+  int board = 0;
+};
+
+ResourceFacts FactsOf(const std::string& descriptor) {
+  ResourceFacts facts;
+  Resource r;
+  std::string error;
+  if (!ParseResource(descriptor, r, error)) return facts;
+  facts.type = r.Interface();
+  facts.resourceClass = r.ResourceClass();
+  facts.lineFeedTerminated = r.kind == ResourceKind::TcpipSocket || r.kind == ResourceKind::Serial;
+  facts.board = r.board;
+  return facts;
+}
+
+HRESULT StatusOf(const IoResult& r) {
+  switch (r.code) {
+    case IoCode::Ok: return S_OK;
+    case IoCode::Timeout: return E_VELMORAQDX_IO_TIMEOUT;
+    default: return E_VELMORAQDX_IO_GENERAL;
+  }
+}
+
+}  // namespace
+
+CIoSession::CIoSession(const CErrorReporter& reporter) : reporter_(reporter) {
+#ifdef VEQDX_HAVE_FORMATTED_IO
+  formatted_ = std::make_unique<CFormattedIo>(*this);
+#endif
+}
+
+CIoSession::~CIoSession() { Close(); }
+
+// --- open / close ---
+
+HRESULT CIoSession::Open(std::string_view resource, const IoOpenOptions& options) {
+  Close();
+  resource_ = std::string(resource);
+  timeoutMs_ = std::max(0, options.transport.timeoutMs);
+  if (options.simulate) {
+    simulate_ = true;  // no device is opened, nothing is sent
+    return S_OK;
+  }
+  IoResult result;
+  std::unique_ptr<ITransport> transport = OpenTransport(resource, options.transport, result);
+  if (!transport) {
+    if (result.ok()) result = IoResult::Error("the transport could not be created");
+    std::string extra = "Resource descriptor = " + resource_ + ".";
+    HRESULT hr = result.code == IoCode::Timeout ? reporter_.ReportIoTimeout(result.message, extra)
+                                                : reporter_.ReportIoError(result.message, extra);
+    lastStatus_ = hr;
+    resource_.clear();
+    return hr;
+  }
+  return OpenWithTransport(resource, std::move(transport));
+}
+
+HRESULT CIoSession::OpenWithTransport(std::string_view resource,
+                                      std::unique_ptr<ITransport> transport) {
+  if (!transport) return ReportInvalidArgument("OpenWithTransport: the transport is null.");
+  Close();
+  resource_ = std::string(resource);
+  simulate_ = false;
+  transport_ = std::move(transport);
+  timeoutMs_ = transport_->Timeout();
+  lastStatus_ = 0;
+
+  buffer_.reset(new (std::nothrow) CInstrBuffer(*this));
+  HRESULT hr = buffer_ ? buffer_->Create()
+                       : ReportError("Failed to create the formatted I/O read and write buffers.");
+  if (Failed(hr)) {
+    Close();
+    return hr;
+  }
+  return S_OK;
+}
+
+HRESULT CIoSession::Close() {
+  buffer_.reset();
+  if (transport_) {
+    transport_->Close();
+    transport_.reset();
+  }
+  simulate_ = false;
+  resource_.clear();
+  return S_OK;
+}
+
+// --- errors and polling ---
+
+HRESULT CIoSession::ReportError(std::string_view text) const {
+  return reporter_.ReportIoError(text);
+}
+
+HRESULT CIoSession::ReportInvalidArgument(std::string_view text) const {
+  ErrorRecord& rec = ThreadErrorRecord();
+  rec = ErrorRecord{};
+  rec.hr = E_INVALIDARG;
+  rec.description = std::string(text);
+  rec.interfaceName = CurrentInterfaceName();
+  rec.source = "VelmoraQdx.VelmoraQdx";
+  rec.helpFile = "VelmoraQdx.chm";
+  return E_INVALIDARG;
+}
+
+HRESULT CIoSession::ReportIo(const IoResult& r) const {
+  switch (r.code) {
+    case IoCode::Ok: return S_OK;
+    case IoCode::Timeout: return reporter_.ReportIoTimeout(r.message);
+    default: return reporter_.ReportIoError(r.message);
+  }
+}
+
+HRESULT CIoSession::Report(const IoResult& r) {
+  HRESULT hr = ReportIo(r);
+  lastStatus_ = hr;
+  return hr;
+}
+
+HRESULT CIoSession::Poll() {
+  if (!pollHook_ || polling_) return S_OK;
+  struct Reset {
+    bool& flag;
+    ~Reset() { flag = false; }
+  } reset{polling_};
+  polling_ = true;
+  return pollHook_();
+}
+
+void CIoSession::ClearErrorState() {
+  if (buffer_) {
+    buffer_->DiscardWrite();
+    buffer_->ResetRead();
+  }
+  lastStatus_ = 0;
+}
+
+// --- low level ---
+
+IoResult CIoSession::NotOpen() const {
+  return IoResult::Error(simulate_ ? "no I/O reaches a device while simulating"
+                                   : "the I/O session is not open");
+}
+
+IoResult CIoSession::WriteRaw(const char* data, std::size_t size, bool end,
+                              std::size_t& written) {
+  written = 0;
+  IoResult r = transport_ ? transport_->Write(data, size, end, written) : NotOpen();
+  lastStatus_ = StatusOf(r);
+  return r;
+}
+
+IoResult CIoSession::ReadRaw(char* buffer, std::size_t max, std::size_t& got,
+                             std::int32_t& status) {
+  got = 0;
+  status = 0;
+  ReadEnd why = ReadEnd::End;
+  IoResult r = transport_ ? transport_->Read(buffer, max, got, why) : NotOpen();
+  if (r.ok() && why == ReadEnd::Count) status = kReadStatusMaxCount;
+  lastStatus_ = r.ok() ? status : StatusOf(r);
+  return r;
+}
+
+HRESULT CIoSession::LowLevelWriteNoPoll(const char* data, std::size_t size,
+                                        std::size_t& written, bool end) {
+  written = 0;
+  if (data == nullptr && size > 0)
+    return ReportInvalidArgument("LowLevelWriteNoPoll: the data buffer is null.");
+  IoResult r = WriteRaw(data, size, end, written);
+  return r.ok() ? S_OK : Report(r);
+}
+
+HRESULT CIoSession::LowLevelReadNoPoll(char* buffer, std::size_t max, std::size_t& got,
+                                       std::int32_t& status) {
+  got = 0;
+  status = 0;
+  if (buffer == nullptr && max > 0)
+    return ReportInvalidArgument("LowLevelReadNoPoll: the data buffer is null.");
+  IoResult r = ReadRaw(buffer, max, got, status);
+  return r.ok() ? S_OK : Report(r);
+}
+
+HRESULT CIoSession::LowLevelWriteStringNoPoll(std::string_view text) {
+  std::size_t written = 0;
+  IoResult r = WriteRaw(text.data(), text.size(), true, written);
+  if (!r.ok()) return Report(r);
+  if (written < text.size()) {
+    return ReportError("LowLevelWriteStringNoPoll sent only " + std::to_string(written) +
+                       " of " + std::to_string(text.size()) + " bytes to the device");
+  }
+  return S_OK;
+}
+
+HRESULT CIoSession::LowLevelReadStringNoPoll(std::size_t max, std::string& out,
+                                             std::int32_t& status) {
+  // Bounded so that a careless count cannot ask for unbounded memory; a longer response
+  // comes with kReadStatusMaxCount and is read on.
+  max = std::min(max, static_cast<std::size_t>(CInstrBuffer::kMaxCapacity));
+  out.assign(max, '\0');
+  std::size_t got = 0;
+  IoResult r = ReadRaw(out.data(), max, got, status);
+  out.resize(got);
+  return r.ok() ? S_OK : Report(r);
+}
+
+// --- session info ---
+
+int CIoSession::GetTimeout() const { return transport_ ? transport_->Timeout() : timeoutMs_; }
+
+void CIoSession::SetTimeout(int milliseconds) {
+  timeoutMs_ = std::max(0, milliseconds);
+  if (transport_) transport_->SetTimeout(timeoutMs_);
+}
+
+char CIoSession::GetTerminationCharacter() const {
+  return transport_ ? transport_->TermChar() : '\n';
+}
+
+bool CIoSession::GetTerminationCharacterEnabled() const {
+  return transport_ ? transport_->TermCharEnabled() : FactsOf(resource_).lineFeedTerminated;
+}
+
+InterfaceType CIoSession::GetInterfaceType() const {
+  return transport_ ? transport_->Interface() : FactsOf(resource_).type;
+}
+
+int CIoSession::GetInterfaceNumber() const {
+  return transport_ ? transport_->InterfaceNumber() : FactsOf(resource_).board;
+}
+
+std::string CIoSession::GetResourceClass() const {
+  return transport_ ? transport_->ResourceClass() : FactsOf(resource_).resourceClass;
+}
+
+// --- device control ---
+
+HRESULT CIoSession::ReadStatusByte(std::uint8_t* stb) {
+  if (stb == nullptr) return reporter_.ReportNullPointer("ReadStatusBte", "StatusByte");
+  if (!transport_) return Report(NotOpen());
+  std::uint8_t value = 0;
+  IoResult r = transport_->ReadStatusByte(value);
+  if (!r.ok()) return Report(r);
+  lastStatus_ = 0;
+  *stb = value;
+  return S_OK;
+}
+
+HRESULT CIoSession::Clear() {
+  if (!transport_) return Report(NotOpen());
+  ClearErrorState();
+  IoResult r = transport_->Clear();
+  lastStatus_ = StatusOf(r);
+  return r.ok() ? S_OK : Report(r);
+}
+
+HRESULT CIoSession::Lock(int timeoutMs) {
+  if (!transport_) return Report(NotOpen());
+  IoResult r = transport_->Lock(timeoutMs);
+  return r.ok() ? S_OK : Report(r);
+}
+
+HRESULT CIoSession::Unlock() {
+  if (!transport_) return Report(NotOpen());
+  IoResult r = transport_->Unlock();
+  return r.ok() ? S_OK : Report(r);
+}
+
+}  // namespace veqdx::io

@@ -1,0 +1,319 @@
+#include "io/socket_transport.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <utility>
+
+namespace veqdx::io {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Bytes asked of the kernel per receive: whole blocks, never byte by byte.
+constexpr std::size_t kReceiveBlock = 16384;
+// Clear() drains at most this much that already arrived, so a device that never stops
+// talking cannot hold it forever.
+constexpr std::size_t kClearDrainLimit = 4u << 20;
+
+std::string ErrnoText(int err) { return std::strerror(err); }
+
+int MsLeft(Clock::time_point deadline) {
+  auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+  if (left.count() <= 0) return 0;
+  return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
+}
+
+// Waits for `events` on `fd` until `deadline`. Returns 1 when ready, 0 on timeout, -1 on an
+// error (errno set). Ready includes POLLHUP/POLLERR: the following call reports the cause.
+int WaitFor(int fd, short events, Clock::time_point deadline) {
+  for (;;) {
+    pollfd p{fd, events, 0};
+    int rc = ::poll(&p, 1, MsLeft(deadline));
+    if (rc < 0 && errno == EINTR) continue;
+    return rc;
+  }
+}
+
+// The numeric host of a socket address ("10.0.0.5", "::1"); empty when it has none.
+std::string NumericHost(const sockaddr* sa, socklen_t len) {
+  char host[NI_MAXHOST];
+  if (::getnameinfo(sa, len, host, sizeof host, nullptr, 0, NI_NUMERICHOST) != 0) return {};
+  return host;
+}
+
+// "10.0.0.5:5025", "[::1]:5025".
+std::string JoinHostPort(const std::string& host, std::uint16_t port) {
+  bool v6 = host.find(':') != std::string::npos;
+  return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
+}
+
+class FdGuard {
+ public:
+  explicit FdGuard(int fd) : fd_(fd) {}
+  ~FdGuard() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  FdGuard(const FdGuard&) = delete;
+  FdGuard& operator=(const FdGuard&) = delete;
+  int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_;
+};
+
+struct AddrInfoDeleter {
+  void operator()(addrinfo* ai) const { ::freeaddrinfo(ai); }
+};
+
+// One connect attempt, bounded by `deadline`. Returns the connected descriptor or -1 with
+// `err` set (ETIMEDOUT when the deadline passed).
+int ConnectOne(const addrinfo* ai, Clock::time_point deadline, int& err) {
+  FdGuard fd(::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
+                      ai->ai_protocol));
+  if (fd.get() < 0) {
+    err = errno;
+    return -1;
+  }
+  if (::connect(fd.get(), ai->ai_addr, ai->ai_addrlen) != 0) {
+    if (errno != EINPROGRESS && errno != EINTR) {
+      err = errno;
+      return -1;
+    }
+    int rc = WaitFor(fd.get(), POLLOUT, deadline);
+    if (rc <= 0) {
+      err = rc == 0 ? ETIMEDOUT : errno;
+      return -1;
+    }
+    int soError = 0;
+    socklen_t len = sizeof soError;
+    if (::getsockopt(fd.get(), SOL_SOCKET, SO_ERROR, &soError, &len) != 0) soError = errno;
+    if (soError != 0) {
+      err = soError;
+      return -1;
+    }
+  }
+  int one = 1;
+  ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+  ::setsockopt(fd.get(), SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
+  return fd.release();
+}
+
+}  // namespace
+
+std::unique_ptr<SocketTransport> SocketTransport::Connect(const std::string& host,
+                                                          std::uint16_t port, int board,
+                                                          const TransportOptions& options,
+                                                          IoResult& result) {
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICSERV;
+  addrinfo* raw = nullptr;
+  std::string service = std::to_string(port);
+  int gai = ::getaddrinfo(host.c_str(), service.c_str(), &hints, &raw);
+  std::unique_ptr<addrinfo, AddrInfoDeleter> list(raw);
+  if (gai != 0) {
+    result = IoResult::Error("cannot resolve host '" + host + "': " +
+                             (gai == EAI_SYSTEM ? ErrnoText(errno) : ::gai_strerror(gai)));
+    return nullptr;
+  }
+
+  auto deadline = Clock::now() + std::chrono::milliseconds(std::max(0, options.openTimeoutMs));
+  std::string lastHost = host;
+  int lastErr = 0;
+  for (const addrinfo* ai = list.get(); ai != nullptr; ai = ai->ai_next) {
+    std::string numeric = NumericHost(ai->ai_addr, ai->ai_addrlen);
+    if (!numeric.empty()) lastHost = numeric;
+    int fd = ConnectOne(ai, deadline, lastErr);
+    if (fd >= 0) {
+      result = IoResult::Ok();
+      return std::unique_ptr<SocketTransport>(
+          new SocketTransport(fd, JoinHostPort(lastHost, port), board, options.timeoutMs));
+    }
+    if (lastErr == ETIMEDOUT && MsLeft(deadline) == 0) break;
+  }
+
+  // Name the host as given and, when it was a name, the address that was tried.
+  std::string where = JoinHostPort(lastHost, port);
+  if (lastHost != host) where = host + " (" + where + ")";
+  if (lastErr == ETIMEDOUT) {
+    result = IoResult::Timeout("connect to " + where + " did not complete within " +
+                               std::to_string(options.openTimeoutMs) + " ms");
+  } else if (lastErr == ECONNREFUSED) {
+    result = IoResult::Error("connect to " + where + " refused");
+  } else {
+    result = IoResult::Error("connect to " + where + " failed: " + ErrnoText(lastErr));
+  }
+  return nullptr;
+}
+
+SocketTransport::SocketTransport(int fd, std::string address, int board, int timeoutMs)
+    : fd_(fd), address_(std::move(address)), board_(board), timeoutMs_(std::max(0, timeoutMs)) {}
+
+SocketTransport::~SocketTransport() { Close(); }
+
+void SocketTransport::Close() {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
+  DropInput();
+}
+
+void SocketTransport::SetTimeout(int milliseconds) { timeoutMs_ = std::max(0, milliseconds); }
+
+IoResult SocketTransport::ClosedByPeer(std::string_view during) {
+  Close();
+  return IoResult::Error("connection to " + address_ + " closed by the instrument" +
+                         std::string(during));
+}
+
+IoResult SocketTransport::Write(const char* data, std::size_t size, bool end,
+                                std::size_t& written) {
+  written = 0;
+  if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
+  // END on a line-feed link is the terminator itself.
+  bool addTerm = end && termEnabled_ && (size == 0 || data[size - 1] != term_);
+  std::size_t total = size + (addTerm ? 1 : 0);
+  auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  std::size_t sent = 0;
+  while (sent < total) {
+    iovec iov[2];
+    int count = 0;
+    if (sent < size) iov[count++] = {const_cast<char*>(data) + sent, size - sent};
+    if (addTerm) iov[count++] = {&term_, 1};
+    msghdr msg{};
+    msg.msg_iov = iov;
+    msg.msg_iovlen = static_cast<std::size_t>(count);
+    ssize_t n = ::sendmsg(fd_, &msg, MSG_NOSIGNAL);
+    if (n > 0) {
+      sent += static_cast<std::size_t>(n);
+      continue;
+    }
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+      int rc = WaitFor(fd_, POLLOUT, deadline);
+      if (rc > 0) continue;
+      if (rc == 0) {
+        written = std::min(sent, size);
+        return IoResult::Timeout("write to " + address_ + " sent only " +
+                                 std::to_string(sent) + " of " + std::to_string(total) +
+                                 " bytes within " + std::to_string(timeoutMs_) + " ms");
+      }
+    }
+    int err = errno;
+    written = std::min(sent, size);
+    if (err == EPIPE || err == ECONNRESET) return ClosedByPeer(" (while writing)");
+    return IoResult::Error("write to " + address_ + " failed: " + ErrnoText(err));
+  }
+  written = size;
+  return IoResult::Ok();
+}
+
+IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
+  got = 0;
+  why = ReadEnd::Count;
+  if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
+  if (max == 0) return IoResult::Ok();
+  auto deliver = [&](std::size_t n, ReadEnd reason) {
+    std::memcpy(buffer, inbox_.data() + inStart_, n);
+    inStart_ += n;
+    if (inStart_ == inEnd_) DropInput();
+    got = n;
+    why = reason;
+    return IoResult::Ok();
+  };
+
+  auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  std::size_t scanned = 0;  // bytes at the front of the inbox already searched
+  for (;;) {
+    std::size_t held = inEnd_ - inStart_;
+    std::size_t window = std::min(held, max);
+    if (termEnabled_ && window > scanned) {
+      const char* begin = inbox_.data() + inStart_;
+      const void* hit = std::memchr(begin + scanned, static_cast<unsigned char>(term_),
+                                    window - scanned);
+      if (hit != nullptr)
+        return deliver(static_cast<std::size_t>(static_cast<const char*>(hit) - begin) + 1,
+                       ReadEnd::TermChar);
+    }
+    scanned = window;
+    if (held >= max) return deliver(max, ReadEnd::Count);
+
+    // Room for one more block behind what is held.
+    if (inbox_.size() - inEnd_ < kReceiveBlock) {
+      if (inStart_ > 0) {
+        std::memmove(inbox_.data(), inbox_.data() + inStart_, held);
+        inStart_ = 0;
+        inEnd_ = held;
+      }
+      if (inbox_.size() - inEnd_ < kReceiveBlock) inbox_.resize(inEnd_ + kReceiveBlock);
+    }
+    ssize_t n = ::recv(fd_, inbox_.data() + inEnd_, inbox_.size() - inEnd_, 0);
+    if (n > 0) {
+      inEnd_ += static_cast<std::size_t>(n);
+      continue;
+    }
+    if (n == 0) {
+      return ClosedByPeer(held > 0 ? " in the middle of a reply (" + std::to_string(held) +
+                                         " bytes received)"
+                                   : std::string());
+    }
+    if (errno == EINTR) continue;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) {
+      int err = errno;
+      if (err == ECONNRESET) return ClosedByPeer(" (connection reset)");
+      return IoResult::Error("read from " + address_ + " failed: " + ErrnoText(err));
+    }
+    int rc = WaitFor(fd_, POLLIN, deadline);
+    if (rc > 0) continue;
+    if (rc < 0) return IoResult::Error("read from " + address_ + " failed: " + ErrnoText(errno));
+    // Timed out: hand over what came, so it cannot be mistaken for the next reply.
+    std::size_t partial = inEnd_ - inStart_;
+    if (partial > 0) deliver(std::min(partial, max), ReadEnd::Count);
+    DropInput();
+    std::string what = partial > 0 ? "incomplete reply (" + std::to_string(partial) +
+                                         " bytes, no terminator) from "
+                                   : "no reply from ";
+    return IoResult::Timeout(what + address_ + " within " + std::to_string(timeoutMs_) + " ms");
+  }
+}
+
+IoResult SocketTransport::Clear() {
+  if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
+  DropInput();
+  char scratch[kReceiveBlock];
+  for (std::size_t drained = 0; drained < kClearDrainLimit;) {
+    ssize_t n = ::recv(fd_, scratch, sizeof scratch, MSG_DONTWAIT);
+    if (n > 0) {
+      drained += static_cast<std::size_t>(n);
+      continue;
+    }
+    if (n == 0) return ClosedByPeer(" (during device clear)");
+    if (errno == EINTR) continue;
+    if (errno == EAGAIN || errno == EWOULDBLOCK) break;
+    return IoResult::Error("device clear on " + address_ + " failed: " + ErrnoText(errno));
+  }
+  return IoResult::Ok();
+}
+
+IoResult SocketTransport::ReadStatusByte(std::uint8_t&) {
+  return {IoCode::NotSupported,
+          "reading the status byte is not supported on a raw socket connection (" + address_ +
+              "); query \"*STB?\" instead"};
+}
+
+IoResult SocketTransport::Lock(int) { return IoResult::Ok(); }
+IoResult SocketTransport::Unlock() { return IoResult::Ok(); }
+
+}  // namespace veqdx::io

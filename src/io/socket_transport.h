@@ -1,0 +1,80 @@
+// The built-in raw TCP transport for TCPIP[board]::host::port::SOCKET resources.
+//
+// A raw socket has no END signal, so the link is line-feed terminated both ways: reads end at
+// the termination character (line feed, enabled from the start), and a write with END gets a
+// line feed appended unless the message already ends with one. Each message goes to the
+// kernel in one call (TCP_NODELAY is set, so a command is not held back waiting for a delayed
+// ACK). Reads take whole blocks from the kernel and keep the bytes after a terminator for the
+// next read. Every connect, read and write is bounded by its timeout through poll(); nothing
+// raises SIGPIPE; the descriptor is close-on-exec and closed on every failure path.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "io/transport.h"
+
+namespace veqdx::io {
+
+class SocketTransport final : public ITransport {
+ public:
+  // Resolves `host` (a name, an IPv4 or an IPv6 address without brackets) and connects to
+  // the first address that accepts within options.openTimeoutMs. On failure returns nullptr
+  // with `result` saying what happened and where (IoCode::Timeout when no address answered in
+  // time, IoCode::Error for a refusal, an unknown host, ...).
+  static std::unique_ptr<SocketTransport> Connect(const std::string& host, std::uint16_t port,
+                                                  int board, const TransportOptions& options,
+                                                  IoResult& result);
+  ~SocketTransport() override;
+  SocketTransport(const SocketTransport&) = delete;
+  SocketTransport& operator=(const SocketTransport&) = delete;
+
+  IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override;
+  IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
+
+  void SetTimeout(int milliseconds) override;
+  int Timeout() const override { return timeoutMs_; }
+  void SetTermChar(char c, bool enabled) override {
+    term_ = c;
+    termEnabled_ = enabled;
+  }
+  char TermChar() const override { return term_; }
+  bool TermCharEnabled() const override { return termEnabled_; }
+
+  // Throws away what has arrived and not been read; sends nothing.
+  IoResult Clear() override;
+  // A raw socket carries no status byte: IoCode::NotSupported.
+  IoResult ReadStatusByte(std::uint8_t& stb) override;
+  // Nothing else shares the connection, so locking has nothing to exclude.
+  IoResult Lock(int timeoutMs) override;
+  IoResult Unlock() override;
+  void Close() override;
+
+  InterfaceType Interface() const override { return InterfaceType::Tcpip; }
+  std::string ResourceClass() const override { return "SOCKET"; }
+  int InterfaceNumber() const override { return board_; }
+
+  // "10.0.0.5:5025", "[::1]:5025": the peer, as messages name it.
+  const std::string& PeerAddress() const { return address_; }
+
+ private:
+  SocketTransport(int fd, std::string address, int board, int timeoutMs);
+  IoResult ClosedByPeer(std::string_view during);
+  void DropInput() { inStart_ = inEnd_ = 0; }
+
+  int fd_;
+  std::string address_;
+  int board_;
+  int timeoutMs_;
+  char term_ = '\n';
+  bool termEnabled_ = true;
+  // Bytes received and not yet delivered: inbox_[inStart_, inEnd_).
+  std::vector<char> inbox_;
+  std::size_t inStart_ = 0;
+  std::size_t inEnd_ = 0;
+};
+
+}  // namespace veqdx::io

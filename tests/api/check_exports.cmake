@@ -1,0 +1,31 @@
+# Lists the dynamic symbols that libveqdx.so defines and fails on any that is not a veqdx_
+# function, or when one of the functions it must export is missing.
+find_program(NM nm REQUIRED)
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY}
+                OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+string(REPLACE "\n" ";" lines "${symbols}")
+set(names "")
+foreach(line IN LISTS lines)
+  if(line MATCHES "^[0-9a-fA-F]+ ([A-Za-z]) ([^ @]+)")
+    set(kind ${CMAKE_MATCH_1})
+    set(name ${CMAKE_MATCH_2})
+    if(kind STREQUAL "A")  # the version node itself
+      continue()
+    endif()
+    if(NOT name MATCHES "^veqdx_")
+      message(FATAL_ERROR "libveqdx.so exports ${name}")
+    endif()
+    list(APPEND names ${name})
+  endif()
+endforeach()
+foreach(required veqdx_error_message veqdx_GetError veqdx_ClearError veqdx_LockSession
+                 veqdx_UnlockSession)
+  if(NOT required IN_LIST names)
+    message(FATAL_ERROR "libveqdx.so does not export ${required}")
+  endif()
+endforeach()
+list(LENGTH names count)
+message(STATUS "libveqdx.so exports ${count} veqdx_ functions")

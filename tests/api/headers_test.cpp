@@ -1,0 +1,106 @@
+// The public headers agree with each other and with the driver core's own declarations.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <type_traits>
+
+// Included together on purpose: the public headers must not clash with the core's.
+#include "core/error_reporter.h"
+#include "core/hresult.h"
+#include "veqdx.h"
+#include "veqdx/enums.h"
+#include "veqdx/interfaces.h"
+#include "veqdx/status.h"
+
+namespace veqdx {
+namespace {
+
+TEST(PublicHeaders, CEnumerationValuesMatchTheObjectModel) {
+  struct Row {
+    std::int32_t objectModel;
+    long c;
+  };
+  const Row rows[] = {
+      {VelmoraQdxMeasurementCurrent, VEQDX_VAL_MEASURE_CURRENT},
+      {VelmoraQdxMeasurementVoltage, VEQDX_VAL_MEASURE_VOLTAGE},
+      {VelmoraQdxOutputStateConstantVoltage, VEQDX_VAL_OUTPUT_CONSTANT_VOLTAGE},
+      {VelmoraQdxOutputStateConstantCurrent, VEQDX_VAL_OUTPUT_CONSTANT_CURRENT},
+      {VelmoraQdxOutputStateOverVoltage, VEQDX_VAL_OUTPUT_OVER_VOLTAGE},
+      {VelmoraQdxOutputStateOverCurrent, VEQDX_VAL_OUTPUT_OVER_CURRENT},
+      {VelmoraQdxOutputStateUnregulated, VEQDX_VAL_OUTPUT_UNREGULATED},
+      {VelmoraQdxOutputStateACPowerFailure, VEQDX_VAL_OUTPUT_AC_POWER_FAILURE},
+      {VelmoraQdxOutputStatePowerLimit, VEQDX_VAL_OUTPUT_POWER_LIMIT},
+      {VelmoraQdxOutputStateOverTemperature, VEQDX_VAL_OUTPUT_OVER_TEMPERATURE},
+      {VelmoraQdxOutputStateShutdownAlarm, VEQDX_VAL_OUTPUT_SHUTDOWN_ALARM},
+      {VelmoraQdxOutputStateSensingAlarm, VEQDX_VAL_OUTPUT_SENSING_ALARM},
+      {VelmoraQdxOutputStateFanAlarm, VEQDX_VAL_OUTPUT_FAN_ALARM},
+      {VelmoraQdxOutputStateOutputInhibited, VEQDX_VAL_OUTPUT_OUTPUT_INHIBITED},
+      {VelmoraQdxOutputStateI2CAlarm, VEQDX_VAL_OUTPUT_I2C_ALARM},
+      {VelmoraQdxOutputStateOverVoltage2, VEQDX_VAL_OUTPUT_OVER_VOLTAGE2},
+      {VelmoraQdxCurrentLimitRegulate, VEQDX_VAL_CURRENT_REGULATE},
+      {VelmoraQdxCurrentLimitTrip, VEQDX_VAL_CURRENT_TRIP},
+      {VelmoraQdxTriggerSourceImmediate, VEQDX_VAL_TRIG_IMMEDIATE},
+      {VelmoraQdxTriggerSourceSwTrigFunc, VEQDX_VAL_TRIG_SW_TRIG_FUNC},
+      {VelmoraQdxPONStateSafe, VEQDX_VAL_PON_STATE_SAFE},
+      {VelmoraQdxPONStateAuto, VEQDX_VAL_PON_STATE_AUTO},
+      {VelmoraQdxPONStateForce, VEQDX_VAL_PON_STATE_FORCE},
+      {VelmoraQdxProtectionRecoverySafe, VEQDX_VAL_PROTECTION_RECOVERY_SAFE},
+      {VelmoraQdxProtectionRecoveryAuto, VEQDX_VAL_PROTECTION_RECOVERY_AUTO},
+      {VelmoraQdxOperationModeCC, VEQDX_VAL_OPERATION_MODE_CC},
+      {VelmoraQdxOperationModeCV, VEQDX_VAL_OPERATION_MODE_CV},
+      {VelmoraQdxExternalLogicLow, VEQDX_VAL_EXTERNAL_LOGIC_LOW},
+      {VelmoraQdxExternalLogicHigh, VEQDX_VAL_EXTERNAL_LOGIC_HIGH},
+      {VelmoraQdxExternalRangeLow, VEQDX_VAL_EXTERNAL_RANGE_LOW},
+      {VelmoraQdxExternalRangeHigh, VEQDX_VAL_EXTERNAL_RANGE_HIGH},
+      {IviDCPwrRangeCurrent, VEQDX_VAL_RANGE_CURRENT},
+      {IviDCPwrRangeVoltage, VEQDX_VAL_RANGE_VOLTAGE},
+  };
+  for (const auto& row : rows) EXPECT_EQ(row.objectModel, row.c);
+  static_assert(sizeof(VelmoraQdxOutputStateEnum) == 4 && sizeof(VelmoraQdxPONStateEnum) == 4);
+}
+
+TEST(PublicHeaders, DriverErrorCodesAgreeWithTheCore) {
+  using E = VelmoraQdxErrorCodesEnum;
+  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_IO_GENERAL), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_IO_TIMEOUT), E_VELMORAQDX_IO_TIMEOUT);
+  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_MODEL_NOT_SUPPORTED),
+            E_VELMORAQDX_MODEL_NOT_SUPPORTED);
+  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_PERSONALITY_NOT_ACTIVE),
+            E_VELMORAQDX_PERSONALITY_NOT_ACTIVE);
+  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_PERSONALITY_NOT_LICENSED),
+            E_VELMORAQDX_PERSONALITY_NOT_LICENSED);
+  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED),
+            E_VELMORAQDX_PERSONALITY_NOT_INSTALLED);
+  // The core's message table and the public names give the same codes.
+  EXPECT_EQ(HResultOfMessage(msg::TriggerNotSoftware), E_IVIDCPWR_TRIGGER_NOT_SOFTWARE);
+  EXPECT_EQ(HResultOfMessage(msg::IdQueryNotSupported), S_IVI_NSUP_ID_QUERY);
+  EXPECT_EQ(HResultOfMessage(msg::UnknownNameInSelector), E_IVI_UNKNOWN_NAME_IN_SELECTOR);
+  EXPECT_EQ(HResultOfMessage(msg::NullPointer), E_IVI_NULL_POINTER);
+}
+
+// A class and an instrument interface with members of one signature share one override.
+class BothTriggers : public IVelmoraQdxTrigger, public IIviDCPwrTrigger {
+ public:
+  HRESULT Abort() override { return ++calls, S_OK; }
+  HRESULT Initiate() override { return S_OK; }
+  HRESULT SendSoftwareTrigger() override { return S_OK; }
+  int calls = 0;
+};
+
+TEST(PublicHeaders, InterfacesAreAbstractAndShareOverrides) {
+  static_assert(std::is_abstract_v<IVelmoraQdx> && std::is_abstract_v<IVelmoraQdxOutput> &&
+                std::is_abstract_v<IIviDCPwr> && std::is_abstract_v<IIviDriverIdentity>);
+  // The driver object reaches IIviDriver through two interfaces; it must have it only once.
+  static_assert(std::is_base_of_v<IIviDriver, IVelmoraQdx> &&
+                std::is_base_of_v<IIviDriver, IIviDCPwr>);
+  BothTriggers both;
+  static_cast<IVelmoraQdxTrigger&>(both).Abort();
+  static_cast<IIviDCPwrTrigger&>(both).Abort();
+  EXPECT_EQ(both.calls, 2);
+  EXPECT_STREQ(IVelmoraQdxOutput::kIid, "{BDAB1522-0DB4-4428-A8BD-279CC22E48C8}");
+  EXPECT_EQ(IVelmoraQdxOutput::Dispid::BleederEnabled, 0x60010025);
+  EXPECT_EQ(IVelmoraQdx::Dispid::Global, 0x60020004);
+}
+
+}  // namespace
+}  // namespace veqdx

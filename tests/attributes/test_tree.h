@@ -1,0 +1,39 @@
+// A session root for the attribute tests: flags settable from the test, answered from atomics
+// without the root's lock, as the real driver class does.
+#pragma once
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "attributes/node.h"
+
+namespace veqdx::attr::testing {
+
+class TestRoot : public CNode {
+ public:
+  explicit TestRoot(std::string fullName = {}) : fullName_(std::move(fullName)) {}
+  ~TestRoot() override { DetachChildren(); }
+
+  std::atomic<bool> initialized{true}, cache{true}, interchange{true}, queryStatus{true},
+      rangeCheck{true}, recordCoercions{true}, simulate{true};
+
+  bool IsInitialized() const override { return initialized; }
+  bool GetCache() const override { return cache; }
+  bool GetInterchangeCheck() const override { return interchange; }
+  bool GetQueryInstrumentStatus() const override { return queryStatus; }
+  bool GetRangeCheck() const override { return rangeCheck; }
+  bool GetRecordCoercions() const override { return recordCoercions; }
+  bool GetSimulate() const override { return simulate; }
+  std::string GetFullName() const override { return fullName_; }
+
+  CRepCap& AddOutput(int channel) {
+    const std::string name = "Output" + std::to_string(channel);
+    return static_cast<CRepCap&>(
+        *AddChild(name, std::make_unique<CRepCap>("Output", name, channel)));
+  }
+
+ private:
+  std::string fullName_;
+};
+
+}  // namespace veqdx::attr::testing

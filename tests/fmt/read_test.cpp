@@ -1,0 +1,352 @@
+// Parsing instrument replies: values, range checks, strings, lists, blocks, and the
+// end-of-read step, all through a session on the scripted device.
+#include <cfloat>
+#include <cmath>
+#include <span>
+#include <vector>
+
+#include "fmt_fixture.h"
+
+namespace veqdx::io::fmt_test {
+namespace {
+
+class ReadTest : public FmtTest {
+ protected:
+  // Queues `reply` and parses it with `format`.
+  template <class... A>
+  HRESULT Read(std::string reply, const char* format, const A&... dest) {
+    dev->Reply(std::move(reply));
+    return io().Scanf(format, dest...);
+  }
+};
+
+TEST_F(ReadTest, RealsInEveryDecimalForm) {
+  struct Case {
+    const char* format;
+    const char* reply;
+    double expected;
+  } cases[] = {
+      {"%lg", "12.5\n", 12.5},           {"%@3lg", "+1.25000E+01\n", 12.5},
+      {"%lf", "  -3\n", -3.0},           {"%lg", "#H1F\n", 31.0},
+      {"%lg", "9.9E37\n", 9.9e37},       {"%le", "1e-320\n", 1e-320},
+      {"%lg", ".5", 0.5},                {"%lg", "7.", 7.0},
+      {"%3lg", "12345", 123.0},          {"%lg", "1e\n", 1.0},
+  };
+  for (const Case& c : cases) {
+    double d = -1;
+    EXPECT_EQ(Read(c.reply, c.format, &d), S_OK) << c.format << " " << c.reply << LastError();
+    EXPECT_EQ(d, c.expected) << c.format << " " << c.reply;
+  }
+}
+
+TEST_F(ReadTest, IntegersInEveryForm) {
+  struct Case {
+    const char* format;
+    const char* reply;
+    std::int32_t expected;
+  } cases[] = {
+      {"%d", "42\n", 42},     {"%d", "-7,", -7},       {"%d", "12.7", 12},
+      {"%d", "1e3", 1000},    {"%d", "#HFF", 255},     {"%d", "#Q17", 15},
+      {"%d", "#B101", 5},     {"%x", "ff", 255},       {"%x", "0x1A", 26},
+      {"%o", "17", 15},       {"%@1d", "+5", 5},       {"%3d", "12345", 123},
+      {"%d", "-2147483648", INT32_MIN},
+  };
+  for (const Case& c : cases) {
+    std::int32_t v = -1;
+    EXPECT_EQ(Read(c.reply, c.format, &v), S_OK) << c.format << " " << c.reply << LastError();
+    EXPECT_EQ(v, c.expected) << c.format << " " << c.reply;
+  }
+  std::int16_t reg16 = 0;
+  EXPECT_EQ(Read("-32768\n", "%hd", &reg16), S_OK);
+  EXPECT_EQ(reg16, -32768);
+  std::uint8_t reg8 = 0;
+  EXPECT_EQ(Read("255\n", "%bd", &reg8), S_OK);
+  EXPECT_EQ(reg8, 255);
+  std::int64_t big = 0;
+  EXPECT_EQ(Read("9007199254740993\n", "%Id", &big), S_OK);
+  EXPECT_EQ(big, 9007199254740993);  // exact, not through a double
+}
+
+TEST_F(ReadTest, OutOfRangeValuesFailWithTheTargetsMessageAndStoreNothing) {
+  struct Case {
+    const char* format;
+    const char* reply;
+    const char* text;
+  } cases[] = {
+      {"%hd", "40000", "Overflow or underflow reading value of '4.000000e+04' into a short."},
+      {"%hd", "-32769", "Overflow or underflow reading value of '-3.276900e+04' into a short."},
+      {"%bd", "300", "Overflow or underflow reading value of '3.000000e+02' into a BYTE."},
+      {"%bd", "-1", "Overflow or underflow reading value of '-1.000000e+00' into a BYTE."},
+      {"%d", "2147483648", "Overflow or underflow reading value of '2.147484e+09' into a long."},
+      {"%f", "1e-40",
+       "Overflow or underflow reading value of '1.000000e-40' into a single-precision float."},
+      {"%f", "-1e39",
+       "Overflow or underflow reading value of '-1.000000e+39' into a single-precision float."},
+      {"%Id", "1e19", "Overflow or underflow reading value of '1.000000e+19' into a 64-bit integer."},
+  };
+  for (const Case& c : cases) {
+    alignas(8) unsigned char dest[8] = {0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA};
+    HRESULT hr = E_FAIL;
+    const std::string f = c.format;
+    if (f == "%hd") hr = Read(c.reply, c.format, reinterpret_cast<std::int16_t*>(dest));
+    else if (f == "%bd") hr = Read(c.reply, c.format, reinterpret_cast<std::uint8_t*>(dest));
+    else if (f == "%d") hr = Read(c.reply, c.format, reinterpret_cast<std::int32_t*>(dest));
+    else if (f == "%f") hr = Read(c.reply, c.format, reinterpret_cast<float*>(dest));
+    else hr = Read(c.reply, c.format, reinterpret_cast<std::int64_t*>(dest));
+    EXPECT_EQ(hr, E_VELMORAQDX_IO_GENERAL) << c.format << " " << c.reply;
+    EXPECT_EQ(LastError(), IoErrorText(c.text));
+    for (const unsigned char b : dest) EXPECT_EQ(b, 0xAA) << c.format << " stored something";
+  }
+  EXPECT_EQ(polls, 0);
+}
+
+TEST_F(ReadTest, FloatAcceptsZeroNormalsAndValuesBelowTheSmallestNormalDouble) {
+  const struct {
+    const char* reply;
+    float expected;
+  } cases[] = {{"0", 0.0f}, {"1e-320", 0.0f}, {"1.1754943508222875e-38", FLT_MIN},
+               {"3.4028234663852886e+38", FLT_MAX}, {"-2.5", -2.5f}};
+  for (const auto& c : cases) {
+    float f = -1;
+    EXPECT_EQ(Read(c.reply, "%f", &f), S_OK) << c.reply << LastError();
+    EXPECT_EQ(f, c.expected) << c.reply;
+  }
+}
+
+TEST_F(ReadTest, ErrorQueueEntryKeepsTheRestOfTheReplyQuotesIncluded) {
+  std::int32_t code = 0;
+  CountedString text;
+  ASSERT_EQ(Read("-113,\"Undefined header\"\n", "%d,%$Ct", &code, &text), S_OK) << LastError();
+  EXPECT_EQ(code, -113);
+  EXPECT_EQ(text, "\"Undefined header\"\n");  // everything up to END
+  ASSERT_EQ(Read("0,\"No error\"\n", "%d,%$Ct", &code, &text), S_OK);
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(text, "\"No error\"\n");
+  EXPECT_EQ(polls, 2);
+}
+
+TEST_F(ReadTest, DiscoveryFormats) {
+  std::int32_t count = 32;
+  std::vector<std::int32_t> channels(32, -1);
+  ASSERT_EQ(Read("1;2,3\n", "%(;,)#d", &count, std::span<std::int32_t>(channels)), S_OK)
+      << LastError();
+  EXPECT_EQ(count, 3);  // written back with the number read
+  EXPECT_EQ(std::vector<std::int32_t>(channels.begin(), channels.begin() + 4),
+            (std::vector<std::int32_t>{1, 2, 3, -1}));
+
+  count = 2;
+  ASSERT_EQ(Read("4;5;6\n", "%(;,)#d", &count, std::span<std::int32_t>(channels)), S_OK);
+  EXPECT_EQ(count, 2);
+  EXPECT_EQ(channels[1], 5);
+  EXPECT_EQ(channels[2], 3);
+
+  double v = 0, i = 0, p = 0;
+  CountedString model;
+  ASSERT_EQ(Read("80.0,28.0,750.0,QDX750ML\n", "%lf,%lf,%lf,%$C[^\n]", &v, &i, &p, &model), S_OK);
+  EXPECT_EQ(v, 80.0);
+  EXPECT_EQ(i, 28.0);
+  EXPECT_EQ(p, 750.0);
+  EXPECT_EQ(model, "QDX750ML");
+
+  std::string options;
+  ASSERT_EQ(Read("VMCB,OPT2\n", "%$B[^\n]", &options), S_OK);
+  EXPECT_EQ(options, "VMCB,OPT2");
+  ASSERT_EQ(Read("\n", "%$B[^\n]", &options), S_OK);  // no options at all
+  EXPECT_EQ(options, "");
+}
+
+TEST_F(ReadTest, StringsWordsAndCharacters) {
+  std::string word, line;
+  ASSERT_EQ(Read("  ON rest\nmore\n", "%s%T", &word, &line), S_OK);
+  EXPECT_EQ(word, "ON");
+  EXPECT_EQ(line, " rest");  // up to the line feed, which is consumed and not stored
+
+  char buf[4];
+  ASSERT_EQ(Read("abcdefgh", "%s", std::span<char>(buf)), S_OK);
+  EXPECT_STREQ(buf, "abc");  // a character buffer keeps one place for the zero
+  char wide[10];
+  std::int32_t width = 5;
+  ASSERT_EQ(Read("abcdefgh", "%#s", &width, std::span<char>(wide)), S_OK);
+  EXPECT_STREQ(wide, "abcd");
+  EXPECT_EQ(width, 4);
+
+  std::int32_t n = 0;
+  char c = 0;
+  ASSERT_EQ(Read("12x", "%d%c", &n, &c), S_OK);  // the 'x' after the number was pushed back
+  EXPECT_EQ(n, 12);
+  EXPECT_EQ(c, 'x');
+
+  std::int32_t second = 0;
+  ASSERT_EQ(Read("5,6\n", "%*d,%d", &second), S_OK);
+  EXPECT_EQ(second, 6);
+
+  std::vector<std::string> words(3);
+  std::int32_t got = 3;
+  ASSERT_EQ(Read("'a b','c''d',x\n", "%,#qs", &got, std::span<std::string>(words)), S_OK)
+      << LastError();
+  EXPECT_EQ(got, 3);
+  EXPECT_EQ(words, (std::vector<std::string>{"a b", "c'd", "x"}));
+}
+
+TEST_F(ReadTest, EnumsThroughTheFormatter) {
+  VARIANT_BOOL on = 0;
+  ASSERT_EQ(Read("1\n", "%{VARIANT_BOOL}s", &on), S_OK);
+  EXPECT_EQ(on, VARIANT_TRUE);
+  std::int32_t source = -1;
+  ASSERT_EQ(Read("BUS\n", "%{TestSource}s", &source), S_OK);
+  EXPECT_EQ(source, 1);
+  std::vector<std::int16_t> flags(3, 7);
+  ASSERT_EQ(Read("ON,0,1\n", "%{VARIANT_BOOL},s", std::span<std::int16_t>(flags)), S_OK);
+  EXPECT_EQ(flags, (std::vector<std::int16_t>{-1, 0, -1}));
+  EXPECT_EQ(Read("EXT\n", "%{TestSource}s", &source), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(LastError(), IoErrorText("Unexpected value 'EXT' for enum 'TestSource'."));
+  EXPECT_EQ(source, 1);
+}
+
+TEST_F(ReadTest, BinaryBlocks) {
+  std::vector<std::int16_t> shorts(3);
+  ASSERT_EQ(Read(std::string("#16\x00\x01\x00\x02\x01\x02\n", 10), "%hb",
+                 std::span<std::int16_t>(shorts)), S_OK) << LastError();
+  EXPECT_EQ(shorts, (std::vector<std::int16_t>{1, 2, 0x0102}));
+
+  std::vector<char> bytes(8, 0);
+  std::int32_t count = 8;
+  ASSERT_EQ(Read(",#13abc\n", "%#b", &count, std::span<char>(bytes)), S_OK) << LastError();
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(std::string(bytes.data(), 3), "abc");
+
+  count = 8;
+  ASSERT_EQ(Read("#0\n", "%#b", &count, std::span<char>(bytes)), S_OK);
+  EXPECT_EQ(count, 0);
+  count = 8;
+  ASSERT_EQ(Read("#0xyz\n", "%#b", &count, std::span<char>(bytes)), S_OK);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(std::string(bytes.data(), 3), "xyz");
+
+  std::vector<std::int32_t> raw(2);
+  count = 2;
+  ASSERT_EQ(Read(std::string("\x01\0\0\0\x02\0\0\0", 8), "%#!olly", &count,
+                 std::span<std::int32_t>(raw)), S_OK);
+  EXPECT_EQ(raw, (std::vector<std::int32_t>{1, 2}));
+}
+
+TEST_F(ReadTest, BadBlocksFailInBoundedTimeAndMemory) {
+  std::vector<char> bytes(4);
+  const struct {
+    std::string reply;
+    const char* text;
+  } cases[] = {
+      {",,#13abc", "Binary block header not found."},
+      {"#x3abc", "Binary block header not found."},
+      {"#2x1abc", "Binary block header not found."},
+      {"", "Binary block header not found."},
+      {"#15abc", "Binary block ended after 3 of 5 data bytes."},
+      {"#9999999999", "Binary block of 999999999 bytes does not fit in the destination of 4 "
+                      "elements of 1 bytes."},
+      {"#0abcdef\n", "Binary block does not fit in the destination of 4 elements of 1 bytes."},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Read(c.reply, "%b", std::span<char>(bytes)), E_VELMORAQDX_IO_GENERAL) << c.reply;
+    EXPECT_EQ(LastError(), IoErrorText(c.text)) << c.reply;
+  }
+  std::vector<std::int16_t> shorts(4);
+  EXPECT_EQ(Read("#13abc", "%hb", std::span<std::int16_t>(shorts)), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(LastError(),
+            IoErrorText("Binary block of 3 bytes is not a whole number of 2-byte elements."));
+  EXPECT_EQ(polls, 0);
+}
+
+TEST_F(ReadTest, ReplyDeliveredInPieces) {
+  double d = 0;
+  dev->Reply("12.5\n", {.chunk = 2});
+  ASSERT_EQ(io().Scanf("%lg", &d), S_OK) << LastError();
+  EXPECT_EQ(d, 12.5);
+
+  const std::string longText(10000, 'q');
+  std::string text;
+  dev->Reply(longText + "\n", {.chunk = 999});
+  ASSERT_EQ(io().Scanf("%$BT", &text), S_OK);
+  EXPECT_EQ(text, longText);
+
+  std::vector<std::int16_t> block(3000);
+  std::string reply = "#46000";
+  for (int k = 0; k < 3000; ++k) reply += {static_cast<char>(k >> 8), static_cast<char>(k & 0xFF)};
+  dev->Reply(reply + "\n", {.chunk = 1000});
+  ASSERT_EQ(io().Scanf("%hb", std::span<std::int16_t>(block)), S_OK);
+  EXPECT_EQ(block[2999], 2999);
+  EXPECT_EQ(dev->PendingOutput(), 0u);
+}
+
+TEST_F(ReadTest, UnconsumedRestIsDiscardedBeforeTheNextQuery) {
+  dev->OnQuery("A?", "1,2,3\n", {.chunk = 2});
+  dev->OnQuery("B?", "7\n");
+  std::int32_t a = 0, b = 0;
+  ASSERT_EQ(io().QueryString("A?", "%d", &a), S_OK);
+  ASSERT_EQ(io().QueryString("B?", "%d", &b), S_OK);
+  EXPECT_EQ(a, 1);
+  EXPECT_EQ(b, 7);
+  EXPECT_EQ(dev->Written(), (std::vector<std::string>{"A?", "B?"}));
+  EXPECT_EQ(polls, 2);  // QueryString polls once, after the read
+}
+
+TEST_F(ReadTest, MalformedAndMissingRepliesGiveClearErrors) {
+  std::int32_t v = 5;
+  EXPECT_EQ(Read("abc\n", "%d", &v), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_NE(LastError().find("expected a number after 0 characters, found 'a'"), std::string::npos)
+      << LastError();
+  EXPECT_EQ(Read("1;2\n", "%d,%d", &v, &v), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_NE(LastError().find("expected ','"), std::string::npos) << LastError();
+  EXPECT_EQ(Read("", "%d", &v), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_NE(LastError().find("found the end of the response"), std::string::npos);
+
+  dev->Reply("12", {.end = false});  // the device never finishes its reply
+  EXPECT_EQ(io().Scanf("%d", &v), E_VELMORAQDX_IO_TIMEOUT);
+
+  std::string text;
+  dev->Reply(std::string(2'000'000, 'z'));  // far more than any reply field
+  EXPECT_EQ(io().Scanf("%$Bt", &text), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_NE(LastError().find("longer than 1048576 characters"), std::string::npos);
+  EXPECT_EQ(dev->PendingOutput(), 0u);  // the rest was discarded
+  dev->Reply(std::string(100'000, '1'));
+  EXPECT_EQ(io().Scanf("%d", &v), E_VELMORAQDX_IO_GENERAL);  // 256 ones: no long holds it
+  EXPECT_EQ(v, 5);
+  EXPECT_EQ(polls, 0);
+}
+
+TEST_F(ReadTest, ArgumentMistakesAreInvalidArgumentsAndTheReplyIsStillDropped) {
+  double d = 0;
+  std::int32_t i = 0;
+  std::int32_t* none = nullptr;
+  const std::function<HRESULT()> calls[] = {
+      [&] { return Read("1\n", "%d", &d); },
+      [&] { return Read("1\n", "%hd", &i); },
+      [&] { return Read("1\n", "%d"); },
+      [&] { return Read("1\n", "%d", &i, &i); },
+      [&] { return Read("1\n", "%d", none); },
+      [&] { return Read("1,2\n", "%,#d", none, std::span<std::int32_t>(&i, 1)); },
+      [&] { return Read("1\n", "%(q)d", std::span<std::int32_t>(&i, 1)); },
+      [&] { return Read("1\n", "%s", &i); },
+      [&] { return Read("1\n", "%hb", std::span<std::int32_t>(&i, 1)); },
+  };
+  for (const auto& call : calls) {
+    EXPECT_EQ(call(), E_INVALIDARG) << LastError();
+    EXPECT_EQ(ThreadErrorRecord().hr, E_INVALIDARG);
+    EXPECT_EQ(dev->PendingOutput(), 0u);
+  }
+  EXPECT_EQ(i, 0);
+  EXPECT_EQ(polls, 0);
+}
+
+TEST_F(ReadTest, SscanfParsesTextWithoutTheDevice) {
+  char model[16];
+  std::int32_t number = 0;  // "%ld" is the 32-bit ("long") item
+  ASSERT_EQ(io().Sscanf("QDX750ML", "QDX%ld%15s", &number, std::span<char>(model)), S_OK);
+  EXPECT_EQ(number, 750);
+  EXPECT_STREQ(model, "ML");
+  EXPECT_EQ(io().Sscanf("XYZ750", "QDX%ld", &number), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_TRUE(dev->Writes().empty());
+  EXPECT_EQ(polls, 0);
+}
+
+}  // namespace
+}  // namespace veqdx::io::fmt_test

@@ -1,0 +1,166 @@
+// The TCP front end: transcript, start and stop, and each injected fault.
+#include <unistd.h>
+
+#include <fstream>
+#include <regex>
+#include <thread>
+
+#include "sim_client.h"
+
+namespace qdxsim::test {
+namespace {
+
+class EmulatorTest : public EmulatorFixture {};
+
+TEST_F(EmulatorTest, TranscriptHoldsExactlyWhatWasReceived) {
+  startWith(testConfig());
+  auto c = connect();
+  const std::vector<std::string> sent = {"*rst", ":VOLT 5;:CURR 1", ":VOLT 6\r", "  FOO  ", ""};
+  for (const auto& m : sent) c->send(m);
+  ASSERT_EQ(c->query("*OPC?"), "1");
+  std::vector<std::string> expected = sent;
+  expected.push_back("*OPC?");
+  EXPECT_EQ(emulator_->takeTranscript(), expected);
+  EXPECT_EQ(emulator_->takeTranscript(), std::vector<std::string>{});  // taking clears
+  // Bytes of one message split over several packets still make one entry.
+  c->sendRaw(":VOLT");
+  std::this_thread::sleep_for(20ms);
+  c->sendRaw(" 7\n*OPC?\n");
+  ASSERT_EQ(c->readLine().value_or(""), "1");
+  EXPECT_EQ(emulator_->takeTranscript(), (std::vector<std::string>{":VOLT 7", "*OPC?"}));
+}
+
+TEST_F(EmulatorTest, TranscriptFileHasTimeStampedLines) {
+  std::string path = ::testing::TempDir() + "qdx_sim_transcript_" + std::to_string(getpid()) + ".log";
+  Config config = testConfig();
+  config.transcriptPath = path;
+  startWith(config);
+  auto c = connect();
+  c->send(":VOLT 1.5");
+  c->send("A\\B\x7f");
+  ASSERT_EQ(c->query("*OPC?"), "1");
+  emulator_->stop();
+  std::ifstream file(path);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  ASSERT_EQ(lines.size(), 3u);
+  const std::regex stamp(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z c1 (.*))");
+  std::smatch m;
+  ASSERT_TRUE(std::regex_match(lines[0], m, stamp)) << lines[0];
+  EXPECT_EQ(m[1], ":VOLT 1.5");
+  ASSERT_TRUE(std::regex_match(lines[1], m, stamp)) << lines[1];
+  EXPECT_EQ(m[1], "A\\\\B\\x7F");
+  std::remove(path.c_str());
+}
+
+TEST_F(EmulatorTest, StartFailsWithAReason) {
+  startWith(testConfig());
+  Config taken = testConfig();
+  taken.port = emulator_->port();
+  Emulator second(taken);
+  std::string error;
+  EXPECT_FALSE(second.start(&error));
+  EXPECT_NE(error.find("cannot listen on 127.0.0.1:" + std::to_string(taken.port)), std::string::npos)
+      << error;
+
+  Emulator unknown(testConfig("QDX999"));
+  EXPECT_FALSE(unknown.start(&error));
+  EXPECT_NE(error.find("unknown model 'QDX999'"), std::string::npos) << error;
+  EXPECT_THROW(unknown.instrument(), std::logic_error);
+
+  Config badTranscript = testConfig();
+  badTranscript.transcriptPath = "/nonexistent-dir/x.log";
+  Emulator third(badTranscript);
+  EXPECT_FALSE(third.start(&error));
+  EXPECT_NE(error.find("/nonexistent-dir/x.log"), std::string::npos) << error;
+}
+
+TEST_F(EmulatorTest, StopClosesClientsEvenMidReply) {
+  startWith(testConfig());
+  auto idle = connect();
+  auto waiting = connect();
+  emulator_->setReplyDelay(30s);
+  waiting->send("*IDN?");
+  ASSERT_EQ(waiting->readLine(100ms), std::nullopt);
+  auto begin = std::chrono::steady_clock::now();
+  emulator_->stop();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);  // bounded, not a benchmark
+  EXPECT_TRUE(idle->waitForClose(2s));
+  EXPECT_TRUE(waiting->waitForClose(2s));
+  EXPECT_FALSE(emulator_->running());
+  // The same emulator can listen again; the instrument keeps its state.
+  std::string error;
+  ASSERT_TRUE(emulator_->start(&error)) << error;
+  emulator_->clearFaults();
+  EXPECT_EQ(connect()->query("*OPC?"), "1");
+}
+
+TEST_F(EmulatorTest, ReplyDelay) {
+  startWith(testConfig());
+  auto c = connect();
+  emulator_->setReplyDelay(400ms);
+  c->send("*OPC?");
+  EXPECT_EQ(c->readLine(100ms), std::nullopt);
+  EXPECT_EQ(c->readLine(3s), "1");
+  emulator_->setReplyDelay(0ms);
+  EXPECT_EQ(c->query("*OPC?", 1s), "1");
+}
+
+TEST_F(EmulatorTest, SilentQueryIsExecutedButNeverAnswered) {
+  startWith(testConfig());
+  auto c = connect();
+  emulator_->addSilentQuery(":volt?");
+  c->send(":VOLT 3;:VOLT?");
+  EXPECT_EQ(c->readLine(300ms), std::nullopt);
+  EXPECT_EQ(c->query("*OPC?"), "1");  // the link still works, other queries answer
+  EXPECT_EQ(c->query(":CURR?"), "28");
+  emulator_->clearFaults();
+  EXPECT_EQ(c->query(":VOLT?"), "3");
+}
+
+TEST_F(EmulatorTest, GarbageReplies) {
+  startWith(testConfig());
+  auto c = connect();
+  emulator_->addGarbageQuery("*IDN?");
+  emulator_->addGarbageQuery("*ESR?", "1,2,\x01");
+  EXPECT_EQ(c->query("*idn?"), std::string(kDefaultGarbage));
+  EXPECT_EQ(c->query("*ESR?"), "1,2,\x01");
+  EXPECT_EQ(c->query("*OPC?"), "1");
+}
+
+TEST_F(EmulatorTest, CloseAfterMessagesFiresOnce) {
+  Config config = testConfig();
+  config.faults.closeAfterMessages = 3;
+  startWith(config);
+  auto c = connect();
+  c->send(":VOLT 2");  // messages without reply count too
+  EXPECT_EQ(c->query("*OPC?"), "1");
+  EXPECT_EQ(c->query(":VOLT?"), "2");  // the third message is still answered, then closed
+  EXPECT_TRUE(c->waitForClose(2s));
+  auto again = connect();
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(again->query("*OPC?"), "1");
+  emulator_->setCloseAfter(1);
+  again->send(":VOLT 4");
+  EXPECT_TRUE(again->waitForClose(2s));
+}
+
+TEST_F(EmulatorTest, ChunkedRepliesArriveInPieces) {
+  startWith(testConfig());
+  auto c = connect();
+  emulator_->setChunkedReplies(4, 40ms);
+  ASSERT_TRUE(c->send("*IDN?"));
+  std::vector<std::string> pieces;
+  std::string all;
+  while (all.find('\n') == std::string::npos) {
+    auto piece = c->readSome(2s);
+    ASSERT_TRUE(piece && !piece->empty());
+    pieces.push_back(*piece);
+    all += *piece;
+  }
+  EXPECT_EQ(all, "Velmora,QDX750ML,SIM0001,1.00\n");
+  EXPECT_GE(pieces.size(), 3u);
+  for (const auto& p : pieces) EXPECT_LE(p.size(), 4u);
+}
+
+}  // namespace
+}  // namespace qdxsim::test

@@ -1,0 +1,209 @@
+// The qdx-sim program: its command line, its run as a separate process, and the model table.
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+
+#include "sim_client.h"
+
+namespace qdxsim::test {
+namespace {
+
+// A child process running qdx-sim, with its stdout and stderr readable with timeouts.
+class SimProcess {
+ public:
+  explicit SimProcess(const std::vector<std::string>& args) {
+    int out[2], err[2];
+    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(out[1], 1);
+      dup2(err[1], 2);
+      std::vector<char*> argv{const_cast<char*>(QDX_SIM_PROGRAM)};
+      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+      argv.push_back(nullptr);
+      execv(QDX_SIM_PROGRAM, argv.data());
+      _exit(127);
+    }
+    close(out[1]);
+    close(err[1]);
+    out_ = out[0];
+    err_ = err[0];
+  }
+  ~SimProcess() {
+    if (pid_ > 0 && exitCode_ < 0) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+    if (out_ >= 0) close(out_);
+    if (err_ >= 0) close(err_);
+  }
+  // Text on a pipe up to the first line feed, or what came before EOF or the timeout.
+  std::string readLine(bool fromStderr, std::chrono::milliseconds timeout) {
+    int fd = fromStderr ? err_ : out_;
+    std::string text;
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    char c;
+    while (std::chrono::steady_clock::now() < deadline) {
+      pollfd p{fd, POLLIN, 0};
+      if (poll(&p, 1, 50) <= 0) continue;
+      if (read(fd, &c, 1) != 1 || c == '\n') break;
+      text += c;
+    }
+    return text;
+  }
+  // Exit code within the timeout, -1 if still running.
+  int waitExit(std::chrono::milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (exitCode_ < 0 && std::chrono::steady_clock::now() < deadline) {
+      int status = 0;
+      if (waitpid(pid_, &status, WNOHANG) == pid_) {
+        exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      } else {
+        std::this_thread::sleep_for(10ms);
+      }
+    }
+    return exitCode_;
+  }
+  void signal(int sig) { kill(pid_, sig); }
+
+ private:
+  pid_t pid_ = -1;
+  int out_ = -1, err_ = -1;
+  int exitCode_ = -1;
+};
+
+TEST(ProgramTest, RunsPrintsItsPortAndStopsOnSignal) {
+  for (int sig : {SIGTERM, SIGINT}) {
+    SCOPED_TRACE(sig);
+    SimProcess sim({"--listen", "127.0.0.1:0", "--model", "QDX1500L", "--serial", "ABC42",
+                    "--firmware=2.1", "--load-ohms", "open"});
+    std::string portLine = sim.readLine(false, 5s);
+    ASSERT_FALSE(portLine.empty());
+    ASSERT_EQ(portLine.find_first_not_of("0123456789"), std::string::npos) << portLine;
+    SimClient c(std::stoi(portLine));
+    ASSERT_TRUE(c.connected());
+    EXPECT_EQ(c.query("*IDN?"), "Velmora,QDX1500L,ABC42,2.1");
+    EXPECT_EQ(c.query(":VOLT 12;:OUTP 1;:MEAS:CURR?"), "0");  // open circuit
+    sim.signal(sig);
+    EXPECT_EQ(sim.waitExit(5s), 0);
+    EXPECT_TRUE(c.waitForClose(2s));
+  }
+}
+
+TEST(ProgramTest, RefusesBadArgumentsWithAMessage) {
+  struct Case {
+    std::vector<std::string> args;
+    int exitCode;
+    const char* message;
+  };
+  const Case cases[] = {
+      {{"--model", "QDX9000"}, 2, "unknown model 'QDX9000'"},
+      {{"--channels", "1,1"}, 2, "channel 1 is listed twice"},
+      {{"--channels", "1=QDX1"}, 2, "unknown model 'QDX1' for channel 1"},
+      {{"--bogus"}, 2, "unknown option --bogus"},
+      {{"--listen"}, 2, "option --listen needs a value"},
+      {{"--listen", "nowhere"}, 2, "bad value 'nowhere' for --listen"},
+      {{"--load-ohms", "-3"}, 2, "bad value '-3' for --load-ohms"},
+      {{"--listen", "256.1.1.1:0"}, 1, "cannot resolve listen address '256.1.1.1'"},
+  };
+  for (const auto& k : cases) {
+    SCOPED_TRACE(k.message);
+    SimProcess sim(k.args);
+    std::string message = sim.readLine(true, 5s);
+    EXPECT_NE(message.find(k.message), std::string::npos) << message;
+    EXPECT_EQ(sim.waitExit(5s), k.exitCode);
+  }
+}
+
+TEST(ProgramTest, HelpDocumentsEveryFlag) {
+  std::string help = usageText();
+  for (const char* flag : {"--listen", "--model", "--serial", "--firmware", "--channels",
+                           "--load-ohms", "--transcript", "--reply-delay-ms", "--silent",
+                           "--garbage", "--garbage-text", "--close-after", "--chunk-bytes",
+                           "--chunk-pause-ms", "--help"}) {
+    EXPECT_NE(help.find(flag), std::string::npos) << flag;
+  }
+  for (const auto& model : knownModels()) EXPECT_NE(help.find(model), std::string::npos) << model;
+  SimProcess sim({"--help"});
+  EXPECT_EQ(sim.readLine(false, 5s), "Usage: qdx-sim [options]");
+  EXPECT_EQ(sim.waitExit(5s), 0);
+}
+
+TEST(ProgramTest, CommandLineFillsTheConfig) {
+  Config c;
+  bool help = true;
+  std::string error;
+  ASSERT_TRUE(parseCommandLine({"--listen", "[::1]:6000", "--channels", "1,3=QDX750H",
+                                "--transcript", "/tmp/t.log", "--reply-delay-ms", "15",
+                                "--silent", "*IDN?", "--silent=:MEAS:VOLT?", "--garbage", "*ESR?",
+                                "--garbage-text", "xyz", "--close-after", "4", "--chunk-bytes",
+                                "3", "--chunk-pause-ms", "9", "--load-ohms", "2.5"},
+                               c, help, error))
+      << error;
+  EXPECT_FALSE(help);
+  EXPECT_EQ(c.listenAddress, "::1");
+  EXPECT_EQ(c.port, 6000);
+  ASSERT_EQ(c.channels.size(), 2u);
+  EXPECT_EQ(c.channels[0].number, 1);
+  EXPECT_EQ(c.channels[0].model, "");
+  EXPECT_EQ(c.channels[1].number, 3);
+  EXPECT_EQ(c.channels[1].model, "QDX750H");
+  EXPECT_EQ(c.transcriptPath, "/tmp/t.log");
+  EXPECT_EQ(c.faults.replyDelayMs, 15);
+  EXPECT_EQ(c.faults.silentQueries, (std::vector<std::string>{"*IDN?", ":MEAS:VOLT?"}));
+  ASSERT_EQ(c.faults.garbageQueries.size(), 1u);
+  EXPECT_EQ(c.faults.garbageQueries[0], (std::pair<std::string, std::string>{"*ESR?", "xyz"}));
+  EXPECT_EQ(c.faults.closeAfterMessages, 4);
+  EXPECT_EQ(c.faults.chunkBytes, 3u);
+  EXPECT_EQ(c.faults.chunkPauseMs, 9);
+  EXPECT_EQ(c.loadOhms, 2.5);
+  EXPECT_EQ(c.validate(), "");
+  Config defaults;
+  EXPECT_TRUE(parseCommandLine({"-h"}, defaults, help, error));
+  EXPECT_TRUE(help);
+  EXPECT_EQ(defaults.listenAddress, "127.0.0.1");
+  EXPECT_EQ(defaults.port, 5025);
+  EXPECT_EQ(defaults.model, "QDX750ML");
+}
+
+// Every model answers with its rating as a single unit and limits settings to 105 % of it.
+TEST(ProgramTest, ModelRatings) {
+  struct Case {
+    const char* model;
+    const char* info;    // rated V, A, W
+    const char* maxima;  // ":VOLT? MAX;:CURR? MAX"
+    const char* overVolts;
+  };
+  const Case cases[] = {
+      {"QDX750L", "30,75,750", "30;75", "31.6"},
+      {"QDX750ML", "80,28,750", "80;28", "84.1"},
+      {"QDX750MH", "230,10,750", "230;10", "241.6"},
+      {"QDX750H", "650,3.5,750", "650;3.5", "682.6"},
+      {"QDX1500H", "650,7,1500", "650;7", "682.6"},
+      {"QDX1500L", "30,150,1500", "30;150", "31.6"},
+      {"QDX1500MH", "230,20,1500", "230;20", "241.6"},
+      {"QDX1500ML", "80,56,1500", "80;56", "84.1"},
+  };
+  ASSERT_EQ(knownModels().size(), std::size(cases));
+  for (const auto& k : cases) {
+    SCOPED_TRACE(k.model);
+    Config config;
+    config.model = k.model;
+    Instrument unit(config);
+    EXPECT_EQ(unit.handle(":INST:NSEL 0;INFO?"), std::string(k.info) + "," + k.model);
+    EXPECT_EQ(unit.handle("*CLS;:VOLT MAX;:CURR MAX;:VOLT?;:CURR?;:SYST:ERR?"),
+              std::string(k.maxima) + ";0,\"No error\"");
+    EXPECT_EQ(unit.handle(std::string(":VOLT ") + k.overVolts + ";:SYST:ERR?"),
+              "-222,\"Data out of range\"");
+  }
+  Config unknown;
+  unknown.model = "QDX750l";  // case matters
+  EXPECT_THROW(Instrument{unknown}, std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace qdxsim::test

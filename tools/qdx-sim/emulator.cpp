@@ -1,0 +1,356 @@
+// The raw-socket front end: a listener thread and one thread per client. Every wait polls an
+// eventfd that stop() signals, so that no thread can hold up shutdown.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <thread>
+
+#include "qdx_sim.h"
+#include "scpi_errors.h"
+#include "transcript.h"
+
+namespace qdxsim {
+
+namespace {
+
+constexpr std::size_t kMaxLineLength = 64 * 1024;  // longer input is discarded up to its LF
+constexpr std::size_t kMaxClients = 16;
+constexpr int kPollSliceMs = 1000;     // upper bound of one wait before re-checking state
+constexpr int kSendStallLimitMs = 5000;  // a client that reads nothing for this long is dropped
+
+bool containsNoCase(std::string_view text, std::string_view part) {
+  if (part.empty()) return false;
+  auto it = std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
+    return std::toupper(static_cast<unsigned char>(a)) == std::toupper(static_cast<unsigned char>(b));
+  });
+  return it != text.end();
+}
+
+// "host:port" or "[v6]:port" of a bound socket, for messages.
+std::string describe(const std::string& host, int port) {
+  bool v6 = host.find(':') != std::string::npos;
+  return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
+}
+
+}  // namespace
+
+class Emulator::Impl {
+ public:
+  explicit Impl(Config c) : config(std::move(c)) {
+    configError = config.validate();
+    if (configError.empty()) instrument = std::make_unique<Instrument>(config);
+    faults = config.faults;
+    closeCountdown = faults.closeAfterMessages;
+  }
+
+  bool start(std::string& error);
+  void stop();
+
+  Config config;
+  std::string configError;
+  std::unique_ptr<Instrument> instrument;
+  Transcript transcript;
+
+  std::mutex faultsMutex;
+  Faults faults;
+  int closeCountdown = 0;
+
+  std::atomic<bool> running{false};
+  int boundPort = 0;
+
+ private:
+  struct Client {
+    std::thread thread;
+    std::shared_ptr<std::atomic<bool>> done;
+  };
+
+  void acceptLoop();
+  void serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done);
+  // Executes one received message and answers it; false when the connection must close.
+  bool process(int fd, int id, const std::string& line);
+  bool sendReply(int fd, std::string reply, const Faults& f);
+  bool sendAll(int fd, std::string_view data);
+  // Waits up to `ms`; true when stop() was called meanwhile.
+  bool sleepUnlessStopped(int ms);
+  bool stopRequested() { return sleepUnlessStopped(0); }
+
+  int listenFd_ = -1;
+  int wakeFd_ = -1;
+  int nextId_ = 1;
+  std::thread acceptor_;
+  std::vector<Client> clients_;  // touched by the acceptor thread only
+};
+
+bool Emulator::Impl::start(std::string& error) {
+  if (!instrument) {
+    error = configError;
+    return false;
+  }
+  if (running) {
+    error = "the emulator is already running";
+    return false;
+  }
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_PASSIVE;
+  addrinfo* found = nullptr;
+  std::string service = std::to_string(config.port);
+  if (int rc = getaddrinfo(config.listenAddress.c_str(), service.c_str(), &hints, &found)) {
+    error = "cannot resolve listen address '" + config.listenAddress + "': " + gai_strerror(rc);
+    return false;
+  }
+  std::string lastError = "no usable address";
+  for (addrinfo* a = found; a && listenFd_ < 0; a = a->ai_next) {
+    int fd = socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol);
+    if (fd < 0) continue;
+    int one = 1;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    if (bind(fd, a->ai_addr, a->ai_addrlen) == 0 && listen(fd, 16) == 0) {
+      listenFd_ = fd;
+    } else {
+      lastError = std::strerror(errno);
+      ::close(fd);
+    }
+  }
+  freeaddrinfo(found);
+  if (listenFd_ < 0) {
+    error = "cannot listen on " + describe(config.listenAddress, config.port) + ": " + lastError;
+    return false;
+  }
+  sockaddr_storage bound{};
+  socklen_t len = sizeof bound;
+  getsockname(listenFd_, reinterpret_cast<sockaddr*>(&bound), &len);
+  boundPort = ntohs(bound.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6*>(&bound)->sin6_port
+                                                : reinterpret_cast<sockaddr_in*>(&bound)->sin_port);
+  if (!config.transcriptPath.empty() && !transcript.open(config.transcriptPath, error)) {
+    ::close(listenFd_);
+    listenFd_ = -1;
+    return false;
+  }
+  wakeFd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (wakeFd_ < 0) {
+    error = std::string("cannot create eventfd: ") + std::strerror(errno);
+    ::close(listenFd_);
+    listenFd_ = -1;
+    return false;
+  }
+  running = true;
+  acceptor_ = std::thread([this] { acceptLoop(); });
+  return true;
+}
+
+void Emulator::Impl::stop() {
+  if (!running.exchange(false)) return;
+  std::uint64_t one = 1;
+  if (write(wakeFd_, &one, sizeof one) < 0) { /* the eventfd cannot be full here */ }
+  acceptor_.join();
+  ::close(listenFd_);
+  ::close(wakeFd_);
+  listenFd_ = wakeFd_ = -1;
+  boundPort = 0;
+  transcript.close();
+}
+
+bool Emulator::Impl::sleepUnlessStopped(int ms) {
+  pollfd p{wakeFd_, POLLIN, 0};
+  return poll(&p, 1, std::max(ms, 0)) > 0;
+}
+
+void Emulator::Impl::acceptLoop() {
+  for (;;) {
+    pollfd fds[2] = {{listenFd_, POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+    int n = poll(fds, 2, kPollSliceMs);
+    if (fds[1].revents) break;
+    // Reap clients that have hung up.
+    std::erase_if(clients_, [](Client& c) {
+      if (!c.done->load()) return false;
+      c.thread.join();
+      return true;
+    });
+    if (n <= 0 || !(fds[0].revents & POLLIN)) continue;
+    int fd = accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd < 0) continue;
+    if (clients_.size() >= kMaxClients) {
+      ::close(fd);
+      continue;
+    }
+    int one = 1;  // pieces of a chunked reply must leave one by one
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    auto done = std::make_shared<std::atomic<bool>>(false);
+    int id = nextId_++;
+    clients_.push_back({std::thread([this, fd, id, done] { serve(fd, id, done); }), done});
+  }
+  for (auto& c : clients_) c.thread.join();
+  clients_.clear();
+}
+
+void Emulator::Impl::serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done) {
+  std::string pending;
+  bool discarding = false;  // inside an over-long line, dropping bytes up to its LF
+  char buffer[4096];
+  bool open = true;
+  while (open) {
+    pollfd fds[2] = {{fd, POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+    int n = poll(fds, 2, kPollSliceMs);
+    if (fds[1].revents) break;
+    if (n <= 0) continue;
+    ssize_t got = recv(fd, buffer, sizeof buffer, 0);
+    if (got == 0) break;
+    if (got < 0) {
+      if (errno == EAGAIN || errno == EINTR) continue;
+      break;
+    }
+    pending.append(buffer, static_cast<std::size_t>(got));
+    std::size_t lf;
+    while (open && (lf = pending.find('\n')) != std::string::npos) {
+      std::string line = pending.substr(0, lf);
+      pending.erase(0, lf + 1);
+      if (discarding) {
+        discarding = false;
+        continue;
+      }
+      open = process(fd, id, line);
+    }
+    if (pending.size() > kMaxLineLength) {
+      if (!discarding) instrument->reportError(scpi::err::kInputBufferOverrun);
+      discarding = true;
+      pending.clear();
+    }
+  }
+  ::close(fd);
+  done->store(true);
+}
+
+bool Emulator::Impl::process(int fd, int id, const std::string& line) {
+  transcript.record(id, line);
+  Faults f;
+  bool closeNow = false;
+  {
+    std::lock_guard lock(faultsMutex);
+    f = faults;
+    if (closeCountdown > 0 && --closeCountdown == 0) {
+      closeNow = true;
+      faults.closeAfterMessages = 0;
+    }
+  }
+  std::optional<std::string> reply = instrument->handle(line);
+  if (reply) {
+    for (const auto& match : f.silentQueries) {
+      if (containsNoCase(line, match)) reply.reset();
+    }
+  }
+  if (reply) {
+    for (const auto& [match, text] : f.garbageQueries) {
+      if (containsNoCase(line, match)) {
+        *reply = text.empty() ? std::string(kDefaultGarbage) : text;
+        break;
+      }
+    }
+  }
+  if (reply && !sendReply(fd, std::move(*reply), f)) return false;
+  return !closeNow;
+}
+
+bool Emulator::Impl::sendReply(int fd, std::string reply, const Faults& f) {
+  if (f.replyDelayMs > 0 && sleepUnlessStopped(f.replyDelayMs)) return false;
+  reply += '\n';
+  if (f.chunkBytes == 0) return sendAll(fd, reply);
+  std::string_view rest = reply;
+  while (!rest.empty()) {
+    std::size_t n = std::min(rest.size(), f.chunkBytes);
+    if (!sendAll(fd, rest.substr(0, n))) return false;
+    rest.remove_prefix(n);
+    if (!rest.empty() && f.chunkPauseMs > 0 && sleepUnlessStopped(f.chunkPauseMs)) return false;
+  }
+  return true;
+}
+
+bool Emulator::Impl::sendAll(int fd, std::string_view data) {
+  int stalledMs = 0;
+  while (!data.empty()) {
+    ssize_t sent = send(fd, data.data(), data.size(), MSG_NOSIGNAL);
+    if (sent > 0) {
+      data.remove_prefix(static_cast<std::size_t>(sent));
+      stalledMs = 0;
+      continue;
+    }
+    if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
+    if (stalledMs >= kSendStallLimitMs || stopRequested()) return false;
+    pollfd fds[2] = {{fd, POLLOUT, 0}, {wakeFd_, POLLIN, 0}};
+    poll(fds, 2, kPollSliceMs);
+    stalledMs += kPollSliceMs;
+  }
+  return true;
+}
+
+// --- public face ---
+
+Emulator::Emulator(Config config) : impl_(std::make_unique<Impl>(std::move(config))) {}
+Emulator::~Emulator() { stop(); }
+
+bool Emulator::start(std::string* message) {
+  std::string error;
+  if (impl_->start(error)) return true;
+  if (message) *message = error;
+  return false;
+}
+
+void Emulator::stop() { impl_->stop(); }
+bool Emulator::running() const { return impl_->running; }
+int Emulator::port() const { return impl_->boundPort; }
+
+Instrument& Emulator::instrument() {
+  if (!impl_->instrument) throw std::logic_error(impl_->configError);
+  return *impl_->instrument;
+}
+
+std::vector<std::string> Emulator::takeTranscript() { return impl_->transcript.take(); }
+
+void Emulator::setReplyDelay(std::chrono::milliseconds delay) {
+  std::lock_guard lock(impl_->faultsMutex);
+  impl_->faults.replyDelayMs = static_cast<int>(std::max<long long>(0, delay.count()));
+}
+
+void Emulator::addSilentQuery(std::string match) {
+  std::lock_guard lock(impl_->faultsMutex);
+  impl_->faults.silentQueries.push_back(std::move(match));
+}
+
+void Emulator::addGarbageQuery(std::string match, std::string reply) {
+  std::lock_guard lock(impl_->faultsMutex);
+  impl_->faults.garbageQueries.emplace_back(std::move(match), std::move(reply));
+}
+
+void Emulator::setCloseAfter(int messages) {
+  std::lock_guard lock(impl_->faultsMutex);
+  impl_->faults.closeAfterMessages = std::max(0, messages);
+  impl_->closeCountdown = impl_->faults.closeAfterMessages;
+}
+
+void Emulator::setChunkedReplies(std::size_t bytes, std::chrono::milliseconds pause) {
+  std::lock_guard lock(impl_->faultsMutex);
+  impl_->faults.chunkBytes = bytes;
+  impl_->faults.chunkPauseMs = static_cast<int>(std::max<long long>(0, pause.count()));
+}
+
+void Emulator::clearFaults() {
+  std::lock_guard lock(impl_->faultsMutex);
+  impl_->faults = Faults{};
+  impl_->closeCountdown = 0;
+}
+
+}  // namespace qdxsim

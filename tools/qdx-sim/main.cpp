@@ -1,0 +1,53 @@
+// qdx-sim: runs the emulator until SIGINT or SIGTERM.
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "qdx_sim.h"
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  qdxsim::Config config;
+  bool help = false;
+  std::string error;
+  if (!qdxsim::parseCommandLine(args, config, help, error)) {
+    std::fprintf(stderr, "qdx-sim: %s (try --help)\n", error.c_str());
+    return 2;
+  }
+  if (help) {
+    std::fputs(qdxsim::usageText().c_str(), stdout);
+    return 0;
+  }
+  if (std::string problem = config.validate(); !problem.empty()) {
+    std::fprintf(stderr, "qdx-sim: %s\n", problem.c_str());
+    return 2;
+  }
+
+  // Block the shutdown signals in every thread; the main thread collects them below.
+  sigset_t stopSignals;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGINT);
+  sigaddset(&stopSignals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+
+  qdxsim::Emulator emulator(config);
+  if (!emulator.start(&error)) {
+    std::fprintf(stderr, "qdx-sim: %s\n", error.c_str());
+    return 1;
+  }
+  std::printf("%d\n", emulator.port());
+  std::fflush(stdout);
+  std::fprintf(stderr, "qdx-sim: %s listening on %s port %d\n", config.model.c_str(),
+               config.listenAddress.c_str(), emulator.port());
+
+  for (;;) {
+    timespec slice{1, 0};
+    int sig = sigtimedwait(&stopSignals, nullptr, &slice);
+    if (sig == SIGINT || sig == SIGTERM) break;
+  }
+  emulator.stop();
+  return 0;
+}
