@@ -1,14 +1,20 @@
 #include "attributes/cache.h"
 
 #include <cmath>
+#include <iterator>
 
 #include "attributes/enums.h"
 
 namespace veqdx::attr {
 
 double RoundToDecimals(double value, int decimals) noexcept {
-  if (decimals < 0 || !std::isfinite(value)) return value;
-  const double scale = std::pow(10.0, decimals);
+  // Powers of ten up to 1e22 are exact doubles; a table avoids pow() on the cache's hot path.
+  static constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                            1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                            1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  constexpr int kMaxDecimals = static_cast<int>(std::size(kPowersOfTen)) - 1;
+  if (decimals < 0 || decimals > kMaxDecimals || !std::isfinite(value)) return value;
+  const double scale = kPowersOfTen[decimals];
   const double scaled = value * scale;
   // 2^52: from here on every double is an integer, so there is no fraction left to round.
   constexpr double kIntegralFrom = 4503599627370496.0;

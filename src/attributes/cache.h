@@ -41,6 +41,7 @@ class CCacheEntryBase {
 // already integral in a double (|value| * 10^decimals >= 2^52, e.g. 1e17 at 14 decimals) or not
 // finite are returned unchanged: they have no digit to round, and scaling them back and forth
 // would only add error (or overflow to infinity and make distinct values look equal).
+// `decimals` above 22 also leaves the value unchanged (no double carries that many).
 double RoundToDecimals(double value, int decimals) noexcept;
 
 // Equality used by CCacheEntry<T>::Matches.
@@ -63,6 +64,7 @@ struct CacheEntryTraits<double> {
   static constexpr int kDecimals = 14;
   static bool Equal(double a, double b) noexcept {
     if (std::isnan(a) || std::isnan(b)) return false;
+    if (a == b) return true;  // the common "unchanged value" case needs no rounding
     return RoundToDecimals(a, kDecimals) == RoundToDecimals(b, kDecimals);
   }
 };

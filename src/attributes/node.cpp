@@ -190,16 +190,14 @@ std::size_t CNode::CacheSize() const {
 
 // ---- CChildNode ----
 
+// No lock taken here: these run on every property access, and the caller's operation already
+// holds this node's lock, which is what keeps a detach from completing under its feet.
 bool CChildNode::AskRoot(bool (CNode::*query)() const) const {
-  std::lock_guard<std::recursive_mutex> lock(Mutex());
   if (GetParent() == nullptr) return false;
   return (GetRoot()->*query)();
 }
 
-bool CChildNode::IsInitialized() const {
-  std::lock_guard<std::recursive_mutex> lock(Mutex());
-  return GetParent() != nullptr;
-}
+bool CChildNode::IsInitialized() const { return GetParent() != nullptr; }
 bool CChildNode::GetCache() const { return AskRoot(&CNode::GetCache); }
 bool CChildNode::GetInterchangeCheck() const { return AskRoot(&CNode::GetInterchangeCheck); }
 bool CChildNode::GetQueryInstrumentStatus() const {

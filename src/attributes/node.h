@@ -143,7 +143,9 @@ class CNode {
 };
 
 // A node below the root: its session-wide queries ask the root while attached and answer false
-// (IsInitialized included) once detached.
+// (IsInitialized included) once detached. They take no lock themselves (they sit on every
+// property access); call them under this node's lock, as every operation does, whenever the
+// session may be closing concurrently.
 class CChildNode : public CNode {
  public:
   bool IsInitialized() const override;

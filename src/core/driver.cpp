@@ -71,7 +71,7 @@ InherentSettings CDriver::CurrentSettings() const {
 }
 
 InherentSettings CDriver::InitialSettings() const {
-  std::lock_guard<std::recursive_mutex> lock(Mutex());
+  std::lock_guard<std::mutex> lock(configMutex_);
   return initialSettings_;
 }
 
@@ -96,8 +96,18 @@ InstrumentIdentity CDriver::Identity() const {
 }
 
 std::string CDriver::DriverSetupItem(std::string_view name, std::string_view fallback) const {
-  std::lock_guard<std::recursive_mutex> lock(Mutex());
+  std::lock_guard<std::mutex> lock(configMutex_);
   return config_.DriverSetupItem(name, fallback);
+}
+
+OptionMap CDriver::DriverSetupItems() const {
+  std::lock_guard<std::mutex> lock(configMutex_);
+  return config_.driverSetupItems;
+}
+
+OptionMap CDriver::Options() const {
+  std::lock_guard<std::mutex> lock(configMutex_);
+  return config_.options;
 }
 
 HRESULT CDriver::GetBool(const std::atomic<bool>& flag, VARIANT_BOOL* val, const char* member) {
@@ -111,6 +121,7 @@ HRESULT CDriver::GetBool(const std::atomic<bool>& flag, VARIANT_BOOL* val, const
 HRESULT CDriver::GetString(const std::string& text, std::string* val, const char* member) {
   return Call(kIIviDriverOperation, member, [&] {
     if (val == nullptr) return ReportNull(member, "val");
+    std::lock_guard<std::mutex> lock(configMutex_);
     *val = text;
     return S_OK;
   });
@@ -238,14 +249,19 @@ HRESULT CDriver::InitializeBody(const char* resourceName, bool idQuery, bool res
 
   resetOnInit_ = reset;
   idQueryOnInit_ = idQuery;
-  HRESULT hr = LoadConfiguration(resourceName, optionString ? optionString : "", *store_,
-                                 config_, trace_, reporter_);
+  InitConfiguration config;
+  HRESULT hr = LoadConfiguration(resourceName, optionString ? optionString : "", *store_, config,
+                                 trace_, reporter_);
   // What was processed before a failure stays in place.
-  ApplySettings(config_.settings);
+  ApplySettings(config.settings);
+  {
+    std::lock_guard<std::mutex> lock(configMutex_);
+    config_ = std::move(config);
+    if (Succeeded(hr)) initialSettings_ = CurrentSettings();
+  }
   if (Failed(hr)) return hr;
   std::string model = config_.model;
   if (Simulate() && model.empty()) model = constants_.defaultModel;
-  initialSettings_ = CurrentSettings();
 
   if (InterchangeCheck() && !constants_.supportsInterchangeCheck)
     return reporter_.ReportBadOptionValue("True",

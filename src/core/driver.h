@@ -142,13 +142,20 @@ class CDriver : public attr::CNode {
   bool RecordCoercions() const noexcept { return recordCoercions_.load(std::memory_order_relaxed); }
   bool Simulate() const noexcept { return simulate_.load(std::memory_order_relaxed); }
   bool Initialized() const noexcept { return initialized_.load(std::memory_order_acquire); }
-  // The settings the session was opened with.
+  // The settings the session was opened with. Takes only a leaf lock: callable from any thread
+  // under any node lock, as are Model() and DriverSetupItem().
   InherentSettings InitialSettings() const;
 
   // The model in use (DriverSetup "Model", the identification reply, or the default model).
+  // Takes the I/O lock.
   std::string Model() const;
   // The DriverSetup item `name` of the last Initialize (any case), `fallback` when absent.
+  // Items the driver does not know (IoBackend, BaudRate, ...) are kept for whoever reads them.
   std::string DriverSetupItem(std::string_view name, std::string_view fallback = {}) const;
+  // Every DriverSetup item and every option of the last Initialize (trimmed names and values,
+  // looked up without regard to case).
+  OptionMap DriverSetupItems() const;
+  OptionMap Options() const;
 
   // The check behind the poll hook. Takes only the I/O lock.
   HRESULT CheckInstrumentStatus();
@@ -239,11 +246,13 @@ class CDriver : public attr::CNode {
   std::atomic<bool> initialized_{false};
   std::atomic<int> statusCheckSuspended_{0};
 
-  // Written by Initialize under the session lock.
+  // Written by Initialize under the session lock and, for readers that do not hold it, under
+  // configMutex_ (a leaf lock, so any thread may read these whatever node lock it holds).
+  mutable std::mutex configMutex_;
   InherentSettings initialSettings_;
+  InitConfiguration config_;
   bool resetOnInit_ = false;
   bool idQueryOnInit_ = false;
-  InitConfiguration config_;
   CTraceState trace_;
   std::shared_ptr<IConfigStore> store_;
   TransportFactory transportFactory_;

@@ -40,6 +40,34 @@ HRESULT VelmoraQdxOutput::CheckLevel(double value, double maximum, const char* m
   return driver_.Reporter().ReportInvalidValue(method, parameter, value);
 }
 
+namespace {
+
+// Navigation getters hand out this same object through another interface.
+template <class I>
+HRESULT HandOut(const CErrorReporter& reporter, const char* member, I* self, I** val) {
+  if (val == nullptr) return reporter.ReportNullPointer(member, "val");
+  *val = self;
+  return S_OK;
+}
+
+}  // namespace
+
+HRESULT VelmoraQdxOutput::get_ExternalControl(IVelmoraQdxOutputExternalControl** val) {
+  return HandOut<IVelmoraQdxOutputExternalControl>(driver_.Reporter(), "get_ExternalControl",
+                                                   this, val);
+}
+HRESULT VelmoraQdxOutput::get_Status(IVelmoraQdxOutputStatus** val) {
+  return HandOut<IVelmoraQdxOutputStatus>(driver_.Reporter(), "get_Status", this, val);
+}
+HRESULT VelmoraQdxOutput::get_Operation(IVelmoraQdxOutputStatusOperation** val) {
+  return HandOut<IVelmoraQdxOutputStatusOperation>(driver_.Reporter(), "get_Operation",
+                                                   &statusOperation_, val);
+}
+HRESULT VelmoraQdxOutput::get_Questionable(IVelmoraQdxOutputStatusQuestionable** val) {
+  return HandOut<IVelmoraQdxOutputStatusQuestionable>(driver_.Reporter(), "get_Questionable",
+                                                      &statusQuestionable_, val);
+}
+
 void VelmoraQdxOutput::OnReset() { InvalidateCache(); }
 void VelmoraQdxOutput::OnResetWithDefaults() { InvalidateCache(); }
 

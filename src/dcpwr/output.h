@@ -1,9 +1,9 @@
 // VelmoraQdxOutput: one output of the supply, an instance of the "Output" repeated capability.
-// It carries the members of IVelmoraQdxOutput, of its external-control and per-output status
-// interfaces, and (through IviDCPwr(), output_ivi.h) the class-compliant IIviDCPwrOutput ones.
-// Methods are named after the interface members (get_X / put_X) so that the object layer
-// maps them one to one; the two per-output status groups are told apart by a prefix
-// (get_OperationConditionRegister / get_QuestionableConditionRegister).
+// It implements IVelmoraQdxOutput, IVelmoraQdxOutputExternalControl and IVelmoraQdxOutputStatus
+// itself. The two per-output status groups have members of one signature, so the output
+// carries them as get_OperationConditionRegister / get_QuestionableConditionRegister, ... and
+// hands out small forwarding objects for the two interfaces (StatusOperation(),
+// StatusQuestionable()); the class-compliant IIviDCPwrOutput view is IviDCPwr() (output_ivi.h).
 //
 // Every member runs the accessor sequence (accessor.h) on this node and, for per-output
 // commands, selects this output's channel first.
@@ -12,16 +12,45 @@
 #include <memory>
 #include <string>
 
-#include "attributes/enums.h"
 #include "attributes/node.h"
 #include "core/hresult.h"
 #include "dcpwr/accessor.h"
+#include "veqdx/interfaces.h"
 
 namespace veqdx::dcpwr {
 
 class CIviDCPwrOutput;
+class VelmoraQdxOutput;
 
-class VelmoraQdxOutput : public attr::CRepCap {
+// IVelmoraQdxOutputStatusOperation / ...Questionable of one output, forwarding to it.
+class COutputStatusOperation final : public IVelmoraQdxOutputStatusOperation {
+ public:
+  explicit COutputStatusOperation(VelmoraQdxOutput& output) noexcept : output_(output) {}
+  HRESULT get_ConditionRegister(std::int16_t* val) override;
+  HRESULT get_EnableRegister(std::int16_t* val) override;
+  HRESULT put_EnableRegister(std::int16_t val) override;
+  HRESULT get_EventRegister(std::int16_t* val) override;
+
+ private:
+  VelmoraQdxOutput& output_;
+};
+
+class COutputStatusQuestionable final : public IVelmoraQdxOutputStatusQuestionable {
+ public:
+  explicit COutputStatusQuestionable(VelmoraQdxOutput& output) noexcept : output_(output) {}
+  HRESULT get_ConditionRegister(std::int16_t* val) override;
+  HRESULT get_EnableRegister(std::int16_t* val) override;
+  HRESULT put_EnableRegister(std::int16_t val) override;
+  HRESULT get_EventRegister(std::int16_t* val) override;
+
+ private:
+  VelmoraQdxOutput& output_;
+};
+
+class VelmoraQdxOutput : public attr::CRepCap,
+                         public IVelmoraQdxOutput,
+                         public IVelmoraQdxOutputExternalControl,
+                         public IVelmoraQdxOutputStatus {
  public:
   static constexpr const char* kInterface = "IVelmoraQdxOutput";
   static constexpr const char* kExternalControlInterface = "IVelmoraQdxOutputExternalControl";
@@ -45,62 +74,73 @@ class VelmoraQdxOutput : public attr::CRepCap {
 
   // The class-compliant IIviDCPwrOutput view of this output.
   CIviDCPwrOutput& IviDCPwr() noexcept { return *ivi_; }
+  IVelmoraQdxOutputStatusOperation& StatusOperation() noexcept { return statusOperation_; }
+  IVelmoraQdxOutputStatusQuestionable& StatusQuestionable() noexcept {
+    return statusQuestionable_;
+  }
+
+  // ---------------- navigation (the same object seen through another interface) ----------
+  HRESULT get_ExternalControl(IVelmoraQdxOutputExternalControl** val) override;
+  HRESULT get_Status(IVelmoraQdxOutputStatus** val) override;
+  HRESULT get_Operation(IVelmoraQdxOutputStatusOperation** val) override;
+  HRESULT get_Questionable(IVelmoraQdxOutputStatusQuestionable** val) override;
 
   // ---------------- IVelmoraQdxOutput: methods ----------------
   // Behavior is accepted and otherwise ignored; the limit goes through put_CurrentLimit.
-  HRESULT ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior, double limit);
+  HRESULT ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior,
+                                double limit) override;
   // Enabled is accepted and otherwise ignored; the limit goes through put_OVPLimit.
-  HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit);
-  HRESULT Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val);
+  HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit) override;
+  HRESULT Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) override;
   // The argument is not sent: the instrument answers its own maximum.
-  HRESULT QueryCurrentLimitMax(double voltageLevel, double* val);
-  HRESULT QueryState(VelmoraQdxOutputStateEnum outputState, VARIANT_BOOL* val);
-  HRESULT QueryVoltageLevelMax(double currentLimit, double* val);
-  HRESULT ResetOutputProtection();
+  HRESULT QueryCurrentLimitMax(double voltageLevel, double* val) override;
+  HRESULT QueryState(VelmoraQdxOutputStateEnum outputState, VARIANT_BOOL* val) override;
+  HRESULT QueryVoltageLevelMax(double currentLimit, double* val) override;
+  HRESULT ResetOutputProtection() override;
 
   // ---------------- IVelmoraQdxOutput: properties ----------------
-  HRESULT get_Enabled(VARIANT_BOOL* val);
-  HRESULT put_Enabled(VARIANT_BOOL val);
-  HRESULT get_TriggeredCurrentLimit(double* val);
-  HRESULT put_TriggeredCurrentLimit(double val);
-  HRESULT get_TriggeredVoltageLevel(double* val);
-  HRESULT put_TriggeredVoltageLevel(double val);
-  HRESULT get_VoltageLevel(double* val);
-  HRESULT put_VoltageLevel(double val);
-  HRESULT get_CurrentLimit(double* val);
-  HRESULT put_CurrentLimit(double val);
-  HRESULT get_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum* val);
-  HRESULT put_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum val);
-  HRESULT get_OVPLimit(double* val);
-  HRESULT put_OVPLimit(double val);
-  HRESULT get_UVL(double* val);
-  HRESULT put_UVL(double val);
-  HRESULT get_PONState(VelmoraQdxPONStateEnum* val);
-  HRESULT put_PONState(VelmoraQdxPONStateEnum val);
-  HRESULT get_OCPLimit(double* val);
-  HRESULT put_OCPLimit(double val);
-  HRESULT get_TriggerSource(VelmoraQdxTriggerSourceEnum* val);
-  HRESULT put_TriggerSource(VelmoraQdxTriggerSourceEnum val);
-  HRESULT get_ExternalMonitorRange(VelmoraQdxExternalRangeEnum* val);
-  HRESULT put_ExternalMonitorRange(VelmoraQdxExternalRangeEnum val);
-  HRESULT get_OperationPriority(VelmoraQdxOperationModeEnum* val);
-  HRESULT put_OperationPriority(VelmoraQdxOperationModeEnum val);
-  HRESULT get_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum* val);
-  HRESULT put_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum val);
-  HRESULT get_BleederEnabled(VARIANT_BOOL* val);
-  HRESULT put_BleederEnabled(VARIANT_BOOL val);
+  HRESULT get_Enabled(VARIANT_BOOL* val) override;
+  HRESULT put_Enabled(VARIANT_BOOL val) override;
+  HRESULT get_TriggeredCurrentLimit(double* val) override;
+  HRESULT put_TriggeredCurrentLimit(double val) override;
+  HRESULT get_TriggeredVoltageLevel(double* val) override;
+  HRESULT put_TriggeredVoltageLevel(double val) override;
+  HRESULT get_VoltageLevel(double* val) override;
+  HRESULT put_VoltageLevel(double val) override;
+  HRESULT get_CurrentLimit(double* val) override;
+  HRESULT put_CurrentLimit(double val) override;
+  HRESULT get_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum* val) override;
+  HRESULT put_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum val) override;
+  HRESULT get_OVPLimit(double* val) override;
+  HRESULT put_OVPLimit(double val) override;
+  HRESULT get_UVL(double* val) override;
+  HRESULT put_UVL(double val) override;
+  HRESULT get_PONState(VelmoraQdxPONStateEnum* val) override;
+  HRESULT put_PONState(VelmoraQdxPONStateEnum val) override;
+  HRESULT get_OCPLimit(double* val) override;
+  HRESULT put_OCPLimit(double val) override;
+  HRESULT get_TriggerSource(VelmoraQdxTriggerSourceEnum* val) override;
+  HRESULT put_TriggerSource(VelmoraQdxTriggerSourceEnum val) override;
+  HRESULT get_ExternalMonitorRange(VelmoraQdxExternalRangeEnum* val) override;
+  HRESULT put_ExternalMonitorRange(VelmoraQdxExternalRangeEnum val) override;
+  HRESULT get_OperationPriority(VelmoraQdxOperationModeEnum* val) override;
+  HRESULT put_OperationPriority(VelmoraQdxOperationModeEnum val) override;
+  HRESULT get_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum* val) override;
+  HRESULT put_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum val) override;
+  HRESULT get_BleederEnabled(VARIANT_BOOL* val) override;
+  HRESULT put_BleederEnabled(VARIANT_BOOL val) override;
 
   // ---------------- IVelmoraQdxOutputExternalControl ----------------
-  HRESULT get_OutputControlEnabled(VARIANT_BOOL* val);
-  HRESULT put_OutputControlEnabled(VARIANT_BOOL val);
-  HRESULT get_OutputControlLogic(VelmoraQdxExternalLogicEnum* val);
-  HRESULT put_OutputControlLogic(VelmoraQdxExternalLogicEnum val);
-  HRESULT get_AlanogControlRange(VelmoraQdxExternalRangeEnum* val);
-  HRESULT put_AlanogControlRange(VelmoraQdxExternalRangeEnum val);
-  HRESULT get_CCControlEnabled(VARIANT_BOOL* val);
-  HRESULT put_CCControlEnabled(VARIANT_BOOL val);
-  HRESULT get_CVControlEnabled(VARIANT_BOOL* val);
-  HRESULT put_CVControlEnabled(VARIANT_BOOL val);
+  HRESULT get_OutputControlEnabled(VARIANT_BOOL* val) override;
+  HRESULT put_OutputControlEnabled(VARIANT_BOOL val) override;
+  HRESULT get_OutputControlLogic(VelmoraQdxExternalLogicEnum* val) override;
+  HRESULT put_OutputControlLogic(VelmoraQdxExternalLogicEnum val) override;
+  HRESULT get_AlanogControlRange(VelmoraQdxExternalRangeEnum* val) override;
+  HRESULT put_AlanogControlRange(VelmoraQdxExternalRangeEnum val) override;
+  HRESULT get_CCControlEnabled(VARIANT_BOOL* val) override;
+  HRESULT put_CCControlEnabled(VARIANT_BOOL val) override;
+  HRESULT get_CVControlEnabled(VARIANT_BOOL* val) override;
+  HRESULT put_CVControlEnabled(VARIANT_BOOL val) override;
 
   // ---------------- IVelmoraQdxOutputStatusOperation ----------------
   HRESULT get_OperationConditionRegister(std::int16_t* val);
@@ -149,6 +189,8 @@ class VelmoraQdxOutput : public attr::CRepCap {
   double maxVoltage_ = 0;
   double maxCurrent_ = 0;
   std::unique_ptr<CIviDCPwrOutput> ivi_;
+  COutputStatusOperation statusOperation_{*this};
+  COutputStatusQuestionable statusQuestionable_{*this};
 };
 
 }  // namespace veqdx::dcpwr

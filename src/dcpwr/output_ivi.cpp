@@ -3,6 +3,20 @@
 #include "dcpwr/output.h"
 
 namespace veqdx::dcpwr {
+namespace {
+
+// Reads an instrument enumeration through `get` into the class enumeration of equal values;
+// a null pointer goes through, so the instrument member reports it.
+template <class Instrument, class Class, class Getter>
+HRESULT GetConverted(Class* val, Getter&& get) {
+  if (val == nullptr) return get(static_cast<Instrument*>(nullptr));
+  Instrument value{};
+  const HRESULT hr = get(&value);
+  *val = static_cast<Class>(value);
+  return hr;
+}
+
+}  // namespace
 
 HRESULT CIviDCPwrOutput::get_TriggeredCurrentLimit(double* val) {
   const AccessTarget t = output_.Target();
@@ -40,32 +54,77 @@ HRESULT CIviDCPwrOutput::put_OVPEnabled(VARIANT_BOOL val) {
   });
 }
 
-HRESULT CIviDCPwrOutput::ConfigureRange(std::int32_t rangeType, double range) {
+HRESULT CIviDCPwrOutput::ConfigureRange(IviDCPwrRangeTypeEnum RangeType, double Range) {
   const AccessTarget t = output_.Target();
   return RunMember(t, kInterface, "ConfigureRange", [&]() -> HRESULT {
     double maximum = 0;
-    if (rangeType == kRangeCurrent) {
+    if (RangeType == IviDCPwrRangeCurrent) {
       maximum = output_.MaximumCurrent();
-    } else if (rangeType == kRangeVoltage) {
+    } else if (RangeType == IviDCPwrRangeVoltage) {
       maximum = output_.MaximumVoltage();
     } else {
-      return t.driver.Reporter().ReportInvalidValue("ConfigureRange", "RangeType", rangeType);
+      return t.driver.Reporter().ReportInvalidValue("ConfigureRange", "RangeType",
+                                                    static_cast<std::int32_t>(RangeType));
     }
-    // The family has a single range per output: nothing to send.
-    if (t.driver.RangeCheck()) return output_.CheckLevel(range, maximum, "ConfigureRange", "Range");
-    return S_OK;
+    // The family has a single range per output: there is nothing to send.
+    if (!t.driver.RangeCheck()) return S_OK;
+    return output_.CheckLevel(Range, maximum, "ConfigureRange", "Range");
   });
 }
 
-HRESULT CIviDCPwrOutput::ConfigureCurrentLimit(attr::IviDCPwrCurrentLimitBehaviorEnum /*behavior*/,
-                                               double limit) {
+HRESULT CIviDCPwrOutput::ConfigureCurrentLimit(IviDCPwrCurrentLimitBehaviorEnum /*Behavior*/,
+                                               double Limit) {
   return output_.ConfigureThroughSetter(kInterface, "ConfigureCurrentLimit", ":CURR %0@3.15lg",
-                                        limit, &VelmoraQdxOutput::put_CurrentLimit);
+                                        Limit, &VelmoraQdxOutput::put_CurrentLimit);
 }
 
-HRESULT CIviDCPwrOutput::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
-  return output_.ConfigureThroughSetter(kInterface, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", limit,
+HRESULT CIviDCPwrOutput::ConfigureOVP(VARIANT_BOOL /*Enabled*/, double Limit) {
+  return output_.ConfigureThroughSetter(kInterface, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", Limit,
                                         &VelmoraQdxOutput::put_OVPLimit);
 }
+
+// ---- members that call the instrument interface directly ----
+
+HRESULT CIviDCPwrOutput::get_CurrentLimit(double* val) { return output_.get_CurrentLimit(val); }
+HRESULT CIviDCPwrOutput::put_CurrentLimit(double val) { return output_.put_CurrentLimit(val); }
+HRESULT CIviDCPwrOutput::get_CurrentLimitBehavior(IviDCPwrCurrentLimitBehaviorEnum* val) {
+  return GetConverted<VelmoraQdxCurrentLimitBehaviorEnum>(
+      val, [&](auto* v) { return output_.get_CurrentLimitBehavior(v); });
+}
+HRESULT CIviDCPwrOutput::put_CurrentLimitBehavior(IviDCPwrCurrentLimitBehaviorEnum val) {
+  return output_.put_CurrentLimitBehavior(static_cast<VelmoraQdxCurrentLimitBehaviorEnum>(val));
+}
+HRESULT CIviDCPwrOutput::get_Enabled(VARIANT_BOOL* val) { return output_.get_Enabled(val); }
+HRESULT CIviDCPwrOutput::put_Enabled(VARIANT_BOOL val) { return output_.put_Enabled(val); }
+HRESULT CIviDCPwrOutput::Measure(IviDCPwrMeasurementTypeEnum MeasurementType, double* val) {
+  return output_.Measure(static_cast<VelmoraQdxMeasurementTypeEnum>(MeasurementType), val);
+}
+HRESULT CIviDCPwrOutput::get_OVPLimit(double* val) { return output_.get_OVPLimit(val); }
+HRESULT CIviDCPwrOutput::put_OVPLimit(double val) { return output_.put_OVPLimit(val); }
+HRESULT CIviDCPwrOutput::QueryCurrentLimitMax(double VoltageLevel, double* val) {
+  return output_.QueryCurrentLimitMax(VoltageLevel, val);
+}
+HRESULT CIviDCPwrOutput::QueryState(IviDCPwrOutputStateEnum OutputState, VARIANT_BOOL* val) {
+  return output_.QueryState(static_cast<VelmoraQdxOutputStateEnum>(OutputState), val);
+}
+HRESULT CIviDCPwrOutput::QueryVoltageLevelMax(double CurrentLimit, double* val) {
+  return output_.QueryVoltageLevelMax(CurrentLimit, val);
+}
+HRESULT CIviDCPwrOutput::ResetOutputProtection() { return output_.ResetOutputProtection(); }
+HRESULT CIviDCPwrOutput::get_TriggeredVoltageLevel(double* val) {
+  return output_.get_TriggeredVoltageLevel(val);
+}
+HRESULT CIviDCPwrOutput::put_TriggeredVoltageLevel(double val) {
+  return output_.put_TriggeredVoltageLevel(val);
+}
+HRESULT CIviDCPwrOutput::get_TriggerSource(IviDCPwrTriggerSourceEnum* val) {
+  return GetConverted<VelmoraQdxTriggerSourceEnum>(
+      val, [&](auto* v) { return output_.get_TriggerSource(v); });
+}
+HRESULT CIviDCPwrOutput::put_TriggerSource(IviDCPwrTriggerSourceEnum val) {
+  return output_.put_TriggerSource(static_cast<VelmoraQdxTriggerSourceEnum>(val));
+}
+HRESULT CIviDCPwrOutput::get_VoltageLevel(double* val) { return output_.get_VoltageLevel(val); }
+HRESULT CIviDCPwrOutput::put_VoltageLevel(double val) { return output_.put_VoltageLevel(val); }
 
 }  // namespace veqdx::dcpwr

@@ -1,39 +1,58 @@
-// The class-compliant IIviDCPwrOutput members of an output that do not simply call the
-// IVelmoraQdxOutput member of the same name. The object layer maps every other
-// IIviDCPwrOutput member straight onto VelmoraQdxOutput.
+// IIviDCPwrOutput of one output: the class-compliant view. Most members call the
+// IVelmoraQdxOutput member of the same name (the class enumerations have the instrument
+// enumerations' values); the exceptions are documented with each member below.
 #pragma once
 #include <cstdint>
 
-#include "attributes/enum_converters.h"
 #include "core/hresult.h"
+#include "veqdx/interfaces.h"
 
 namespace veqdx::dcpwr {
 
 class VelmoraQdxOutput;
 
-class CIviDCPwrOutput {
+class CIviDCPwrOutput final : public IIviDCPwrOutput {
  public:
   static constexpr const char* kInterface = "IIviDCPwrOutput";
-  // RangeType values of ConfigureRange.
-  static constexpr std::int32_t kRangeCurrent = 0;
-  static constexpr std::int32_t kRangeVoltage = 1;
 
-  explicit CIviDCPwrOutput(VelmoraQdxOutput& output) : output_(output) {}
+  explicit CIviDCPwrOutput(VelmoraQdxOutput& output) noexcept : output_(output) {}
 
-  // The instrument form of the call is prepared, then the IVelmoraQdxOutput member runs.
-  HRESULT get_TriggeredCurrentLimit(double* val);
-  HRESULT put_TriggeredCurrentLimit(double val);
-  // Over-voltage protection cannot be switched off on this family: reads true, accepts
-  // true without sending anything, refuses false as an unsupported value.
-  HRESULT get_OVPEnabled(VARIANT_BOOL* val);
-  HRESULT put_OVPEnabled(VARIANT_BOOL val);
-  // One range per output: RangeType 0 is current, 1 voltage. A range within 0..maximum is
-  // accepted and nothing is sent; beyond it is an invalid value when RangeCheck is on.
-  HRESULT ConfigureRange(std::int32_t rangeType, double range);
-  // As the IVelmoraQdxOutput methods, run in this interface's call context (whose converter
-  // tables differ: the class-compliant behaviour enumeration has no keywords).
-  HRESULT ConfigureCurrentLimit(attr::IviDCPwrCurrentLimitBehaviorEnum behavior, double limit);
-  HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit);
+  // As the IVelmoraQdxOutput methods, but run in this interface's call context (whose
+  // converter tables differ: the class behaviour enumeration has no keywords).
+  HRESULT ConfigureCurrentLimit(IviDCPwrCurrentLimitBehaviorEnum Behavior, double Limit) override;
+  HRESULT ConfigureOVP(VARIANT_BOOL Enabled, double Limit) override;
+  // One range per output: RangeType 0 is current, 1 voltage, any other an invalid value. A
+  // range within 0..maximum is accepted and nothing is sent; beyond it (or negative) is an
+  // invalid value when RangeCheck is on.
+  HRESULT ConfigureRange(IviDCPwrRangeTypeEnum RangeType, double Range) override;
+  HRESULT get_CurrentLimit(double* val) override;
+  HRESULT put_CurrentLimit(double val) override;
+  HRESULT get_CurrentLimitBehavior(IviDCPwrCurrentLimitBehaviorEnum* val) override;
+  HRESULT put_CurrentLimitBehavior(IviDCPwrCurrentLimitBehaviorEnum val) override;
+  HRESULT get_Enabled(VARIANT_BOOL* val) override;
+  HRESULT put_Enabled(VARIANT_BOOL val) override;
+  HRESULT Measure(IviDCPwrMeasurementTypeEnum MeasurementType, double* val) override;
+  // Over-voltage protection cannot be switched off on this family: reads true, accepts true
+  // without sending anything, refuses false as an unsupported value.
+  HRESULT get_OVPEnabled(VARIANT_BOOL* val) override;
+  HRESULT put_OVPEnabled(VARIANT_BOOL val) override;
+  HRESULT get_OVPLimit(double* val) override;
+  HRESULT put_OVPLimit(double val) override;
+  HRESULT QueryCurrentLimitMax(double VoltageLevel, double* val) override;
+  HRESULT QueryState(IviDCPwrOutputStateEnum OutputState, VARIANT_BOOL* val) override;
+  HRESULT QueryVoltageLevelMax(double CurrentLimit, double* val) override;
+  HRESULT ResetOutputProtection() override;
+  // The instrument form of the call is prepared as the pending command, then the
+  // IVelmoraQdxOutput member does the work.
+  HRESULT get_TriggeredCurrentLimit(double* val) override;
+  HRESULT put_TriggeredCurrentLimit(double val) override;
+  HRESULT get_TriggeredVoltageLevel(double* val) override;
+  HRESULT put_TriggeredVoltageLevel(double val) override;
+  // External (1) is not a source of this family and is refused by the range check.
+  HRESULT get_TriggerSource(IviDCPwrTriggerSourceEnum* val) override;
+  HRESULT put_TriggerSource(IviDCPwrTriggerSourceEnum val) override;
+  HRESULT get_VoltageLevel(double* val) override;
+  HRESULT put_VoltageLevel(double val) override;
 
  private:
   VelmoraQdxOutput& output_;

@@ -57,4 +57,32 @@ HRESULT VelmoraQdxOutput::get_QuestionableEventRegister(std::int16_t* val) {
                      ":STAT:QUES:INST:ISUM%d:EVEN?", val);
 }
 
+// ---- the two interfaces' forwarding objects ----
+
+HRESULT COutputStatusOperation::get_ConditionRegister(std::int16_t* val) {
+  return output_.get_OperationConditionRegister(val);
+}
+HRESULT COutputStatusOperation::get_EnableRegister(std::int16_t* val) {
+  return output_.get_OperationEnableRegister(val);
+}
+HRESULT COutputStatusOperation::put_EnableRegister(std::int16_t val) {
+  return output_.put_OperationEnableRegister(val);
+}
+HRESULT COutputStatusOperation::get_EventRegister(std::int16_t* val) {
+  return output_.get_OperationEventRegister(val);
+}
+
+HRESULT COutputStatusQuestionable::get_ConditionRegister(std::int16_t* val) {
+  return output_.get_QuestionableConditionRegister(val);
+}
+HRESULT COutputStatusQuestionable::get_EnableRegister(std::int16_t* val) {
+  return output_.get_QuestionableEnableRegister(val);
+}
+HRESULT COutputStatusQuestionable::put_EnableRegister(std::int16_t val) {
+  return output_.put_QuestionableEnableRegister(val);
+}
+HRESULT COutputStatusQuestionable::get_EventRegister(std::int16_t* val) {
+  return output_.get_QuestionableEventRegister(val);
+}
+
 }  // namespace veqdx::dcpwr

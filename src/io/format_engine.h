@@ -39,12 +39,12 @@ struct EngineServices {
 HRESULT WriteFormatted(const ParsedFormat& format, std::span<const FormatArg> args,
                        const EngineServices& services, std::string& out);
 
-// Parses the response in `buffer` (read further from the device as needed). `linkFailed` is
-// set when the device link itself failed (timeout, I/O error), as opposed to a reply that
-// does not fit the format.
+// Parses the response in `buffer` (read further from the device as needed). `touched` tells
+// whether the pass read anything at all (a failure before the first read leaves the
+// response untouched).
 HRESULT ReadFormattedFromBuffer(CInstrBuffer& buffer, const ParsedFormat& format,
                                 std::span<const FormatArg> args, const EngineServices& services,
-                                bool& linkFailed);
+                                bool& touched);
 // Parses `input` as a complete response.
 HRESULT ReadFormattedFromText(std::string_view input, const ParsedFormat& format,
                               std::span<const FormatArg> args, const EngineServices& services);

@@ -111,21 +111,28 @@ class ItemDecoder {
       return it;
     }
     it.text = std::string(t_);
+    const bool blockLike = read_ ? (kind == static_cast<std::uint8_t>(ReadKind::Block) ||
+                                    kind == static_cast<std::uint8_t>(ReadKind::Raw))
+                                 : (kind >= static_cast<std::uint8_t>(WriteKind::Block) &&
+                                    kind <= static_cast<std::uint8_t>(WriteKind::Raw));
     i_ = 1;
     if (At(i_) == '{') {
       const std::size_t close = t_.find('}', i_);
       it.enumName = Trim(t_.substr(i_ + 1, close - i_ - 1));
       i_ = close + 1;
     }
-    SkipBlanks();
-    if (read_ && At(i_) == '*') {
-      it.suppress = true;
-      ++i_;
+    if (read_) {
       SkipBlanks();
-    }
-    if (!read_) {
+      if (At(i_) == '*') {
+        it.suppress = true;
+        ++i_;
+        SkipBlanks();
+      }
+    } else if (!blockLike) {
+      // A blank after '%' is printf's blank flag; blocks have no flags ("%0b" is a count).
       for (;; ++i_) {
         const char c = At(i_);
+        if (c == '\t') continue;
         if (c == '-') it.left = true;
         else if (c == '+') it.plus = true;
         else if (c == '0') it.zero = true;
@@ -155,10 +162,6 @@ class ItemDecoder {
       SkipBlanks();
       Number(it.countFrom, it.count);
     }
-    const bool blockLike = read_ ? (kind == static_cast<std::uint8_t>(ReadKind::Block) ||
-                                    kind == static_cast<std::uint8_t>(ReadKind::Raw))
-                                 : (kind >= static_cast<std::uint8_t>(WriteKind::Block) &&
-                                    kind <= static_cast<std::uint8_t>(WriteKind::Raw));
     if (blockLike) {  // "%12b": the number after '%' is the element count
       it.countFrom = it.widthFrom;
       it.count = it.width;

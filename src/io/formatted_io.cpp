@@ -125,6 +125,7 @@ HRESULT CFormattedIo::ReadResponse(CInstrBuffer& buffer, const char* format,
                                    std::span<const FormatArg> args) {
   const EngineServices services{session_, enums_, byteSwap_};
   HRESULT hr = S_OK;
+  bool touched = false;
   try {
     if (format == nullptr) {
       hr = services.InvalidArgument("the read format is a null pointer");
@@ -139,22 +140,21 @@ HRESULT CFormattedIo::ReadResponse(CInstrBuffer& buffer, const char* format,
             std::to_string(parsed->argCount) + " argument(s) but " +
             std::to_string(args.size()) + " were passed");
       } else {
-        bool linkFailed = false;
-        hr = ReadFormattedFromBuffer(buffer, *parsed, args, services, linkFailed);
+        hr = ReadFormattedFromBuffer(buffer, *parsed, args, services, touched);
       }
     }
   } catch (const std::bad_alloc&) {
     hr = session_.ReportError("Could not allocate BSTR memory for Read.");
   }
   // The rest of the response goes in every case (also after a failure), so that the next
-  // query does not read this one's leftovers.
-  const HRESULT finished = FinishResponse(buffer);
+  // query does not read this one's leftovers. A read that failed before taking anything
+  // (a caller's mistake) still drops the reply the device has for it.
+  const HRESULT finished =
+      Failed(hr) && !touched ? buffer.DiscardPending() : buffer.FinishRead();
   if (Failed(hr)) return hr;
   if (Failed(finished)) return finished;
   return session_.Poll();
 }
-
-HRESULT CFormattedIo::FinishResponse(CInstrBuffer& buffer) { return buffer.FinishRead(); }
 
 HRESULT CFormattedIo::ScanfArgs(const char* format, std::span<const FormatArg> args) {
   CInstrBuffer* buffer = session_.Buffer();

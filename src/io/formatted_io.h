@@ -111,7 +111,6 @@ class CFormattedIo {
   HRESULT Format(std::string& out, const char* format, std::span<const FormatArg> args);
   HRESULT ReadResponse(CInstrBuffer& buffer, const char* format,
                        std::span<const FormatArg> args);
-  HRESULT FinishResponse(CInstrBuffer& buffer);
 
   CIoSession& session_;
   IEnumFormatter* enums_ = nullptr;

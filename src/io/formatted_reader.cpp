@@ -61,9 +61,9 @@ class BufferSource {
  public:
   explicit BufferSource(CInstrBuffer& b) : b_(b) {}
   HRESULT Get(int& c) {
+    touched = true;
     const HRESULT hr = b_.ReadChar(c);
     if (Failed(hr)) {
-      linkFailed = true;
       c = kEnd;
       return hr;
     }
@@ -77,13 +77,11 @@ class BufferSource {
   }
   HRESULT Take(char* dst, std::size_t n, std::size_t& got) {
     got = 0;
+    touched = true;
     while (got < n) {
       std::size_t g = 0;
       const HRESULT hr = b_.Read(dst + got, n - got, g);
-      if (Failed(hr)) {
-        linkFailed = true;
-        return hr;
-      }
+      if (Failed(hr)) return hr;
       if (g == 0) break;
       got += g;
     }
@@ -91,7 +89,7 @@ class BufferSource {
     return S_OK;
   }
   std::size_t Position() const { return pos_; }
-  bool linkFailed = false;
+  bool touched = false;  // anything asked of the buffer
 
  private:
   CInstrBuffer& b_;
@@ -963,10 +961,10 @@ class Reader {
 
 HRESULT ReadFormattedFromBuffer(CInstrBuffer& buffer, const ParsedFormat& format,
                                 std::span<const FormatArg> args, const EngineServices& services,
-                                bool& linkFailed) {
+                                bool& touched) {
   BufferSource source(buffer);
   const HRESULT hr = Reader<BufferSource>(source, format, args, services).Run();
-  linkFailed = source.linkFailed;
+  touched = source.touched;
   return hr;
 }
 

@@ -4,17 +4,8 @@
 #include <new>
 
 #include "core/call_context.h"
-#include "io/resource.h"
-
-#if __has_include("io/formatted_io.h")
 #include "io/formatted_io.h"
-#define VEQDX_HAVE_FORMATTED_IO 1
-#else
-// The formatted engine is not in this tree yet; the session holds none until it is.
-namespace veqdx::io {
-class CFormattedIo {};
-}  // namespace veqdx::io
-#endif
+#include "io/resource.h"
 
 namespace veqdx::io {
 namespace {
@@ -49,11 +40,8 @@ HRESULT StatusOf(const IoResult& r) {
 
 }  // namespace
 
-CIoSession::CIoSession(const CErrorReporter& reporter) : reporter_(reporter) {
-#ifdef VEQDX_HAVE_FORMATTED_IO
-  formatted_ = std::make_unique<CFormattedIo>(*this);
-#endif
-}
+CIoSession::CIoSession(const CErrorReporter& reporter)
+    : reporter_(reporter), formatted_(std::make_unique<CFormattedIo>(*this)) {}
 
 CIoSession::~CIoSession() { Close(); }
 

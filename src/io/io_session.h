@@ -41,7 +41,7 @@ class CInstrBuffer {
   HRESULT Create();
   // Re-allocates the write buffer, reporting the allocation message (with `capacity`) on
   // failure; the old buffer stays in place then. Waiting bytes are kept; a capacity below
-  // what is waiting, or not above zero, is an invalid argument.
+  // what is waiting, or not above zero, is an invalid value.
   HRESULT ResizeWriteBuffer(std::int32_t capacity);
 
   std::int32_t ReadCapacity() const { return readCapacity_; }

@@ -1,8 +1,8 @@
 // The built-in raw TCP transport for TCPIP[board]::host::port::SOCKET resources.
 //
 // A raw socket has no END signal, so the link is line-feed terminated both ways: reads end at
-// the termination character (line feed, enabled from the start), and a write with END gets a
-// line feed appended unless the message already ends with one. Each message goes to the
+// the termination character (line feed, enabled from the start), and while it is enabled a
+// write with END gets it appended unless the message already ends with it. Each message goes to the
 // kernel in one call (TCP_NODELAY is set, so a command is not held back waiting for a delayed
 // ACK). Reads take whole blocks from the kernel and keep the bytes after a terminator for the
 // next read. Every connect, read and write is bounded by its timeout through poll(); nothing

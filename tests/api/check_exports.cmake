@@ -1,3 +1,4 @@
+cmake_minimum_required(VERSION 3.25)
 # Lists the dynamic symbols that libveqdx.so defines and fails on any that is not a veqdx_
 # function, or when one of the functions it must export is missing.
 find_program(NM nm REQUIRED)

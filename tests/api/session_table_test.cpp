@@ -175,7 +175,7 @@ TEST(SessionLockRules, WaiterProceedsOnceTheHolderUnlocks) {
   });
   while (!waiting) std::this_thread::yield();
   std::this_thread::sleep_for(20ms);
-  ASSERT_EQ(UnlockSession(entry, nullptr), VI_SUCCESS);
+  EXPECT_EQ(UnlockSession(entry, nullptr), VI_SUCCESS);
   other.join();
   EXPECT_EQ(otherStatus, VI_SUCCESS);
 }
@@ -188,10 +188,12 @@ TEST(SessionLockRules, EightThreadsOnTwoSessionsStayMutuallyExclusive) {
   std::atomic<int> inside[2] = {0, 0};
   long counters[2] = {0, 0};  // plain on purpose: only the session lock protects them
   std::atomic<int> failures{0};
+  std::atomic<bool> go{false};
   constexpr int kIterations = 2000;
   std::vector<std::thread> threads;
   for (int t = 0; t < 8; ++t) {
     threads.emplace_back([&, t] {
+      while (!go) std::this_thread::yield();  // start together, so that they really contend
       for (int i = 0; i < kIterations; ++i) {
         const int s = (t + i) % 2;
         auto entry = table.Find(handles[s]);  // lookups race with the other threads' calls
@@ -201,12 +203,15 @@ TEST(SessionLockRules, EightThreadsOnTwoSessionsStayMutuallyExclusive) {
           continue;
         }
         if (inside[s].fetch_add(1) != 0) ++failures;
-        ++counters[s];
+        const long before = counters[s];
+        std::this_thread::yield();  // widen the window another thread would have to break in
+        counters[s] = before + 1;
         inside[s].fetch_sub(1);
         if (UnlockSession(*entry, &has) != VI_SUCCESS) ++failures;
       }
     });
   }
+  go = true;
   for (auto& th : threads) th.join();
   EXPECT_EQ(failures.load(), 0);
   EXPECT_EQ(counters[0] + counters[1], 8L * kIterations);

@@ -191,6 +191,59 @@ TEST(Session, CloseDetachesOutputs) {
   EXPECT_FALSE(output->GetSimulate());
 }
 
+TEST_F(DriverOnDevice, DriverSetupItemsReachTheTransport) {
+  io::TransportOptions seen;
+  std::string seenResource;
+  driver.SetTransportFactory([&](std::string_view resource, const io::TransportOptions& options,
+                                 io::IoResult&) {
+    seen = options;
+    seenResource = resource;
+    return device->Connect();
+  });
+  ScriptSingleUnit();
+  ASSERT_EQ(Open("DriverSetup=IoBackend=Socket, BaudRate=9600"), S_OK);
+  EXPECT_EQ(seenResource, "TCPIP::10.1.2.3::INSTR");
+  EXPECT_EQ(seen.Get("iobackend"), "Socket");
+  EXPECT_EQ(seen.Get("baudrate"), "9600");
+  EXPECT_EQ(driver.DriverSetupItem("IOBACKEND"), "Socket");
+  EXPECT_EQ(driver.DriverSetupItems().size(), 2u);
+}
+
+TEST_F(DriverOnDevice, TransportThatCannotBeMadeFailsTheOpen) {
+  driver.SetTransportFactory([](std::string_view, const io::TransportOptions&, io::IoResult& r) {
+    r = io::IoResult::Error("connect to 10.1.2.3:5025 refused");
+    return std::unique_ptr<io::ITransport>();
+  });
+  EXPECT_EQ(Open(), MakeHr(0x80044214u));
+  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: connect to 10.1.2.3:5025 refused.\r\n"
+                         "Resource descriptor = TCPIP::10.1.2.3::INSTR.");
+  EXPECT_FALSE(driver.Initialized());
+}
+
+TEST(Session, ConfigStoreSessionSuppliesTheAddress) {
+  class Store : public IConfigStore {
+   public:
+    bool FindDriverSession(std::string_view name, ConfigStoreSession& out) override {
+      if (name != "Bench3") return false;
+      out.hardwareResource = "TCPIP::10.9.9.9::INSTR";
+      out.settings.simulate = true;
+      out.settings.rangeCheck = false;
+      return true;
+    }
+  };
+  CVelmoraQdx d;
+  d.SetConfigStore(std::make_shared<Store>());
+  ASSERT_EQ(d.Initialize("Bench3", VARIANT_FALSE, VARIANT_FALSE, "RangeCheck=1"), S_OK);
+  std::string text;
+  ASSERT_EQ(d.get_LogicalName(&text), S_OK);
+  EXPECT_EQ(text, "Bench3");
+  ASSERT_EQ(d.get_IoResourceDescriptor(&text), S_OK);
+  EXPECT_EQ(text, "TCPIP::10.9.9.9::INSTR");
+  EXPECT_TRUE(d.Simulate());
+  EXPECT_TRUE(d.RangeCheck());
+  EXPECT_TRUE(d.InitialSettings().simulate);
+}
+
 // ---- the status check ----
 
 TEST_F(DriverOnDevice, StatusCheckFollowsTheErrorBits) {

@@ -113,7 +113,7 @@ std::vector<WriteCase> WriteCases() {
       Row("list star count", "%,*d", "1,2", 2, S(kOneTwoThree)),
       Row("list count above length", "%,9d", "1,2,3", S(kOneTwoThree)),
       Row("list number form", "%@H,d", "#H1,#H2,#H3", S(kOneTwoThree)),
-      Row("real list", "%,.15lg", "0.5,1.25", std::span<const double>(kHalves)),
+      Row("real list", "%.15,lg", "0.5,1.25", std::span<const double>(kHalves)),
       Row("string list", "%(s)s", "a b", std::span<const std::string>(kWords)),
       Row("quoted string list", "%,Qs", "\"a\",\"b\"", std::span<const std::string>(kWords)),
       Row("enum list", "%{VARIANT_BOOL},s", "1,0", std::span<const std::int16_t>(kBools)),
@@ -199,7 +199,7 @@ TEST_F(WriteFormatTest, MatchesPrintfForFlagsWidthsAndPrecisions) {
       }
     }
   }
-  EXPECT_GT(checked, 10000);
+  EXPECT_GT(checked, 9000);
 }
 
 TEST_F(WriteFormatTest, PeriodIsTheDecimalSeparatorInAnyLocale) {

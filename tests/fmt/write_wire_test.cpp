@@ -20,7 +20,7 @@ TEST_F(WriteWireTest, PrintfSendsExactBytesWithEndAndPollsOnce) {
 TEST_F(WriteWireTest, NoFlushBuildsACommandThatTheNextPrintfSends) {
   ASSERT_EQ(io().PrintfNoFlush(":INST:NSEL %d;", 2), S_OK);
   EXPECT_TRUE(dev->Writes().empty());
-  EXPECT_EQ(session.Buffer()->WritePending(), 12);
+  EXPECT_EQ(session.Buffer()->WritePending(), 13);
   EXPECT_EQ(polls, 0);
   ASSERT_EQ(io().Printf(":OUTP %{VARIANT_BOOL}s", VARIANT_TRUE), S_OK);
   EXPECT_EQ(dev->Writes(), (std::vector<WriteRecord>{{":INST:NSEL 2;:OUTP 1", true}}));

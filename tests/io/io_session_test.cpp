@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "io/formatted_io.h"
 #include "io_test_util.h"
 
 namespace veqdx::io {

@@ -1,0 +1,41 @@
+# Installs the build tree into a scratch prefix, builds and runs a consumer project against it
+# with find_package(veqdx), and checks the pkg-config file when pkg-config is available.
+# Arguments: BUILD_DIR, SOURCE_DIR (tests/api), WORK_DIR (scratch).
+cmake_minimum_required(VERSION 3.25)
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out
+                  TIMEOUT 300)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}")
+  endif()
+  set(last_output "${out}" PARENT_SCOPE)
+endfunction()
+
+set(prefix ${WORK_DIR}/prefix)
+file(REMOVE_RECURSE ${WORK_DIR})
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component veqdx)
+foreach(file include/veqdx.h include/veqdx/interfaces.h include/veqdx/enums.h
+             include/veqdx/status.h lib/cmake/veqdx/veqdxConfig.cmake lib/pkgconfig/veqdx.pc)
+  if(NOT EXISTS ${prefix}/${file})
+    message(FATAL_ERROR "not installed: ${file}")
+  endif()
+endforeach()
+
+run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/consumer -B ${WORK_DIR}/consumer
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release)
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer)
+run(${WORK_DIR}/consumer/veqdx_consumer)
+
+find_program(PKG_CONFIG pkg-config)
+if(PKG_CONFIG)
+  set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+  run(${PKG_CONFIG} --modversion veqdx)
+  if(NOT last_output MATCHES "^1\\.0\\.4")
+    message(FATAL_ERROR "pkg-config version: ${last_output}")
+  endif()
+  run(${PKG_CONFIG} --cflags --libs veqdx)
+  if(NOT last_output MATCHES "-lveqdx" OR NOT last_output MATCHES "include")
+    message(FATAL_ERROR "pkg-config flags: ${last_output}")
+  endif()
+endif()
