@@ -87,13 +87,21 @@ struct NoCheck {
 // ---------------------------------------------------------------------------------------------
 // Building blocks, for members that do not fit the plain property pattern (methods, registers).
 
+// Whether the target may work: the root answers with the session's initialized flag, a child
+// node with whether it is still attached (Close detaches the outputs first). Read directly
+// rather than through the node's virtual query, which would take the lock a second time.
+inline bool TargetInitialized(const AccessTarget& t) noexcept {
+  if (&t.node == static_cast<attr::CNode*>(&t.driver)) return t.driver.Initialized();
+  return t.node.GetParent() != nullptr;
+}
+
 // Steps 1 to 3 of every member: node lock, call context, initialized check; then `body()`.
 template <class Body>
 HRESULT RunMember(const AccessTarget& t, const char* interfaceName, const char* memberName,
                   Body&& body) {
   std::lock_guard<std::recursive_mutex> lock(t.node.Mutex());
   CCallContextGuard context(interfaceName, memberName);
-  if (!t.node.IsInitialized()) return t.driver.Reporter().ReportNotInitialized();
+  if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();
   return body();
 }
 

@@ -8,9 +8,12 @@
 namespace veqdx::dcpwr {
 namespace {
 
-// Bytes asked for by each low-level read: one buffer's worth, so a short reply allocates
-// little and a long one needs few reads.
-constexpr std::size_t kReadChunk = static_cast<std::size_t>(io::CInstrBuffer::kDefaultCapacity);
+// Bytes asked for by the first low-level read of a response: one buffer's worth, so a short
+// reply allocates little. A response that goes on is read in doubling pieces up to the
+// largest, so a long one needs few reads.
+constexpr std::size_t kFirstReadChunk =
+    static_cast<std::size_t>(io::CInstrBuffer::kDefaultCapacity);
+constexpr std::size_t kLargestReadChunk = 1024 * 1024;
 
 AccessTarget RootOf(CVelmoraQdx& driver) { return AccessTarget{driver, driver, kNoChannel}; }
 
@@ -59,9 +62,16 @@ HRESULT CDirectIo::ReadBody(std::size_t max, std::string& out) {
   io::CIoSession& session = driver_.Io();
   std::string chunk;
   std::size_t transferred = 0;
-  for (;;) {
+  for (std::size_t size = kFirstReadChunk;; size = std::min(2 * size, kLargestReadChunk)) {
+    if (transferred >= kMaxTransfer) {
+      out.clear();
+      return session.ReportError("Direct I/O read stopped after " +
+                                 std::to_string(transferred) +
+                                 " bytes of one response; the rest is still pending");
+    }
     std::int32_t status = 0;
-    const HRESULT hr = session.LowLevelReadStringNoPoll(kReadChunk, chunk, status);
+    const HRESULT hr =
+        session.LowLevelReadStringNoPoll(std::min(size, kMaxTransfer - transferred), chunk, status);
     if (Failed(hr)) {
       out.clear();
       return hr;
@@ -70,12 +80,6 @@ HRESULT CDirectIo::ReadBody(std::size_t max, std::string& out) {
     if (out.size() < max) out.append(chunk, 0, std::min(chunk.size(), max - out.size()));
     // Any status but "stopped at the count" means the response ended with this read.
     if (status != io::kReadStatusMaxCount) return S_OK;
-    if (transferred >= kMaxTransfer) {
-      out.clear();
-      return session.ReportError("Direct I/O read stopped after " +
-                                 std::to_string(transferred) +
-                                 " bytes of one response; the rest is still pending");
-    }
   }
 }
 

@@ -3,6 +3,7 @@
 #include "io/io_session.h"
 #include "io/resource.h"
 #include "io/socket_transport.h"
+#include "io/vxi11_transport.h"
 
 namespace veqdx::io {
 namespace {
@@ -19,6 +20,9 @@ std::unique_ptr<ITransport> OpenParsed(const Resource& r, const TransportOptions
     case ResourceKind::TcpipSocket:
       return SocketTransport::Connect(r.host, r.port, r.board, options, result);
     case ResourceKind::TcpipInstr:
+      // A HiSLIP device name ("hislip0") means another protocol on the same resource form.
+      if (r.ProtocolName() != "VXI-11") return NotBuiltIn(r, result);
+      return Vxi11Transport::Open(r.host, r.device, r.board, options, result);
     case ResourceKind::Serial:
     case ResourceKind::UsbTmc:
     case ResourceKind::Gpib:

@@ -34,12 +34,13 @@ TEST_F(DirectIoTest, AnObjectHandedOutBeforeSimulationStartsIsRefusedToo) {
   ASSERT_EQ(system.get_DirectIO(&direct), S_OK) << LastError();
   ASSERT_NE(direct, nullptr);
   ASSERT_EQ(driver.put_Simulate(VARIANT_TRUE), S_OK);
+  const std::size_t readsBefore = device->Reads().size();
   EXPECT_EQ(direct->WriteString("*RST"), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(LastError(), kSimulatingText);
   std::string reply;
   EXPECT_EQ(direct->ReadString(&reply), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_TRUE(device->Writes().empty());
-  EXPECT_TRUE(device->Reads().empty());
+  EXPECT_TRUE(device->Written().empty());
+  EXPECT_EQ(device->Reads().size(), readsBefore);
 }
 
 TEST_F(DirectIoTest, WriteIsOneMessageWithEndAndNoStatusCheck) {

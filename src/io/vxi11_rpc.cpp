@@ -1,0 +1,264 @@
+#include "io/vxi11_rpc.h"
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <rpc/pmap_prot.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace veqdx::io::vxi11 {
+namespace {
+
+std::string ErrnoText(int err) { return std::strerror(err); }
+
+// "10.0.0.5:111", "[::1]:111".
+std::string JoinHostPort(const std::string& host, std::uint16_t port) {
+  bool v6 = host.find(':') != std::string::npos;
+  return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
+}
+
+std::string NumericHost(const sockaddr* sa, socklen_t len) {
+  char host[NI_MAXHOST];
+  if (::getnameinfo(sa, len, host, sizeof host, nullptr, 0, NI_NUMERICHOST) != 0) return {};
+  return host;
+}
+
+struct AddrInfoDeleter {
+  void operator()(addrinfo* ai) const { ::freeaddrinfo(ai); }
+};
+
+// One connect attempt bounded by `deadline`; the connected socket or -1 with `err` set.
+int ConnectOne(const addrinfo* ai, Clock::time_point deadline, int& err) {
+  int fd = ::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
+                    ai->ai_protocol);
+  if (fd < 0) {
+    err = errno;
+    return -1;
+  }
+  auto fail = [&](int e) {
+    err = e;
+    ::close(fd);
+    return -1;
+  };
+  if (::connect(fd, ai->ai_addr, ai->ai_addrlen) != 0) {
+    if (errno != EINPROGRESS && errno != EINTR) return fail(errno);
+    for (;;) {
+      pollfd p{fd, POLLOUT, 0};
+      int rc = ::poll(&p, 1, MsLeft(deadline));
+      if (rc < 0 && errno == EINTR) continue;
+      if (rc < 0) return fail(errno);
+      if (rc == 0) return fail(ETIMEDOUT);
+      break;
+    }
+    int soError = 0;
+    socklen_t len = sizeof soError;
+    if (::getsockopt(fd, SOL_SOCKET, SO_ERROR, &soError, &len) != 0) soError = errno;
+    if (soError != 0) return fail(soError);
+  }
+  // libtirpc writes with plain write(): the socket must block, with SO_SNDTIMEO as the bound.
+  int flags = ::fcntl(fd, F_GETFL);
+  if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) return fail(errno);
+  int one = 1;
+  ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+  ::setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
+  return fd;
+}
+
+timeval ToTimeval(int ms) {
+  ms = std::max(ms, 1);  // zero would make libtirpc send without waiting for any reply
+  return timeval{ms / 1000, static_cast<suseconds_t>((ms % 1000) * 1000)};
+}
+
+// libtirpc writes to the socket with write(), which raises SIGPIPE when the peer has gone. The
+// signal is blocked in this thread for the call and a SIGPIPE it caused is consumed, so a
+// closed connection is an error result and never kills the application.
+class SigpipeGuard {
+ public:
+  SigpipeGuard() {
+    sigemptyset(&pipe_);
+    sigaddset(&pipe_, SIGPIPE);
+    sigset_t pending;
+    sigpending(&pending);
+    wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+    blocked_ = pthread_sigmask(SIG_BLOCK, &pipe_, &old_) == 0;
+  }
+  ~SigpipeGuard() {
+    if (!blocked_) return;
+    sigset_t pending;
+    sigpending(&pending);
+    if (!wasPending_ && sigismember(&pending, SIGPIPE) == 1) {
+      timespec zero{0, 0};
+      while (sigtimedwait(&pipe_, nullptr, &zero) < 0 && errno == EINTR) {
+      }
+    }
+    pthread_sigmask(SIG_SETMASK, &old_, nullptr);
+  }
+  SigpipeGuard(const SigpipeGuard&) = delete;
+  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+
+ private:
+  sigset_t pipe_;
+  sigset_t old_;
+  bool wasPending_ = false;
+  bool blocked_ = false;
+};
+
+}  // namespace
+
+int MsLeft(Clock::time_point deadline) {
+  auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+  if (left.count() <= 0) return 0;
+  return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
+}
+
+IoResult ConnectTcp(const std::string& host, std::uint16_t port, Clock::time_point deadline,
+                    std::string_view what, int& fd, std::string& where) {
+  fd = -1;
+  where = JoinHostPort(host, port);
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICSERV;
+  addrinfo* raw = nullptr;
+  std::string service = std::to_string(port);
+  int gai = ::getaddrinfo(host.c_str(), service.c_str(), &hints, &raw);
+  std::unique_ptr<addrinfo, AddrInfoDeleter> list(raw);
+  if (gai != 0) {
+    return IoResult::Error("cannot resolve host '" + host + "': " +
+                           (gai == EAI_SYSTEM ? ErrnoText(errno) : ::gai_strerror(gai)));
+  }
+  std::string lastHost = host;
+  int lastErr = 0;
+  for (const addrinfo* ai = list.get(); ai != nullptr; ai = ai->ai_next) {
+    std::string numeric = NumericHost(ai->ai_addr, ai->ai_addrlen);
+    if (!numeric.empty()) lastHost = numeric;
+    fd = ConnectOne(ai, deadline, lastErr);
+    if (fd >= 0) {
+      where = JoinHostPort(lastHost, port);
+      return IoResult::Ok();
+    }
+    if (lastErr == ETIMEDOUT && MsLeft(deadline) == 0) break;
+  }
+  where = JoinHostPort(lastHost, port);
+  std::string target = (lastHost != host ? host + " (" + where + ")" : where) + " (" +
+                       std::string(what) + ")";
+  if (lastErr == ETIMEDOUT) return IoResult::Timeout("connect to " + target + " timed out");
+  if (lastErr == ECONNREFUSED) return IoResult::Error("connect to " + target + " refused");
+  return IoResult::Error("connect to " + target + " failed: " + ErrnoText(lastErr));
+}
+
+// --- RpcClient ---
+
+std::unique_ptr<RpcClient> RpcClient::Create(int fd, std::uint32_t program,
+                                             std::uint32_t version, std::string where,
+                                             IoResult& result) {
+  sockaddr_storage peer{};
+  socklen_t len = sizeof peer;
+  if (::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &len) != 0) {
+    result = IoResult::Error("connection to " + where + " lost: " + ErrnoText(errno));
+    ::close(fd);
+    return nullptr;
+  }
+  netbuf address{len, len, &peer};
+  CLIENT* client = clnt_vc_create(fd, &address, program, version, 0, 0);
+  if (client == nullptr) {
+    result = IoResult::Error("cannot set up an RPC client for " + where + ": " +
+                             clnt_sperrno(rpc_createerr.cf_stat));
+    ::close(fd);
+    return nullptr;
+  }
+  result = IoResult::Ok();
+  return std::unique_ptr<RpcClient>(new RpcClient(client, fd, std::move(where)));
+}
+
+RpcClient::RpcClient(CLIENT* client, int fd, std::string where)
+    : client_(client), fd_(fd), where_(std::move(where)) {}
+
+RpcClient::~RpcClient() {
+  clnt_destroy(client_);  // leaves the descriptor open (no CLSET_FD_CLOSE): closed here
+  ::close(fd_);
+}
+
+IoResult RpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* args,
+                         xdrproc_t decodeResult, void* result, int timeoutMs,
+                         std::string_view what) {
+  std::string call(what);
+  if (broken_) return IoResult::Error("connection to " + where_ + " is closed");
+  timeval wait = ToTimeval(timeoutMs);
+  ::setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
+  clnt_stat status;
+  {
+    SigpipeGuard guard;
+    status = clnt_call(client_, procedure, encodeArgs, static_cast<char*>(args), decodeResult,
+                       static_cast<char*>(result), wait);
+  }
+  if (status == RPC_SUCCESS) return IoResult::Ok();
+  rpc_err detail{};
+  clnt_geterr(client_, &detail);
+  std::string ms = std::to_string(std::max(timeoutMs, 1)) + " ms";
+  switch (status) {
+    case RPC_TIMEDOUT:
+      return IoResult::Timeout("no answer to " + call + " from " + where_ + " within " + ms);
+    case RPC_CANTSEND:
+      // Part of the request may be on the wire: the stream cannot carry another call.
+      broken_ = true;
+      if (detail.re_errno == EAGAIN || detail.re_errno == EWOULDBLOCK)
+        return IoResult::Timeout(call + " to " + where_ + " could not be sent within " + ms);
+      if (detail.re_errno == EPIPE || detail.re_errno == ECONNRESET)
+        return IoResult::Error("connection to " + where_ + " closed by the instrument");
+      return IoResult::Error(call + " to " + where_ + " failed: " + ErrnoText(detail.re_errno));
+    case RPC_CANTRECV:
+      broken_ = true;
+      if (detail.re_errno == 0 || detail.re_errno == ECONNRESET)
+        return IoResult::Error("connection to " + where_ + " closed by the instrument");
+      return IoResult::Error(call + " to " + where_ + " failed: " + ErrnoText(detail.re_errno));
+    default:
+      return IoResult::Error(call + " to " + where_ + " failed: " + clnt_sperrno(status));
+  }
+}
+
+void RpcClient::Free(xdrproc_t decodeResult, void* result) {
+  clnt_freeres(client_, decodeResult, static_cast<char*>(result));
+}
+
+// --- portmapper ---
+
+IoResult PortmapperGetPort(const std::string& host, std::uint16_t port, std::uint32_t program,
+                           std::uint32_t version, Clock::time_point deadline,
+                           std::uint16_t& found) {
+  found = 0;
+  int fd = -1;
+  std::string where;
+  IoResult r = ConnectTcp(host, port, deadline, "portmapper", fd, where);
+  if (!r.ok()) return r;
+  std::unique_ptr<RpcClient> client = RpcClient::Create(fd, PMAPPROG, PMAPVERS, where, r);
+  if (!client) return r;
+  pmap query{program, version, IPPROTO_TCP, 0};
+  u_long answer = 0;
+  r = client->Call(PMAPPROC_GETPORT, Xdr(xdr_pmap), &query, Xdr(xdr_u_long), &answer,
+                   MsLeft(deadline), "portmapper GETPORT");
+  if (!r.ok()) return r;
+  if (answer == 0 || answer > 65535) {
+    char id[64];
+    std::snprintf(id, sizeof id, "program 0x%X version %u over TCP",
+                  static_cast<unsigned>(program), static_cast<unsigned>(version));
+    return IoResult::Error("the portmapper at " + client->Where() + " has no " + id +
+                           (answer == 0 ? " registered" : " (it answered port " +
+                                                              std::to_string(answer) + ")"));
+  }
+  found = static_cast<std::uint16_t>(answer);
+  return IoResult::Ok();
+}
+
+}  // namespace veqdx::io::vxi11
