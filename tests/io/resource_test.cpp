@@ -148,18 +148,5 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"GPIB::1::2::3::INSTR", "expected GPIB[board]"},
         Bad{"GPIB0::12", "expected GPIB[board]"}));
 
-TEST(ParseResource, ProtocolNamesForMessages) {
-  Resource r;
-  std::string error;
-  const std::pair<const char*, const char*> rows[] = {
-      {"TCPIP::h::1::SOCKET", "raw socket"}, {"TCPIP::h::INSTR", "VXI-11"},
-      {"TCPIP::h::hislip0::INSTR", "HiSLIP"}, {"ASRL1::INSTR", "serial"},
-      {"USB::1::2::s::INSTR", "USB TMC"},    {"GPIB::1::INSTR", "GPIB"}};
-  for (const auto& [text, name] : rows) {
-    ASSERT_TRUE(ParseResource(text, r, error)) << error;
-    EXPECT_EQ(r.ProtocolName(), name) << text;
-  }
-}
-
 }  // namespace
 }  // namespace veqdx::io

@@ -107,6 +107,9 @@ Options (a value may also be given as --option=VALUE):
   --close-after N          close the connection after the next N messages (once)
   --chunk-bytes N          send replies in pieces of N bytes
   --chunk-pause-ms N       pause between two pieces (default 0)
+  --serial-pty             serve a pseudo-terminal instead of TCP; its path (e.g.
+                           /dev/pts/3) is printed alone on the first line; the driver
+                           reaches it as ASRL/dev/pts/3::INSTR (only --silent applies)
   -h, --help               show this text
 )";
 }
@@ -120,6 +123,10 @@ bool parseCommandLine(const std::vector<std::string>& args, Config& config, bool
     std::string name = args[i];
     if (name == "-h" || name == "--help") {
       help = true;
+      continue;
+    }
+    if (name == "--serial-pty") {
+      config.serialPty = true;
       continue;
     }
     if (name.rfind("--", 0) != 0) {

@@ -6,6 +6,34 @@
 #include <vector>
 
 #include "qdx_sim.h"
+#include "serial_pty.h"
+
+namespace {
+
+// --serial-pty: the instrument behind a pseudo-terminal instead of a TCP listener.
+int runSerialPty(const qdxsim::Config& config, sigset_t& stopSignals) {
+  qdxsim::Instrument instrument(config);
+  qdxsim::SerialPtyServer server(instrument);
+  for (const auto& match : config.faults.silentQueries) server.addSilentQuery(match);
+  std::string error;
+  if (!server.start(&error)) {
+    std::fprintf(stderr, "qdx-sim: %s\n", error.c_str());
+    return 1;
+  }
+  std::printf("%s\n", server.path().c_str());
+  std::fflush(stdout);
+  std::fprintf(stderr, "qdx-sim: %s on serial pseudo-terminal %s\n", config.model.c_str(),
+               server.path().c_str());
+  for (;;) {
+    timespec slice{1, 0};
+    int sig = sigtimedwait(&stopSignals, nullptr, &slice);
+    if (sig == SIGINT || sig == SIGTERM) break;
+  }
+  server.stop();
+  return 0;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
@@ -32,6 +60,7 @@ int main(int argc, char** argv) {
   sigaddset(&stopSignals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
+  if (config.serialPty) return runSerialPty(config, stopSignals);
 
   qdxsim::Emulator emulator(config);
   if (!emulator.start(&error)) {

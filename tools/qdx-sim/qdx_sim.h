@@ -66,6 +66,7 @@ struct Config {
   int port = 5025;                               // 0 picks a free port
   double loadOhms = 10.0;                        // per channel; infinity = open circuit
   std::string transcriptPath;                    // empty: no transcript file
+  bool serialPty = false;                        // serve a pseudo-terminal instead of TCP
   Faults faults;
 
   // Empty when the configuration is usable, else a message saying what is wrong.

@@ -1,0 +1,99 @@
+// The built-in serial transport for ASRL<n>::INSTR and ASRL/dev/<tty>::INSTR resources.
+//
+// Which device: ASRL<n> is the n-th serial port of the machine, /dev/ttyS<n-1> (ASRL1 is
+// /dev/ttyS0, as VISA numbers ports from 1); ASRL/dev/ttyUSB0 names the device itself, which
+// is the form to use for USB adapters (/dev/ttyUSB*, /dev/ttyACM*) and pseudo-terminals.
+//
+// The port is opened exclusively: O_NOCTTY (the instrument must never become our controlling
+// terminal) and O_CLOEXEC, an advisory flock() that other well-behaved programs honour, and
+// TIOCEXCL so that the kernel refuses further opens (released again at close). It runs in raw
+// mode (no echo, no line editing, no character translation) with the line settings taken
+// from these DriverSetup items, names and values in any case:
+//   BaudRate=9600        standard rates from 50 to 4000000
+//   DataBits=8           5, 6, 7 or 8
+//   Parity=none          none, odd, even, mark or space
+//   StopBits=1           1, 1.5 or 2 (1.5 only with 5 data bits, where UARTs offer it)
+//   FlowControl=none     none, xonxoff or rtscts
+// Messages are line-feed terminated (serial_stream.h); every read and write waits at most the
+// session timeout. Input that was waiting at open is thrown away.
+#pragma once
+#include <memory>
+#include <string>
+
+#include "io/serial_stream.h"
+#include "io/transport.h"
+
+namespace veqdx::io {
+
+struct SerialSettings {
+  enum class Parity { None, Odd, Even, Mark, Space };
+  enum class StopBits { One, OneAndHalf, Two };
+  enum class FlowControl { None, XonXoff, RtsCts };
+
+  unsigned baudRate = 9600;
+  int dataBits = 8;
+  Parity parity = Parity::None;
+  StopBits stopBits = StopBits::One;
+  FlowControl flowControl = FlowControl::None;
+
+  // Reads the DriverSetup items above; false with a message naming the item and the values
+  // it takes when one is not understood.
+  static bool FromOptions(const TransportOptions& options, SerialSettings& out,
+                          std::string& error);
+};
+
+// The device of a serial resource: `asrlNumber` >= 1 gives /dev/ttyS<n-1>; otherwise
+// `ttyPath` is used as it is. False with a message for ASRL0.
+bool SerialDevicePath(int asrlNumber, const std::string& ttyPath, std::string& path,
+                      std::string& error);
+
+class SerialTransport final : public ITransport {
+ public:
+  // Opens and configures `path`. On failure returns nullptr with `result` saying what is
+  // wrong (no such device, not a terminal, in use, no permission, an unsupported setting).
+  // `interfaceNumber` is what the session reports (the n of ASRL<n>, 0 for a path).
+  static std::unique_ptr<SerialTransport> Open(const std::string& path, int interfaceNumber,
+                                               const TransportOptions& options,
+                                               IoResult& result);
+  ~SerialTransport() override;
+  SerialTransport(const SerialTransport&) = delete;
+  SerialTransport& operator=(const SerialTransport&) = delete;
+
+  IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override {
+    return stream_.Write(data, size, end, written);
+  }
+  IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override {
+    return stream_.Read(buffer, max, got, why);
+  }
+  void SetTimeout(int milliseconds) override { stream_.SetTimeout(milliseconds); }
+  int Timeout() const override { return stream_.Timeout(); }
+  void SetTermChar(char c, bool enabled) override { stream_.SetTermChar(c, enabled); }
+  char TermChar() const override { return stream_.TermChar(); }
+  bool TermCharEnabled() const override { return stream_.TermCharEnabled(); }
+
+  // Throws away pending input and output in both directions; sends nothing.
+  IoResult Clear() override;
+  // A serial line carries no status byte: IoCode::NotSupported.
+  IoResult ReadStatusByte(std::uint8_t& stb) override;
+  // The port is exclusive already; there is nothing else to lock out.
+  IoResult Lock(int) override { return IoResult::Ok(); }
+  IoResult Unlock() override { return IoResult::Ok(); }
+  void Close() override;
+
+  InterfaceType Interface() const override { return InterfaceType::Serial; }
+  std::string ResourceClass() const override { return "INSTR"; }
+  int InterfaceNumber() const override { return interfaceNumber_; }
+
+  const std::string& Path() const { return stream_.Label(); }
+  const SerialSettings& Settings() const { return settings_; }
+
+ private:
+  SerialTransport(int fd, const std::string& path, int interfaceNumber, int timeoutMs,
+                  const SerialSettings& settings);
+
+  FdStream stream_;
+  int interfaceNumber_;
+  SerialSettings settings_;
+};
+
+}  // namespace veqdx::io

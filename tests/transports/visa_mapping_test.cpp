@@ -1,0 +1,205 @@
+// VISA numbers to the driver's, and the checks of values on their way to VISA.
+#include "io/visa_mapping.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "io/visa_session_extras.h"
+
+namespace veqdx::io {
+namespace {
+
+TEST(VisaMapping, InterfaceTypesFollowTheTable) {
+  const struct {
+    std::uint16_t visa;
+    InterfaceType driver;
+  } table[] = {{1, InterfaceType::Gpib},   {2, InterfaceType::Vxi}, {3, InterfaceType::GpibVxi},
+               {4, InterfaceType::Serial}, {6, InterfaceType::Tcpip}, {7, InterfaceType::Usb}};
+  for (const auto& row : table) {
+    EXPECT_EQ(InterfaceFromVisa(row.visa), row.driver) << "VISA interface " << row.visa;
+    EXPECT_EQ(static_cast<int>(InterfaceFromVisa(row.visa)), row.visa - 1);
+  }
+}
+
+TEST(VisaMapping, ResourceClassFallbacksAndTheSocketRule) {
+  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Gpib, std::nullopt, "GPIB0::5::INSTR"), "OTHER");
+  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Gpib, "INSTR", "GPIB0::5::INSTR"), "INSTR");
+  // The name decides for TCPIP, in any case, even against what the library said.
+  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Tcpip, "INSTR", "TCPIP0::h::5025::SOCKET"),
+            "SOCKET");
+  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Tcpip, std::nullopt, "tcpip::h::5025::socket"),
+            "SOCKET");
+  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Tcpip, "INSTR", "TCPIP0::h::inst0::INSTR"),
+            "INSTR");
+  // Only TCPIP resources: a serial name that happens to contain it keeps its class.
+  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Serial, "INSTR", "ASRL1::SOCKET"), "INSTR");
+  EXPECT_EQ(EffectiveResourceName(std::nullopt), "UNKNOWN");
+  EXPECT_EQ(EffectiveResourceName("GPIB0::5::INSTR"), "GPIB0::5::INSTR");
+}
+
+TEST(VisaMapping, LineFeedTerminationForSerialAndSocketOnly) {
+  EXPECT_TRUE(NeedsLineFeedTermination(InterfaceType::Serial, "INSTR"));
+  EXPECT_TRUE(NeedsLineFeedTermination(InterfaceType::Tcpip, "SOCKET"));
+  EXPECT_FALSE(NeedsLineFeedTermination(InterfaceType::Tcpip, "INSTR"));
+  EXPECT_FALSE(NeedsLineFeedTermination(InterfaceType::Gpib, "INSTR"));
+  EXPECT_FALSE(NeedsLineFeedTermination(InterfaceType::Usb, "INSTR"));
+  EXPECT_FALSE(NeedsLineFeedTermination(InterfaceType::Gpib, "SOCKET"));
+}
+
+TEST(VisaMapping, ChecksKnowVisaValuesAndNameTheKindOfValue) {
+  using Check = std::string (*)(std::uint32_t);
+  const struct {
+    Check check;
+    std::vector<std::uint32_t> good;
+    std::vector<std::uint32_t> bad;
+    const char* text;
+  } table[] = {
+      {CheckAccessMode, {0, 1, 2, 4, 5, 6}, {3, 7, 8, 0xFFFF}, "Unsupported VISA session access mode."},
+      {CheckIoProtocol, {1, 2, 3, 4, 5}, {0, 6, 100}, "Unsupported VISA I/O protocol."},
+      {CheckTriggerProtocol, {0, 1, 2, 5, 6, 7}, {3, 4, 8}, "Unsupported VISA trigger protocol."},
+      {CheckAddressSpace, {0, 1, 2, 3, 4, 9, 16, 0xFFFF}, {5, 8, 17, 0xFFFE}, "Unsupported VISA address space."},
+      {CheckDataWidth, {1, 2, 4, 8}, {0, 3, 16}, "Unsupported VISA data width."},
+      {CheckEventType, {0x3FFF200Bu, 0x3FFF2009u, 0xBFFF200Au, 0x3FFF7FFFu}, {0, 0x3FFF200Cu}, "Unsupported VISA event type."},
+      {CheckEventMechanism, {1, 2, 4, 3, 5, 0xFFFF}, {0, 6, 7, 8}, "Unsupported VISA event mechanism."},
+  };
+  for (const auto& row : table) {
+    for (std::uint32_t v : row.good) EXPECT_EQ(row.check(v), "") << row.text << " " << v;
+    for (std::uint32_t v : row.bad) EXPECT_EQ(row.check(v), row.text) << v;
+  }
+}
+
+TEST(VisaMapping, TypedConversionsFailWithTheirTextAndLeaveTheOutputAlone) {
+  const std::uint32_t attr = 0x3FFF0171u;
+  auto number = [](std::uint64_t n) { return VisaAttributeValue{false, n, {}, false}; };
+  auto text = [](const char* s) { return VisaAttributeValue{true, 0, s, false}; };
+  std::string error;
+
+  std::uint8_t u8 = 7;
+  EXPECT_TRUE(ConvertAttribute(attr, number(255), u8, error));
+  EXPECT_EQ(u8, 255);
+  u8 = 7;
+  EXPECT_FALSE(ConvertAttribute(attr, number(256), u8, error));
+  EXPECT_EQ(u8, 7);
+  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT8 value.");
+
+  std::uint16_t u16 = 7;
+  EXPECT_FALSE(ConvertAttribute(attr, number(0x10000), u16, error));
+  EXPECT_EQ(u16, 7);
+  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT16 value.");
+  EXPECT_TRUE(ConvertAttribute(attr, text("5025"), u16, error));
+  EXPECT_EQ(u16, 5025);
+
+  std::uint32_t u32 = 7;
+  EXPECT_FALSE(ConvertAttribute(attr, number(0x100000000ull), u32, error));
+  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT32 value.");
+  EXPECT_FALSE(ConvertAttribute(attr, text("SOCKET"), u32, error));
+  EXPECT_EQ(u32, 7);
+
+  std::uint64_t u64 = 7;
+  EXPECT_TRUE(ConvertAttribute(attr, number(std::numeric_limits<std::uint64_t>::max()), u64, error));
+  EXPECT_FALSE(ConvertAttribute(attr, text("18446744073709551616"), u64, error));  // 2^64
+  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT64 value.");
+
+  bool flag = true;
+  EXPECT_TRUE(ConvertAttribute(attr, number(0), flag, error));
+  EXPECT_FALSE(flag);
+  EXPECT_FALSE(ConvertAttribute(attr, number(2), flag, error));
+  EXPECT_FALSE(flag);
+  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a boolean value.");
+  EXPECT_TRUE(ConvertAttribute(attr, text("TRUE"), flag, error));
+  EXPECT_TRUE(flag);
+
+  // String attribute ids are negative as %d prints them.
+  std::string s = "kept";
+  EXPECT_TRUE(ConvertAttribute(0xBFFF0001u, number(42), s, error));
+  EXPECT_EQ(s, "42");
+  s = "kept";
+  EXPECT_FALSE(ConvertAttribute(0xBFFF0001u, VisaAttributeValue{true, 0, {}, true}, s, error));
+  EXPECT_EQ(s, "kept");
+  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID -1073807359 to a string value.");
+}
+
+TEST(VisaSessionExtras, EveryOperationIsRefusedWithItsText) {
+  VisaSessionExtras extras;
+  std::uint8_t u8 = 1;
+  std::uint16_t u16 = 2;
+  std::uint32_t u32 = 3, job = 4;
+  std::uint64_t u64 = 5;
+  std::int32_t i32 = 6;
+  bool b = true;
+  char buffer[4] = {'x', 'x', 'x', 'x'};
+  const struct {
+    IoResult result;
+    std::string_view text;
+  } table[] = {
+      {extras.In8(1, 0, u8), kRefuseRegister},
+      {extras.In16(1, 0, u16), kRefuseRegister},
+      {extras.In32(1, 0, u32), kRefuseRegister},
+      {extras.Out8(1, 0, 1), kRefuseRegister},
+      {extras.Out16(1, 0, 1), kRefuseRegister},
+      {extras.Out32(1, 0, 1), kRefuseRegister},
+      {extras.MoveIn8(1, 0, 4, reinterpret_cast<std::uint8_t*>(buffer)), kRefuseRegister},
+      {extras.MoveIn16(1, 0, 1, &u16), kRefuseRegister},
+      {extras.MoveIn32(1, 0, 1, &u32), kRefuseRegister},
+      {extras.MoveOut8(1, 0, 1, &u8), kRefuseRegister},
+      {extras.MoveOut16(1, 0, 1, &u16), kRefuseRegister},
+      {extras.MoveOut32(1, 0, 1, &u32), kRefuseRegister},
+      {extras.Move(1, 0, 1, 2, 0, 1, 4), kRefuseRegister},
+      {extras.MapAddress(3, 0x1000, 16), kRefuseRegister},
+      {extras.UnmapAddress(), kRefuseRegister},
+      {extras.GetSourceIncrement(i32), kRefuseRegister},
+      {extras.SetSourceIncrement(1), kRefuseRegister},
+      {extras.GetDestinationIncrement(i32), kRefuseRegister},
+      {extras.SetDestinationIncrement(1), kRefuseRegister},
+      {extras.GetSourceBigEndian(b), kRefuseRegister},
+      {extras.SetSourceBigEndian(true), kRefuseRegister},
+      {extras.GetDestinationBigEndian(b), kRefuseRegister},
+      {extras.SetDestinationBigEndian(true), kRefuseRegister},
+      {extras.In64(4, 1ull << 40, u64), kRefuseRegister64},
+      {extras.Out64(4, 0, 1), kRefuseRegister64},
+      {extras.MoveIn64(4, 0, 1, &u64), kRefuseRegister64},
+      {extras.MoveOut64(4, 0, 1, &u64), kRefuseRegister64},
+      {extras.MoveAsync(1, 0, 1, 2, 0, 1, 4, job), kRefuseMoveAsync},
+      {extras.ReadAsync(buffer, sizeof buffer, job), kRefuseAsync},
+      {extras.WriteAsync("*IDN?", 5, job), kRefuseAsync},
+      {extras.Terminate(job), kRefuseAsync},
+      {extras.AllocateMemory(64, u64), kRefuseSharedMemory},
+      {extras.FreeMemory(0), kRefuseSharedMemory},
+      // The arguments are checked on their way to VISA, before the refusal.
+      {extras.In8(1, 0x100000000ull, u8), kRefuseOffset},
+      {extras.MoveOut32(2, 0xFFFFFFFFull + 1, 1, &u32), kRefuseOffset},
+      {extras.MoveAsync(1, 0, 1, 2, 1ull << 33, 1, 4, job), kRefuseOffset},
+      {extras.In16(7, 0, u16), "Unsupported VISA address space."},
+      {extras.Move(1, 0, 3, 2, 0, 1, 4), "Unsupported VISA data width."},
+  };
+  for (const auto& row : table) {
+    EXPECT_EQ(row.result.code, IoCode::NotSupported) << row.text;
+    EXPECT_EQ(row.result.message, row.text);
+  }
+  // Outputs untouched.
+  EXPECT_EQ(u8, 1);
+  EXPECT_EQ(u16, 2);
+  EXPECT_EQ(u32, 3);
+  EXPECT_EQ(u64, 5);
+  EXPECT_EQ(i32, 6);
+  EXPECT_EQ(job, 4u);
+  EXPECT_EQ(std::string(buffer, 4), "xxxx");
+  EXPECT_EQ(extras.In32(1, 0xFFFFFFFFull, u32).message, kRefuseRegister);  // the largest offset
+}
+
+TEST(VisaSessionExtras, RefusalIsReportedAsNotImplementedWithTheText) {
+  CVelmoraQdxErrorReporter reporter;
+  VisaSessionExtras extras;
+  std::uint32_t job = 0;
+  HRESULT hr = ReportVisaExtrasResult(reporter, extras.ReadAsync(nullptr, 0, job));
+  EXPECT_EQ(hr, E_NOTIMPL);
+  EXPECT_EQ(ThreadErrorRecord().hr, E_NOTIMPL);
+  EXPECT_EQ(ThreadErrorRecord().description, kRefuseAsync);
+  EXPECT_EQ(ReportVisaExtrasResult(reporter, IoResult::Timeout("no reply")),
+            E_VELMORAQDX_IO_TIMEOUT);
+  EXPECT_EQ(ReportVisaExtrasResult(reporter, IoResult::Ok()), S_OK);
+}
+
+}  // namespace
+}  // namespace veqdx::io

@@ -1,0 +1,47 @@
+// The serial front end of the emulator: an Instrument behind a pseudo-terminal, so that a
+// program (or the driver, with ASRL/dev/pts/<n>::INSTR) talks to it over a real tty.
+//
+// start() creates the pseudo-terminal pair (posix_openpt), puts the line in raw mode (no
+// echo, no translation) and serves the master side on a thread of its own: messages are
+// line-feed terminated as on the raw socket, each reply is one line. The server keeps the
+// terminal side open itself, so that clients may open and close it as often as they like
+// without the pair hanging up. stop() (or the destructor) ends the thread and closes both
+// sides; it never hangs.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qdx_sim.h"
+
+namespace qdxsim {
+
+class SerialPtyServer {
+ public:
+  // Serves `instrument`, which must outlive the server (it may be shared with other front
+  // ends, as the clients of a real unit share its state).
+  explicit SerialPtyServer(Instrument& instrument);
+  ~SerialPtyServer();
+  SerialPtyServer(const SerialPtyServer&) = delete;
+  SerialPtyServer& operator=(const SerialPtyServer&) = delete;
+
+  // False, with the reason in *message when given, if no pseudo-terminal can be had.
+  bool start(std::string* message = nullptr);
+  void stop();
+  bool running() const;
+  // The terminal device clients open ("/dev/pts/3"); empty before start.
+  const std::string& path() const;
+
+  // Every message received since the last call, exactly as received without the line feed.
+  std::vector<std::string> takeTranscript();
+  // Messages containing `match` (any case) are executed but never answered.
+  void addSilentQuery(std::string match);
+  void clearFaults();
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace qdxsim
