@@ -40,13 +40,21 @@ using veqdx::dcpwr::VelmoraQdxOutput;
 // A map shaped like an output's cache: a score of "Interface.Property" keys.
 const std::vector<std::string>& PropertyKeys() {
   static const std::vector<std::string> keys = {
-      "IVelmoraQdxOutput.VoltageLevel", "IVelmoraQdxOutput.CurrentLimit",
-      "IVelmoraQdxOutput.TriggeredVoltageLevel", "IVelmoraQdxOutput.TriggeredCurrentLimit",
-      "IVelmoraQdxOutput.OVPLimit", "IVelmoraQdxOutput.OCPLimit", "IVelmoraQdxOutput.UVL",
-      "IVelmoraQdxOutput.Enabled", "IVelmoraQdxOutput.BleederEnabled",
-      "IVelmoraQdxOutput.CurrentLimitBehavior", "IVelmoraQdxOutput.PONState",
-      "IVelmoraQdxOutput.TriggerSource", "IVelmoraQdxOutput.ExternalMonitorRange",
-      "IVelmoraQdxOutput.OperationPriority", "IVelmoraQdxOutput.ProtectionRecovery",
+      "IVelmoraQdxOutput.VoltageLevel",
+      "IVelmoraQdxOutput.CurrentLimit",
+      "IVelmoraQdxOutput.TriggeredVoltageLevel",
+      "IVelmoraQdxOutput.TriggeredCurrentLimit",
+      "IVelmoraQdxOutput.OVPLimit",
+      "IVelmoraQdxOutput.OCPLimit",
+      "IVelmoraQdxOutput.UVL",
+      "IVelmoraQdxOutput.Enabled",
+      "IVelmoraQdxOutput.BleederEnabled",
+      "IVelmoraQdxOutput.CurrentLimitBehavior",
+      "IVelmoraQdxOutput.PONState",
+      "IVelmoraQdxOutput.TriggerSource",
+      "IVelmoraQdxOutput.ExternalMonitorRange",
+      "IVelmoraQdxOutput.OperationPriority",
+      "IVelmoraQdxOutput.ProtectionRecovery",
       "IVelmoraQdxOutputExternalControl.OutputControlEnabled",
       "IVelmoraQdxOutputExternalControl.OutputControlLogic",
       "IVelmoraQdxOutputExternalControl.AlanogControlRange",
@@ -78,7 +86,8 @@ BENCHMARK(BM_MapLookup);
 // A simulated session whose output has every cached level written once.
 struct SimulatedOutput {
   SimulatedOutput() {
-    if (driver.Initialize("TCPIP::bench::INSTR", 0, 0, "Simulate=true") != veqdx::S_OK) std::abort();
+    if (driver.Initialize("TCPIP::bench::INSTR", 0, 0, "Simulate=true") != veqdx::S_OK)
+      std::abort();
     output = dynamic_cast<VelmoraQdxOutput*>(driver.FindChild("Output0"));
     if (output == nullptr || output->put_VoltageLevel(12.5) != veqdx::S_OK) std::abort();
     // Fill the cache map as a session in use would.

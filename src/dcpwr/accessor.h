@@ -31,6 +31,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -55,6 +56,10 @@ struct AccessTarget {
   attr::CNode& node;
   CVelmoraQdx& driver;
   std::int32_t channel = kNoChannel;
+  // Optional memo of the node's entries, indexed by PropertyDesc::slot, filled on first use.
+  // Entries are never removed from a node, so a remembered pointer stays valid for the node's
+  // life; it spares the hot paths the map look-up. Touched only under the node's lock.
+  attr::CCacheEntryBase** slots = nullptr;
 };
 
 enum class CacheKind : std::uint8_t {
@@ -65,15 +70,16 @@ enum class CacheKind : std::uint8_t {
 
 // One property's constant description. Text pointers refer to string literals.
 struct PropertyDesc {
-  const char* interfaceName;           // "IVelmoraQdxOutput"
-  const char* getName;                 // "get_VoltageLevel"
-  const char* putName;                 // "put_VoltageLevel"
-  const char* writeFormat;             // ":VOLT %0.15lg" (the value is its one argument)
-  const char* queryCommand;            // ":VOLT?" (sent as it is)
-  const char* readFormat;              // "%lg"
-  const attr::CacheKey* key = nullptr; // entry of the cached / simulation-only kinds
+  const char* interfaceName;            // "IVelmoraQdxOutput"
+  const char* getName;                  // "get_VoltageLevel"
+  const char* putName;                  // "put_VoltageLevel"
+  const char* writeFormat;              // ":VOLT %0.15lg" (the value is its one argument)
+  const char* queryCommand;             // ":VOLT?" (sent as it is)
+  const char* readFormat;               // "%lg"
+  const attr::CacheKey* key = nullptr;  // entry of the cached / simulation-only kinds
   CacheKind cache = CacheKind::None;
   const attr::CacheKey* dependent = nullptr;  // made invalid by a successful write
+  std::int8_t slot = -1;  // index into AccessTarget::slots; -1: look the entry up each time
 };
 
 // No range check.
@@ -95,12 +101,25 @@ inline bool TargetInitialized(const AccessTarget& t) noexcept {
   return t.node.GetParent() != nullptr;
 }
 
+// Steps 1 and 2 of every member for the duration of a scope: the node's lock, then the call
+// context (popped before the lock is released).
+class CMemberScope {
+ public:
+  CMemberScope(const AccessTarget& t, std::string_view interfaceName, std::string_view memberName)
+      : lock_(t.node.Mutex()), context_(interfaceName, memberName) {}
+  CMemberScope(const CMemberScope&) = delete;
+  CMemberScope& operator=(const CMemberScope&) = delete;
+
+ private:
+  std::lock_guard<std::recursive_mutex> lock_;
+  CCallContextGuard context_;
+};
+
 // Steps 1 to 3 of every member: node lock, call context, initialized check; then `body()`.
 template <class Body>
-HRESULT RunMember(const AccessTarget& t, const char* interfaceName, const char* memberName,
-                  Body&& body) {
-  std::lock_guard<std::recursive_mutex> lock(t.node.Mutex());
-  CCallContextGuard context(interfaceName, memberName);
+HRESULT RunMember(const AccessTarget& t, std::string_view interfaceName,
+                  std::string_view memberName, Body&& body) {
+  CMemberScope scope(t, interfaceName, memberName);
   if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();
   return body();
 }
@@ -108,8 +127,8 @@ HRESULT RunMember(const AccessTarget& t, const char* interfaceName, const char* 
 // The null check of an out-argument: reports message 0x16 naming `member` and `parameter`;
 // otherwise zeroes the result.
 template <class T>
-HRESULT CheckOut(const AccessTarget& t, const char* member, T* out,
-                 const char* parameter = "val") {
+HRESULT CheckOut(const AccessTarget& t, std::string_view member, T* out,
+                 std::string_view parameter = "val") {
   if (out == nullptr) return t.driver.Reporter().ReportNullPointer(member, parameter);
   *out = T{};
   return S_OK;
@@ -167,73 +186,105 @@ attr::CCacheEntry<T>* EntryOf(const AccessTarget& t, const attr::CacheKey& key) 
   return entry;
 }
 
+// The entry of a property, through the target's memo when it has one.
+template <class T>
+attr::CCacheEntry<T>* EntryOf(const AccessTarget& t, const PropertyDesc& d) {
+  if (t.slots == nullptr || d.slot < 0) return EntryOf<T>(t, *d.key);
+  attr::CCacheEntryBase*& memo = t.slots[d.slot];
+  if (memo != nullptr && memo->TypeTag() == attr::CCacheEntry<T>::Tag())
+    return static_cast<attr::CCacheEntry<T>*>(memo);
+  attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+  if (entry != nullptr) memo = entry;
+  return entry;
+}
+
+namespace detail {
+
+// The instrument half of a getter: query, parse, remember when cached. Kept out of line so
+// that the cache-answered half inlines into each property's getter.
+template <class T>
+[[gnu::noinline]] HRESULT QueryProperty(const AccessTarget& t, const PropertyDesc& d, T* val,
+                                        bool cached) {
+  const HRESULT hr = QueryValue(t, t.channel != kNoChannel, val, d.readFormat, d.queryCommand);
+  if (Succeeded(hr) && cached) {
+    if (attr::CCacheEntry<T>* entry = EntryOf<T>(t, d)) entry->Set(*val);
+  }
+  return hr;
+}
+
+// The instrument half of a setter: format, select, send, remember, invalidate the dependent.
+template <class T>
+[[gnu::noinline]] HRESULT SendProperty(const AccessTarget& t, const PropertyDesc& d, T val,
+                                       bool cached) {
+  const HRESULT hr = SendCommand(t, t.channel != kNoChannel, d.writeFormat, val);
+  if (Failed(hr)) return hr;
+  if (cached) {
+    if (attr::CCacheEntry<T>* entry = EntryOf<T>(t, d)) entry->Set(val);
+  }
+  if (d.dependent != nullptr) {
+    if (attr::CCacheEntryBase* dep = t.node.FindCacheEntry(*d.dependent)) dep->Invalidate();
+  }
+  return hr;
+}
+
+}  // namespace detail
+
 // ---------------------------------------------------------------------------------------------
 // The property getter and setter.
 
 template <class T>
 HRESULT GetProperty(const AccessTarget& t, const PropertyDesc& d, T* val) {
   static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
-  return RunMember(t, d.interfaceName, d.getName, [&]() -> HRESULT {
-    HRESULT hr = CheckOut(t, d.getName, val);
-    if (Failed(hr)) return hr;
-    const bool cached = d.cache == CacheKind::Cached && t.driver.Cache();
-    if (cached) {
-      attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+  CMemberScope scope(t, d.interfaceName, d.getName);
+  if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();
+  HRESULT hr = CheckOut(t, d.getName, val);
+  if (Failed(hr)) return hr;
+  const bool cached = d.cache == CacheKind::Cached && t.driver.Cache();
+  if (cached) {
+    attr::CCacheEntry<T>* entry = EntryOf<T>(t, d);
+    if (entry == nullptr) return E_OUTOFMEMORY;
+    if (entry->TryGet(*val)) return S_OK;
+  }
+  if (t.driver.Simulate()) {
+    if (d.cache != CacheKind::None) {
+      attr::CCacheEntry<T>* entry = EntryOf<T>(t, d);
       if (entry == nullptr) return E_OUTOFMEMORY;
-      if (entry->TryGet(*val)) return S_OK;
+      entry->TryGet(*val);  // zero when never written
     }
-    if (t.driver.Simulate()) {
-      if (d.cache != CacheKind::None) {
-        attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
-        if (entry == nullptr) return E_OUTOFMEMORY;
-        entry->TryGet(*val);  // zero when never written
-      }
-      return S_OK;
-    }
-    hr = QueryValue(t, t.channel != kNoChannel, val, d.readFormat, d.queryCommand);
-    if (Succeeded(hr) && cached) {
-      if (attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key)) entry->Set(*val);
-    }
-    return hr;
-  });
+    return S_OK;
+  }
+  return detail::QueryProperty(t, d, val, cached);
 }
 
 template <class T, class Check = NoCheck>
 HRESULT PutProperty(const AccessTarget& t, const PropertyDesc& d, T val, Check&& check = {}) {
   static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
-  return RunMember(t, d.interfaceName, d.putName, [&]() -> HRESULT {
-    HRESULT hr = S_OK;
-    if (t.driver.RangeCheck() && Failed(hr = check(val))) return hr;
-    const bool cached = d.cache == CacheKind::Cached && t.driver.Cache();
-    if (cached) {
-      attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+  CMemberScope scope(t, d.interfaceName, d.putName);
+  if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();
+  HRESULT hr = S_OK;
+  if (t.driver.RangeCheck() && Failed(hr = check(val))) return hr;
+  const bool cached = d.cache == CacheKind::Cached && t.driver.Cache();
+  if (cached) {
+    attr::CCacheEntry<T>* entry = EntryOf<T>(t, d);
+    if (entry == nullptr) return E_OUTOFMEMORY;
+    if (entry->Matches(val)) return S_OK;
+  }
+  if (t.driver.Simulate()) {
+    if (d.cache != CacheKind::None) {
+      attr::CCacheEntry<T>* entry = EntryOf<T>(t, d);
       if (entry == nullptr) return E_OUTOFMEMORY;
-      if (entry->Matches(val)) return S_OK;
+      entry->Set(val);
     }
-    if (t.driver.Simulate()) {
-      if (d.cache != CacheKind::None) {
-        attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
-        if (entry == nullptr) return E_OUTOFMEMORY;
-        entry->Set(val);
-      }
-      return S_OK;
-    }
-    hr = SendCommand(t, t.channel != kNoChannel, d.writeFormat, val);
-    if (Failed(hr)) return hr;
-    if (cached) {
-      if (attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key)) entry->Set(val);
-    }
-    if (d.dependent != nullptr) {
-      if (attr::CCacheEntryBase* dep = t.node.FindCacheEntry(*d.dependent)) dep->Invalidate();
-    }
-    return hr;
-  });
+    return S_OK;
+  }
+  return detail::SendProperty(t, d, val, cached);
 }
 
 // Reports the invalid-value error for an enumeration argument unless `value` is one of
 // `allowed` (the setters' table checks: PONState, TriggerSource, ...).
 template <class E, std::size_t N>
-HRESULT CheckEnumIn(const AccessTarget& t, const char* method, E value, const E (&allowed)[N]) {
+HRESULT CheckEnumIn(const AccessTarget& t, std::string_view method, E value,
+                    const E (&allowed)[N]) {
   for (E a : allowed)
     if (a == value) return S_OK;
   return t.driver.Reporter().ReportInvalidValue(method, "val", static_cast<std::int32_t>(value));

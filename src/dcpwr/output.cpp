@@ -53,8 +53,8 @@ HRESULT HandOut(const CErrorReporter& reporter, const char* member, I* self, I**
 }  // namespace
 
 HRESULT VelmoraQdxOutput::get_ExternalControl(IVelmoraQdxOutputExternalControl** val) {
-  return HandOut<IVelmoraQdxOutputExternalControl>(driver_.Reporter(), "get_ExternalControl",
-                                                   this, val);
+  return HandOut<IVelmoraQdxOutputExternalControl>(driver_.Reporter(), "get_ExternalControl", this,
+                                                   val);
 }
 HRESULT VelmoraQdxOutput::get_Status(IVelmoraQdxOutputStatus** val) {
   return HandOut<IVelmoraQdxOutputStatus>(driver_.Reporter(), "get_Status", this, val);

@@ -8,6 +8,7 @@
 // Every member runs the accessor sequence (accessor.h) on this node and, for per-output
 // commands, selects this output's channel first.
 #pragma once
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -21,6 +22,32 @@ namespace veqdx::dcpwr {
 
 class CIviDCPwrOutput;
 class VelmoraQdxOutput;
+
+// Memo slots of an output's cache entries (AccessTarget::slots), one per property with an
+// entry.
+enum OutputSlot : std::int8_t {
+  kSlotEnabled,
+  kSlotVoltageLevel,
+  kSlotCurrentLimit,
+  kSlotCurrentLimitBehavior,
+  kSlotOVPLimit,
+  kSlotTriggeredVoltageLevel,
+  kSlotTriggeredCurrentLimit,
+  kSlotUVL,
+  kSlotOCPLimit,
+  kSlotPONState,
+  kSlotProtectionRecovery,
+  kSlotOperationPriority,
+  kSlotBleederEnabled,
+  kSlotExternalMonitorRange,
+  kSlotTriggerSource,
+  kSlotOutputControlEnabled,
+  kSlotOutputControlLogic,
+  kSlotAlanogControlRange,
+  kSlotCCControlEnabled,
+  kSlotCVControlEnabled,
+  kOutputSlotCount
+};
 
 // IVelmoraQdxOutputStatusOperation / ...Questionable of one output, forwarding to it.
 class COutputStatusOperation final : public IVelmoraQdxOutputStatusOperation {
@@ -55,8 +82,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
   static constexpr const char* kInterface = "IVelmoraQdxOutput";
   static constexpr const char* kExternalControlInterface = "IVelmoraQdxOutputExternalControl";
   static constexpr const char* kStatusOperationInterface = "IVelmoraQdxOutputStatusOperation";
-  static constexpr const char* kStatusQuestionableInterface =
-      "IVelmoraQdxOutputStatusQuestionable";
+  static constexpr const char* kStatusQuestionableInterface = "IVelmoraQdxOutputStatusQuestionable";
   // Levels and limits may exceed the rating by this factor.
   static constexpr double kRatingMargin = 1.05;
   // Tolerance of the level and limit range checks.
@@ -75,9 +101,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
   // The class-compliant IIviDCPwrOutput view of this output.
   CIviDCPwrOutput& IviDCPwr() noexcept { return *ivi_; }
   IVelmoraQdxOutputStatusOperation& StatusOperation() noexcept { return statusOperation_; }
-  IVelmoraQdxOutputStatusQuestionable& StatusQuestionable() noexcept {
-    return statusQuestionable_;
-  }
+  IVelmoraQdxOutputStatusQuestionable& StatusQuestionable() noexcept { return statusQuestionable_; }
 
   // ---------------- navigation (the same object seen through another interface) ----------
   HRESULT get_ExternalControl(IVelmoraQdxOutputExternalControl** val) override;
@@ -87,8 +111,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
 
   // ---------------- IVelmoraQdxOutput: methods ----------------
   // Behavior is accepted and otherwise ignored; the limit goes through put_CurrentLimit.
-  HRESULT ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior,
-                                double limit) override;
+  HRESULT ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior, double limit) override;
   // Enabled is accepted and otherwise ignored; the limit goes through put_OVPLimit.
   HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit) override;
   HRESULT Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) override;
@@ -166,7 +189,9 @@ class VelmoraQdxOutput : public attr::CRepCap,
   HRESULT CheckLevel(double value, double maximum, const char* method,
                      const char* parameter = "val") const;
 
-  AccessTarget Target() noexcept { return AccessTarget{*this, driver_, channel_}; }
+  AccessTarget Target() noexcept {
+    return AccessTarget{*this, driver_, channel_, entrySlots_.data()};
+  }
   CVelmoraQdx& Driver() noexcept { return driver_; }
 
  private:
@@ -189,6 +214,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
   double maxVoltage_ = 0;
   double maxCurrent_ = 0;
   std::unique_ptr<CIviDCPwrOutput> ivi_;
+  std::array<attr::CCacheEntryBase*, kOutputSlotCount> entrySlots_{};
   COutputStatusOperation statusOperation_{*this};
   COutputStatusQuestionable statusQuestionable_{*this};
 };

@@ -8,24 +8,35 @@ namespace keys = attr::keys;
 constexpr const char* kExt = VelmoraQdxOutput::kExternalControlInterface;
 
 constexpr PropertyDesc kOutputControlEnabled{
-    kExt, "get_OutputControlEnabled", "put_OutputControlEnabled", ":OUTP:EXT %{VARIANT_BOOL}s",
-    ":OUTP:EXT?", "%{VARIANT_BOOL}s", &keys::OutputControlEnabled, CacheKind::SimulationOnly};
+    .interfaceName = kExt, .getName = "get_OutputControlEnabled",
+    .putName = "put_OutputControlEnabled", .writeFormat = ":OUTP:EXT %{VARIANT_BOOL}s",
+    .queryCommand = ":OUTP:EXT?", .readFormat = "%{VARIANT_BOOL}s",
+    .key = &keys::OutputControlEnabled, .cache = CacheKind::SimulationOnly,
+    .slot = kSlotOutputControlEnabled};
 constexpr PropertyDesc kOutputControlLogic{
-    kExt, "get_OutputControlLogic", "put_OutputControlLogic",
-    ":OUTP:EXT:LOG %{VelmoraQdxExternalLogicEnum}s", ":OUTP:EXT:LOG?",
-    "%{VelmoraQdxExternalLogicEnum}s", &keys::OutputControlLogic, CacheKind::SimulationOnly};
+    .interfaceName = kExt, .getName = "get_OutputControlLogic", .putName = "put_OutputControlLogic",
+    .writeFormat = ":OUTP:EXT:LOG %{VelmoraQdxExternalLogicEnum}s",
+    .queryCommand = ":OUTP:EXT:LOG?", .readFormat = "%{VelmoraQdxExternalLogicEnum}s",
+    .key = &keys::OutputControlLogic, .cache = CacheKind::SimulationOnly,
+    .slot = kSlotOutputControlLogic};
 // "Alanog" is the interface's own spelling and stays so.
 constexpr PropertyDesc kAlanogControlRange{
-    kExt, "get_AlanogControlRange", "put_AlanogControlRange",
-    ":VOLT:EXT:RANG %{VelmoraQdxExternalRangeEnum}s", ":VOLT:EXT:RANG?",
-    "%{VelmoraQdxExternalRangeEnum}s", &keys::AlanogControlRange, CacheKind::SimulationOnly};
+    .interfaceName = kExt, .getName = "get_AlanogControlRange", .putName = "put_AlanogControlRange",
+    .writeFormat = ":VOLT:EXT:RANG %{VelmoraQdxExternalRangeEnum}s",
+    .queryCommand = ":VOLT:EXT:RANG?", .readFormat = "%{VelmoraQdxExternalRangeEnum}s",
+    .key = &keys::AlanogControlRange, .cache = CacheKind::SimulationOnly,
+    .slot = kSlotAlanogControlRange};
 // The Boolean keywords of these two are "VOLT" (an external voltage controls) and "NONE".
 constexpr PropertyDesc kCCControlEnabled{
-    kExt, "get_CCControlEnabled", "put_CCControlEnabled", ":CURR:EXT:SOUR %{VARIANT_BOOL}s",
-    ":CURR:EXT:SOUR?", "%{VARIANT_BOOL}s", &keys::CCControlEnabled, CacheKind::SimulationOnly};
+    .interfaceName = kExt, .getName = "get_CCControlEnabled", .putName = "put_CCControlEnabled",
+    .writeFormat = ":CURR:EXT:SOUR %{VARIANT_BOOL}s", .queryCommand = ":CURR:EXT:SOUR?",
+    .readFormat = "%{VARIANT_BOOL}s", .key = &keys::CCControlEnabled,
+    .cache = CacheKind::SimulationOnly, .slot = kSlotCCControlEnabled};
 constexpr PropertyDesc kCVControlEnabled{
-    kExt, "get_CVControlEnabled", "put_CVControlEnabled", ":VOLT:EXT:SOUR %{VARIANT_BOOL}s",
-    ":VOLT:EXT:SOUR?", "%{VARIANT_BOOL}s", &keys::CVControlEnabled, CacheKind::SimulationOnly};
+    .interfaceName = kExt, .getName = "get_CVControlEnabled", .putName = "put_CVControlEnabled",
+    .writeFormat = ":VOLT:EXT:SOUR %{VARIANT_BOOL}s", .queryCommand = ":VOLT:EXT:SOUR?",
+    .readFormat = "%{VARIANT_BOOL}s", .key = &keys::CVControlEnabled,
+    .cache = CacheKind::SimulationOnly, .slot = kSlotCVControlEnabled};
 
 constexpr VelmoraQdxExternalLogicEnum kLogics[] = {VelmoraQdxExternalLogicLow,
                                                    VelmoraQdxExternalLogicHigh};

@@ -7,29 +7,43 @@ namespace {
 namespace keys = attr::keys;
 constexpr const char* kOut = VelmoraQdxOutput::kInterface;
 
-constexpr PropertyDesc kEnabled{kOut, "get_Enabled", "put_Enabled", ":OUTP %{VARIANT_BOOL}s",
-                                ":OUTP?", "%{VARIANT_BOOL}s", &keys::Enabled,
-                                CacheKind::SimulationOnly};
+constexpr PropertyDesc kEnabled{
+    .interfaceName = kOut, .getName = "get_Enabled", .putName = "put_Enabled",
+    .writeFormat = ":OUTP %{VARIANT_BOOL}s", .queryCommand = ":OUTP?",
+    .readFormat = "%{VARIANT_BOOL}s", .key = &keys::Enabled, .cache = CacheKind::SimulationOnly,
+    .slot = kSlotEnabled};
 // The two main levels read with "%lg"; every other numeric getter uses "%@3lg".
-constexpr PropertyDesc kVoltageLevel{kOut, "get_VoltageLevel", "put_VoltageLevel",
-                                     ":VOLT %0.15lg", ":VOLT?", "%lg", &keys::VoltageLevel,
-                                     CacheKind::Cached, &keys::TriggeredVoltageLevel};
-constexpr PropertyDesc kCurrentLimit{kOut, "get_CurrentLimit", "put_CurrentLimit",
-                                     ":CURR %0.15lg", ":CURR?", "%lg", &keys::CurrentLimit,
-                                     CacheKind::Cached, &keys::TriggeredCurrentLimit};
+constexpr PropertyDesc kVoltageLevel{
+    .interfaceName = kOut, .getName = "get_VoltageLevel", .putName = "put_VoltageLevel",
+    .writeFormat = ":VOLT %0.15lg", .queryCommand = ":VOLT?", .readFormat = "%lg",
+    .key = &keys::VoltageLevel, .cache = CacheKind::Cached,
+    .dependent = &keys::TriggeredVoltageLevel, .slot = kSlotVoltageLevel};
+constexpr PropertyDesc kCurrentLimit{
+    .interfaceName = kOut, .getName = "get_CurrentLimit", .putName = "put_CurrentLimit",
+    .writeFormat = ":CURR %0.15lg", .queryCommand = ":CURR?", .readFormat = "%lg",
+    .key = &keys::CurrentLimit, .cache = CacheKind::Cached,
+    .dependent = &keys::TriggeredCurrentLimit, .slot = kSlotCurrentLimit};
 constexpr PropertyDesc kCurrentLimitBehavior{
-    kOut, "get_CurrentLimitBehavior", "put_CurrentLimitBehavior",
-    ":CURR:PROT:STAT %{VelmoraQdxCurrentLimitBehaviorEnum}s", ":CURR:PROT:STAT?",
-    "%{VelmoraQdxCurrentLimitBehaviorEnum}s", &keys::CurrentLimitBehavior,
-    CacheKind::SimulationOnly};
-constexpr PropertyDesc kOVPLimit{kOut, "get_OVPLimit", "put_OVPLimit", ":VOLT:PROT %0.15lg",
-                                 ":VOLT:PROT?", "%@3lg", &keys::OVPLimit, CacheKind::Cached};
+    .interfaceName = kOut, .getName = "get_CurrentLimitBehavior",
+    .putName = "put_CurrentLimitBehavior",
+    .writeFormat = ":CURR:PROT:STAT %{VelmoraQdxCurrentLimitBehaviorEnum}s",
+    .queryCommand = ":CURR:PROT:STAT?", .readFormat = "%{VelmoraQdxCurrentLimitBehaviorEnum}s",
+    .key = &keys::CurrentLimitBehavior, .cache = CacheKind::SimulationOnly,
+    .slot = kSlotCurrentLimitBehavior};
+constexpr PropertyDesc kOVPLimit{
+    .interfaceName = kOut, .getName = "get_OVPLimit", .putName = "put_OVPLimit",
+    .writeFormat = ":VOLT:PROT %0.15lg", .queryCommand = ":VOLT:PROT?", .readFormat = "%@3lg",
+    .key = &keys::OVPLimit, .cache = CacheKind::Cached, .slot = kSlotOVPLimit};
 constexpr PropertyDesc kTriggeredVoltageLevel{
-    kOut, "get_TriggeredVoltageLevel", "put_TriggeredVoltageLevel", ":VOLT:TRIG %0.15lg",
-    ":VOLT:TRIG?", "%@3lg", &keys::TriggeredVoltageLevel, CacheKind::Cached};
+    .interfaceName = kOut, .getName = "get_TriggeredVoltageLevel",
+    .putName = "put_TriggeredVoltageLevel", .writeFormat = ":VOLT:TRIG %0.15lg",
+    .queryCommand = ":VOLT:TRIG?", .readFormat = "%@3lg", .key = &keys::TriggeredVoltageLevel,
+    .cache = CacheKind::Cached, .slot = kSlotTriggeredVoltageLevel};
 constexpr PropertyDesc kTriggeredCurrentLimit{
-    kOut, "get_TriggeredCurrentLimit", "put_TriggeredCurrentLimit", ":CURR:TRIG %0.15lg",
-    ":CURR:TRIG?", "%@3lg", &keys::TriggeredCurrentLimit, CacheKind::Cached};
+    .interfaceName = kOut, .getName = "get_TriggeredCurrentLimit",
+    .putName = "put_TriggeredCurrentLimit", .writeFormat = ":CURR:TRIG %0.15lg",
+    .queryCommand = ":CURR:TRIG?", .readFormat = "%@3lg", .key = &keys::TriggeredCurrentLimit,
+    .cache = CacheKind::Cached, .slot = kSlotTriggeredCurrentLimit};
 
 }  // namespace
 
@@ -68,9 +82,7 @@ HRESULT VelmoraQdxOutput::put_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehavio
 HRESULT VelmoraQdxOutput::get_OVPLimit(double* val) {
   return GetProperty(Target(), kOVPLimit, val);
 }
-HRESULT VelmoraQdxOutput::put_OVPLimit(double val) {
-  return PutProperty(Target(), kOVPLimit, val);
-}
+HRESULT VelmoraQdxOutput::put_OVPLimit(double val) { return PutProperty(Target(), kOVPLimit, val); }
 
 HRESULT VelmoraQdxOutput::get_TriggeredVoltageLevel(double* val) {
   return GetProperty(Target(), kTriggeredVoltageLevel, val);

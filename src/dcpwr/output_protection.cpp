@@ -8,36 +8,49 @@ namespace {
 namespace keys = attr::keys;
 constexpr const char* kOut = VelmoraQdxOutput::kInterface;
 
-constexpr PropertyDesc kUVL{kOut, "get_UVL", "put_UVL", ":VOLT:LIM:LOW %0.15lg",
-                            ":VOLT:LIM:LOW?", "%@3lg", &keys::UVL, CacheKind::Cached};
-constexpr PropertyDesc kOCPLimit{kOut, "get_OCPLimit", "put_OCPLimit", ":CURR:PROT %0.15lg",
-                                 ":CURR:PROT?", "%@3lg", &keys::OCPLimit, CacheKind::Cached};
-constexpr PropertyDesc kPONState{kOut, "get_PONState", "put_PONState",
-                                 ":OUTP:PON %{VelmoraQdxPONStateEnum}s", ":OUTP:PON?",
-                                 "%{VelmoraQdxPONStateEnum}s", &keys::PONState,
-                                 CacheKind::SimulationOnly};
+constexpr PropertyDesc kUVL{
+    .interfaceName = kOut, .getName = "get_UVL", .putName = "put_UVL",
+    .writeFormat = ":VOLT:LIM:LOW %0.15lg", .queryCommand = ":VOLT:LIM:LOW?", .readFormat = "%@3lg",
+    .key = &keys::UVL, .cache = CacheKind::Cached, .slot = kSlotUVL};
+constexpr PropertyDesc kOCPLimit{
+    .interfaceName = kOut, .getName = "get_OCPLimit", .putName = "put_OCPLimit",
+    .writeFormat = ":CURR:PROT %0.15lg", .queryCommand = ":CURR:PROT?", .readFormat = "%@3lg",
+    .key = &keys::OCPLimit, .cache = CacheKind::Cached, .slot = kSlotOCPLimit};
+constexpr PropertyDesc kPONState{
+    .interfaceName = kOut, .getName = "get_PONState", .putName = "put_PONState",
+    .writeFormat = ":OUTP:PON %{VelmoraQdxPONStateEnum}s", .queryCommand = ":OUTP:PON?",
+    .readFormat = "%{VelmoraQdxPONStateEnum}s", .key = &keys::PONState,
+    .cache = CacheKind::SimulationOnly, .slot = kSlotPONState};
 constexpr PropertyDesc kProtectionRecovery{
-    kOut, "get_ProtectionRecovery", "put_ProtectionRecovery",
-    ":SYST:CONF:PROT:REC %{VelmoraQdxProtectionRecoveryEnum}s", ":SYST:CONF:PROT:REC?",
-    "%{VelmoraQdxProtectionRecoveryEnum}s", &keys::ProtectionRecovery,
-    CacheKind::SimulationOnly};
+    .interfaceName = kOut, .getName = "get_ProtectionRecovery", .putName = "put_ProtectionRecovery",
+    .writeFormat = ":SYST:CONF:PROT:REC %{VelmoraQdxProtectionRecoveryEnum}s",
+    .queryCommand = ":SYST:CONF:PROT:REC?", .readFormat = "%{VelmoraQdxProtectionRecoveryEnum}s",
+    .key = &keys::ProtectionRecovery, .cache = CacheKind::SimulationOnly,
+    .slot = kSlotProtectionRecovery};
 constexpr PropertyDesc kOperationPriority{
-    kOut, "get_OperationPriority", "put_OperationPriority",
-    ":SYST:CONF:STAR:PRI %{VelmoraQdxOperationModeEnum}s", ":SYST:CONF:STAR:PRI?",
-    "%{VelmoraQdxOperationModeEnum}s", &keys::OperationPriority, CacheKind::SimulationOnly};
-constexpr PropertyDesc kBleederEnabled{kOut, "get_BleederEnabled", "put_BleederEnabled",
-                                       ":SYST:CONF:BLE %{VARIANT_BOOL}s", ":SYST:CONF:BLE?",
-                                       "%{VARIANT_BOOL}s", &keys::BleederEnabled,
-                                       CacheKind::SimulationOnly};
+    .interfaceName = kOut, .getName = "get_OperationPriority", .putName = "put_OperationPriority",
+    .writeFormat = ":SYST:CONF:STAR:PRI %{VelmoraQdxOperationModeEnum}s",
+    .queryCommand = ":SYST:CONF:STAR:PRI?", .readFormat = "%{VelmoraQdxOperationModeEnum}s",
+    .key = &keys::OperationPriority, .cache = CacheKind::SimulationOnly,
+    .slot = kSlotOperationPriority};
+constexpr PropertyDesc kBleederEnabled{
+    .interfaceName = kOut, .getName = "get_BleederEnabled", .putName = "put_BleederEnabled",
+    .writeFormat = ":SYST:CONF:BLE %{VARIANT_BOOL}s", .queryCommand = ":SYST:CONF:BLE?",
+    .readFormat = "%{VARIANT_BOOL}s", .key = &keys::BleederEnabled,
+    .cache = CacheKind::SimulationOnly, .slot = kSlotBleederEnabled};
 constexpr PropertyDesc kExternalMonitorRange{
-    kOut, "get_ExternalMonitorRange", "put_ExternalMonitorRange",
-    ":SYST:CONF:MON:RANG %{VelmoraQdxExternalRangeEnum}s", ":SYST:CONF:MON:RANG?",
-    "%{VelmoraQdxExternalRangeEnum}s", &keys::ExternalMonitorRange, CacheKind::SimulationOnly};
+    .interfaceName = kOut, .getName = "get_ExternalMonitorRange",
+    .putName = "put_ExternalMonitorRange",
+    .writeFormat = ":SYST:CONF:MON:RANG %{VelmoraQdxExternalRangeEnum}s",
+    .queryCommand = ":SYST:CONF:MON:RANG?", .readFormat = "%{VelmoraQdxExternalRangeEnum}s",
+    .key = &keys::ExternalMonitorRange, .cache = CacheKind::SimulationOnly,
+    .slot = kSlotExternalMonitorRange};
 // The trigger source commands have no leading colon on this instrument.
-constexpr PropertyDesc kTriggerSource{kOut, "get_TriggerSource", "put_TriggerSource",
-                                      "TRIG:TRAN:SOUR %{VelmoraQdxTriggerSourceEnum}s",
-                                      "TRIG:TRAN:SOUR?", "%{VelmoraQdxTriggerSourceEnum}s",
-                                      &keys::TriggerSource, CacheKind::SimulationOnly};
+constexpr PropertyDesc kTriggerSource{
+    .interfaceName = kOut, .getName = "get_TriggerSource", .putName = "put_TriggerSource",
+    .writeFormat = "TRIG:TRAN:SOUR %{VelmoraQdxTriggerSourceEnum}s",
+    .queryCommand = "TRIG:TRAN:SOUR?", .readFormat = "%{VelmoraQdxTriggerSourceEnum}s",
+    .key = &keys::TriggerSource, .cache = CacheKind::SimulationOnly, .slot = kSlotTriggerSource};
 
 constexpr VelmoraQdxPONStateEnum kPONStates[] = {VelmoraQdxPONStateSafe, VelmoraQdxPONStateAuto,
                                                  VelmoraQdxPONStateForce};
@@ -52,9 +65,7 @@ HRESULT VelmoraQdxOutput::put_UVL(double val) { return PutProperty(Target(), kUV
 HRESULT VelmoraQdxOutput::get_OCPLimit(double* val) {
   return GetProperty(Target(), kOCPLimit, val);
 }
-HRESULT VelmoraQdxOutput::put_OCPLimit(double val) {
-  return PutProperty(Target(), kOCPLimit, val);
-}
+HRESULT VelmoraQdxOutput::put_OCPLimit(double val) { return PutProperty(Target(), kOCPLimit, val); }
 
 HRESULT VelmoraQdxOutput::get_PONState(VelmoraQdxPONStateEnum* val) {
   return GetProperty(Target(), kPONState, val);

@@ -37,8 +37,8 @@ HRESULT VelmoraQdxOutput::put_OperationEnableRegister(std::int16_t val) {
   return PutSummaryEnable(kStatusOperationInterface, val);
 }
 HRESULT VelmoraQdxOutput::get_OperationEventRegister(std::int16_t* val) {
-  return GetRegister(kStatusOperationInterface, "get_EventRegister",
-                     ":STAT:OPER:INST:ISUM%d:EVEN?", val);
+  return GetRegister(kStatusOperationInterface, "get_EventRegister", ":STAT:OPER:INST:ISUM%d:EVEN?",
+                     val);
 }
 
 HRESULT VelmoraQdxOutput::get_QuestionableConditionRegister(std::int16_t* val) {

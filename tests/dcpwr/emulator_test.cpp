@@ -101,11 +101,10 @@ TEST_F(OutputOnEmulator, TwoChannelsAreAddressedSeparately) {
   VARIANT_BOOL off = VARIANT_TRUE;
   ASSERT_EQ(Out("Output1").QueryState(VelmoraQdxOutputStateConstantVoltage, &off), S_OK);
   EXPECT_EQ(off, VARIANT_FALSE);  // output 1 was never switched on
-  EXPECT_EQ(Transcript(),
-            (Lines{":INST:NSEL 1", ":VOLT 10", ":INST:NSEL 2", ":VOLT 20", ":OUTP 1",
-                   ":INST:NSEL 1", ":VOLT?", ":INST:NSEL 2", ":VOLT?",
-                   "STAT:OPER:INST:ISUM2:COND?", "STAT:QUES:INST:ISUM2:COND?",
-                   "STAT:OPER:INST:ISUM1:COND?", "STAT:QUES:INST:ISUM1:COND?"}));
+  EXPECT_EQ(Transcript(), (Lines{":INST:NSEL 1", ":VOLT 10", ":INST:NSEL 2", ":VOLT 20", ":OUTP 1",
+                                 ":INST:NSEL 1", ":VOLT?", ":INST:NSEL 2", ":VOLT?",
+                                 "STAT:OPER:INST:ISUM2:COND?", "STAT:QUES:INST:ISUM2:COND?",
+                                 "STAT:OPER:INST:ISUM1:COND?", "STAT:QUES:INST:ISUM1:COND?"}));
 }
 
 }  // namespace

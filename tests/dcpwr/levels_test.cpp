@@ -24,8 +24,8 @@ TEST_F(OutputOnDevice, RatingsDriveTheRangeChecks) {
     double volts;
     bool accepted;
   };
-  const Case cases[] = {{31.5, true}, {31.5 + 1e-15, true}, {31.6, false}, {0.0, true},
-                        {-1e-15, true}, {-1e-13, false},    {1000, false}};
+  const Case cases[] = {{31.5, true},   {31.5 + 1e-15, true}, {31.6, false}, {0.0, true},
+                        {-1e-15, true}, {-1e-13, false},      {1000, false}};
   for (const Case& c : cases) {
     const HRESULT hr = out.put_VoltageLevel(c.volts);
     if (c.accepted) {
@@ -37,11 +37,13 @@ TEST_F(OutputOnDevice, RatingsDriveTheRangeChecks) {
     }
   }
   EXPECT_EQ(out.put_VoltageLevel(31.6), kInvalidValue);
-  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (31.6) for method put_VoltageLevel, parameter val.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Invalid value (31.6) for method put_VoltageLevel, parameter val.");
 
   EXPECT_EQ(out.put_CurrentLimit(78.75), S_OK);
   EXPECT_EQ(out.put_CurrentLimit(78.76), kInvalidValue);
-  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (78.76) for method put_CurrentLimit, parameter val.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Invalid value (78.76) for method put_CurrentLimit, parameter val.");
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":CURR 78.75"}));
 
   ASSERT_EQ(driver.put_RangeCheck(VARIANT_FALSE), S_OK);
@@ -67,8 +69,8 @@ TEST_F(OutputOnDevice, AlternatingOutputsSelectBeforeEachCommand) {
   ASSERT_EQ(Out("Output2").put_VoltageLevel(2), S_OK);
   ASSERT_EQ(Out("Output1").put_VoltageLevel(3), S_OK);
   ASSERT_EQ(Out("Output1").put_OVPLimit(4), S_OK);
-  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 1", ":VOLT 1", ":INST:NSEL 2", ":VOLT 2",
-                              ":INST:NSEL 1", ":VOLT 3", ":VOLT:PROT 4"}));
+  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 1", ":VOLT 1", ":INST:NSEL 2", ":VOLT 2", ":INST:NSEL 1",
+                              ":VOLT 3", ":VOLT:PROT 4"}));
   // Channel 2 is a QDX750H: 682.5 V passes there, and would not on channel 1 (84 V).
   EXPECT_EQ(Out("Output2").put_VoltageLevel(682.5), S_OK);
   EXPECT_EQ(Out("Output1").put_VoltageLevel(84.1), kInvalidValue);
@@ -155,7 +157,8 @@ TEST_F(OutputOnDevice, ConfigureMethodsGoThroughTheSetters) {
   ASSERT_EQ(out.IviDCPwr().ConfigureOVP(VARIANT_TRUE, 40), S_OK);  // unchanged: cached
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":CURR 5", ":VOLT:PROT 40", ":CURR 6"}));
   EXPECT_EQ(out.ConfigureCurrentLimit(VelmoraQdxCurrentLimitTrip, 80), kInvalidValue);
-  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (80) for method put_CurrentLimit, parameter val.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Invalid value (80) for method put_CurrentLimit, parameter val.");
 }
 
 TEST_F(OutputOnDevice, MaximumQueriesAskTheInstrument) {
@@ -183,8 +186,10 @@ TEST_F(OutputOnDevice, ClassCompliantExtras) {
     double range;
     HRESULT expected;
   };
-  const Case cases[] = {{IviDCPwrRangeCurrent, 78.75, S_OK}, {IviDCPwrRangeVoltage, 31.5, S_OK},
-                        {IviDCPwrRangeVoltage, 0, S_OK},     {IviDCPwrRangeVoltage, 31.6, kInvalidValue},
+  const Case cases[] = {{IviDCPwrRangeCurrent, 78.75, S_OK},
+                        {IviDCPwrRangeVoltage, 31.5, S_OK},
+                        {IviDCPwrRangeVoltage, 0, S_OK},
+                        {IviDCPwrRangeVoltage, 31.6, kInvalidValue},
                         {IviDCPwrRangeCurrent, -1, kInvalidValue},
                         {static_cast<IviDCPwrRangeTypeEnum>(2), 1, kInvalidValue}};
   for (const Case& c : cases) EXPECT_EQ(ivi.ConfigureRange(c.type, c.range), c.expected) << c.range;
@@ -205,7 +210,8 @@ TEST_F(OutputOnDevice, SessionChecksComeFirst) {
   OpenSingle();
   VelmoraQdxOutput& out = Out();
   EXPECT_EQ(out.get_VoltageLevel(nullptr), kNullPointer);
-  EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method get_VoltageLevel, parameter val.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Null pointer passed for method get_VoltageLevel, parameter val.");
   EXPECT_EQ(out.Measure(VelmoraQdxMeasurementVoltage, nullptr), kNullPointer);
   ASSERT_EQ(driver.Close(), S_OK);
   double v = 0;

@@ -30,10 +30,8 @@ constexpr HRESULT kIoTimeout = MakeHr(0x80044215u);
 class OutputOnDevice : public ::testing::Test {
  protected:
   OutputOnDevice() {
-    driver.SetTransportFactory(
-        [dev = device](std::string_view, const io::TransportOptions&, io::IoResult&) {
-          return dev->Connect();
-        });
+    driver.SetTransportFactory([dev = device](std::string_view, const io::TransportOptions&,
+                                              io::IoResult&) { return dev->Connect(); });
   }
 
   // A single unit of `model`; the identification traffic is cleared.

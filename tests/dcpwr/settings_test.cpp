@@ -12,8 +12,8 @@ TEST_F(OutputOnDevice, BooleanKeywordsOfEnabled) {
   ASSERT_EQ(out.put_Enabled(VARIANT_TRUE), S_OK);
   ASSERT_EQ(out.put_Enabled(1), S_OK);
   ASSERT_EQ(out.put_Enabled(VARIANT_FALSE), S_OK);
-  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":OUTP 1", ":INST:NSEL 0", ":OUTP 1",
-                              ":INST:NSEL 0", ":OUTP 0"}));
+  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":OUTP 1", ":INST:NSEL 0", ":OUTP 1", ":INST:NSEL 0",
+                              ":OUTP 0"}));
   VARIANT_BOOL on = 0;
   device->Reply("1\n");
   ASSERT_EQ(out.get_Enabled(&on), S_OK);
@@ -62,12 +62,12 @@ TEST_F(OutputOnDevice, KeywordSettingsOnTheWire) {
   ASSERT_EQ(out.put_CVControlEnabled(VARIANT_FALSE), S_OK);
   ASSERT_EQ(out.put_CCControlEnabled(VARIANT_TRUE), S_OK);
   ASSERT_EQ(out.ResetOutputProtection(), S_OK);
-  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":OUTP:PON FORC", ":SYST:CONF:PROT:REC AUTO",
-                              ":SYST:CONF:STAR:PRI CV", ":SYST:CONF:BLE 0",
-                              ":SYST:CONF:MON:RANG HIGH", ":CURR:PROT:STAT 1",
-                              "TRIG:TRAN:SOUR BUS", ":VOLT:LIM:LOW 1.25", ":OUTP:EXT 1",
-                              ":OUTP:EXT:LOG HIGH", ":VOLT:EXT:RANG LOW", ":VOLT:EXT:SOUR VOLT",
-                              ":VOLT:EXT:SOUR NONE", ":CURR:EXT:SOUR VOLT", ":OUTP:PROT:CLE"}));
+  EXPECT_EQ(Traffic(),
+            (Lines{":INST:NSEL 0", ":OUTP:PON FORC", ":SYST:CONF:PROT:REC AUTO",
+                   ":SYST:CONF:STAR:PRI CV", ":SYST:CONF:BLE 0", ":SYST:CONF:MON:RANG HIGH",
+                   ":CURR:PROT:STAT 1", "TRIG:TRAN:SOUR BUS", ":VOLT:LIM:LOW 1.25", ":OUTP:EXT 1",
+                   ":OUTP:EXT:LOG HIGH", ":VOLT:EXT:RANG LOW", ":VOLT:EXT:SOUR VOLT",
+                   ":VOLT:EXT:SOUR NONE", ":CURR:EXT:SOUR VOLT", ":OUTP:PROT:CLE"}));
   VARIANT_BOOL cv = 0;
   device->Reply("VOLT\n");
   ASSERT_EQ(out.get_CVControlEnabled(&cv), S_OK);
@@ -80,7 +80,8 @@ TEST_F(OutputOnDevice, TableChecksRejectBeforeAnyIo) {
   EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), kInvalidValue);
   EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.");
   EXPECT_EQ(out.put_TriggerSource(static_cast<VelmoraQdxTriggerSourceEnum>(1)), kInvalidValue);
-  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (1) for method put_TriggerSource, parameter val.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Invalid value (1) for method put_TriggerSource, parameter val.");
   EXPECT_EQ(out.IviDCPwr().put_TriggerSource(IviDCPwrTriggerSourceExternal), kInvalidValue);
   EXPECT_EQ(out.put_AlanogControlRange(static_cast<VelmoraQdxExternalRangeEnum>(2)), kInvalidValue);
   EXPECT_EQ(LastError(),

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "io/io_session.h"
 #include "qdx_sim.h"
 #include "serial_pty.h"
 #include "transport_test_util.h"
@@ -38,7 +39,9 @@ TEST(UsbTmcLookup, MatchesVendorProductSerialAndInterface) {
     bool found = FindUsbTmcNode(row.address, tree.sysfsRoot(), tree.devRoot(), node, error);
     SCOPED_TRACE(UsbTmcAddressText(row.address));
     ASSERT_EQ(found, row.node != nullptr) << error;
-    if (found) EXPECT_EQ(node, tree.devRoot() + "/" + row.node);
+    if (found) {
+      EXPECT_EQ(node, tree.devRoot() + "/" + row.node);
+    }
   }
   std::string node, error;
   EXPECT_FALSE(FindUsbTmcNode({0x1234, 0x5678, "X", 3}, tree.sysfsRoot(), tree.devRoot(), node, error));

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include <unistd.h>
+
 #include "qdx_sim.h"
 
 namespace qdxsim {
@@ -16,7 +18,7 @@ namespace {
 const std::string_view kValueOptions[] = {
     "--listen", "--model", "--serial", "--firmware", "--channels", "--load-ohms", "--transcript",
     "--reply-delay-ms", "--silent", "--garbage", "--garbage-text", "--close-after",
-    "--chunk-bytes", "--chunk-pause-ms"};
+    "--chunk-bytes", "--chunk-pause-ms", "--vxi11-port", "--portmap-port"};
 
 bool parseInt(const std::string& text, long min, long max, long& out) {
   if (text.empty()) return false;
@@ -110,6 +112,12 @@ Options (a value may also be given as --option=VALUE):
   --serial-pty             serve a pseudo-terminal instead of TCP; its path (e.g.
                            /dev/pts/3) is printed alone on the first line; the driver
                            reaches it as ASRL/dev/pts/3::INSTR (only --silent applies)
+  --vxi11                  also serve VXI-11 (TCPIP::host::INSTR): the core channel and
+                           a portmapper; their ports are printed on the second line as
+                           "vxi11 CORE portmap PORTMAP"; the faults apply to it too
+  --vxi11-port N           port of the VXI-11 core channel (default: a free port)
+  --portmap-port N         port of the portmapper (default 111 as root, else a free
+                           port; 0 picks a free port)
   -h, --help               show this text
 )";
 }
@@ -117,6 +125,7 @@ Options (a value may also be given as --option=VALUE):
 bool parseCommandLine(const std::vector<std::string>& args, Config& config, bool& help,
                       std::string& error) {
   help = false;
+  bool portmapGiven = false;
   std::string garbageText;
   std::vector<std::string> garbage;
   for (std::size_t i = 0; i < args.size(); ++i) {
@@ -127,6 +136,10 @@ bool parseCommandLine(const std::vector<std::string>& args, Config& config, bool
     }
     if (name == "--serial-pty") {
       config.serialPty = true;
+      continue;
+    }
+    if (name == "--vxi11") {
+      config.vxi11.enabled = true;
       continue;
     }
     if (name.rfind("--", 0) != 0) {
@@ -170,12 +183,22 @@ bool parseCommandLine(const std::vector<std::string>& args, Config& config, bool
     else if (name == "--close-after") config.faults.closeAfterMessages = number(1000000000);
     else if (name == "--chunk-bytes") config.faults.chunkBytes = static_cast<std::size_t>(number(1000000));
     else if (name == "--chunk-pause-ms") config.faults.chunkPauseMs = number(3600000);
+    else if (name == "--vxi11-port") config.vxi11.corePort = number(65535);
+    else if (name == "--portmap-port") config.vxi11.portmapPort = number(65535);
+    if (name == "--vxi11-port" || name == "--portmap-port") config.vxi11.enabled = true;
+    if (name == "--portmap-port") portmapGiven = true;
     if (!ok) {
       error = "bad value '" + value + "' for " + name;
       return false;
     }
   }
   for (auto& match : garbage) config.faults.garbageQueries.emplace_back(match, garbageText);
+  // VXI-11 clients ask the portmapper on 111; only root may bind it.
+  if (config.vxi11.enabled && !portmapGiven) config.vxi11.portmapPort = geteuid() == 0 ? 111 : 0;
+  if (config.vxi11.enabled && config.serialPty) {
+    error = "--vxi11 serves next to the TCP front end and cannot be combined with --serial-pty";
+    return false;
+  }
   return true;
 }
 

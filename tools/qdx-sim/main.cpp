@@ -2,11 +2,13 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "qdx_sim.h"
 #include "serial_pty.h"
+#include "vxi11_server.h"
 
 namespace {
 
@@ -67,16 +69,30 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "qdx-sim: %s\n", error.c_str());
     return 1;
   }
+  // --vxi11: the VXI-11 front end, in front of the TCP one.
+  std::unique_ptr<qdxsim::Vxi11Server> vxi11;
+  if (config.vxi11.enabled) {
+    vxi11 = std::make_unique<qdxsim::Vxi11Server>(emulator, config);
+    if (!vxi11->start(&error)) {
+      std::fprintf(stderr, "qdx-sim: %s\n", error.c_str());
+      return 1;
+    }
+  }
   std::printf("%d\n", emulator.port());
+  if (vxi11) std::printf("vxi11 %d portmap %d\n", vxi11->corePort(), vxi11->portmapPort());
   std::fflush(stdout);
   std::fprintf(stderr, "qdx-sim: %s listening on %s port %d\n", config.model.c_str(),
                config.listenAddress.c_str(), emulator.port());
+  if (vxi11)
+    std::fprintf(stderr, "qdx-sim: VXI-11 core channel on port %d, portmapper on port %d\n",
+                 vxi11->corePort(), vxi11->portmapPort());
 
   for (;;) {
     timespec slice{1, 0};
     int sig = sigtimedwait(&stopSignals, nullptr, &slice);
     if (sig == SIGINT || sig == SIGTERM) break;
   }
+  if (vxi11) vxi11->stop();
   emulator.stop();
   return 0;
 }

@@ -55,6 +55,15 @@ struct Faults {
 // Reply sent for a garbage query when no reply text was given.
 inline constexpr std::string_view kDefaultGarbage = "#@GARBAGE!~";
 
+// The VXI-11 front end (Vxi11Server, vxi11_server.h), in front of a running Emulator.
+struct Vxi11Config {
+  bool enabled = false;                          // qdx-sim --vxi11
+  int corePort = 0;                              // core channel; 0 picks a free port
+  int portmapPort = 0;                           // portmapper; 0 picks a free port, -1 none
+  int maxLinks = 8;                              // create_link beyond: out of resources
+  std::uint32_t maxRecvSize = 4096;              // announced; a larger device_write is refused
+};
+
 struct Config {
   std::string model = "QDX750ML";
   std::string serial = "SIM0001";
@@ -68,6 +77,7 @@ struct Config {
   std::string transcriptPath;                    // empty: no transcript file
   bool serialPty = false;                        // serve a pseudo-terminal instead of TCP
   Faults faults;
+  Vxi11Config vxi11;
 
   // Empty when the configuration is usable, else a message saying what is wrong.
   std::string validate() const;

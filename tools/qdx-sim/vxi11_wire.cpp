@@ -81,10 +81,12 @@ ReadStatus ReadRecord(int fd, int stopFd, std::vector<char>& record, std::size_t
 }
 
 bool WriteRecord(int fd, int stopFd, const std::vector<char>& body) {
-  std::vector<char> out(4 + body.size());
   std::uint32_t mark = htonl(kLastFragment | static_cast<std::uint32_t>(body.size()));
-  std::memcpy(out.data(), &mark, 4);
-  if (!body.empty()) std::memcpy(out.data() + 4, body.data(), body.size());
+  const char* markBytes = reinterpret_cast<const char*>(&mark);
+  std::vector<char> out;
+  out.reserve(sizeof mark + body.size());
+  out.insert(out.end(), markBytes, markBytes + sizeof mark);
+  out.insert(out.end(), body.begin(), body.end());
   std::size_t sent = 0;
   while (sent < out.size()) {
     ssize_t n = ::send(fd, out.data() + sent, out.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);

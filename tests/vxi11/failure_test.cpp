@@ -1,0 +1,226 @@
+// How the VXI-11 transport fails: timeouts that leave the link usable, wrong ports, a device
+// out of links, an instrument that drops the connection, a peer that never answers.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+
+#include "core/error_reporter.h"
+#include "io/formatted_io.h"
+#include "vxi11_bench.h"
+
+namespace veqdx::io::test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A loopback TCP listener that accepts (through the kernel backlog) and never answers.
+class MuteListener {
+ public:
+  MuteListener() {
+    fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof a;
+    if (::bind(fd_, reinterpret_cast<sockaddr*>(&a), len) == 0 && ::listen(fd_, 8) == 0 &&
+        ::getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len) == 0)
+      port_ = ntohs(a.sin_port);
+  }
+  ~MuteListener() { ::close(fd_); }
+  int port() const { return port_; }
+
+ private:
+  int fd_ = -1;
+  int port_ = 0;
+};
+
+// A loopback port with nothing listening on it.
+int ClosedPort() {
+  MuteListener probe;
+  return probe.port();  // closed again when `probe` goes
+}
+
+long long MsSince(Clock::time_point start) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+TEST(Vxi11Failure, SilentInstrumentTimesOutAndTheLinkStaysUsable) {
+  Vxi11Bench bench;
+  ASSERT_BENCH(bench);
+  IoResult r;
+  auto t = bench.Open(r, 300);
+  ASSERT_TRUE(t) << r.message;
+  bench.emulator->addSilentQuery("*IDN?");
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_TRUE(Send(*t, "*IDN?").ok());
+    std::string reply;
+    auto start = Clock::now();
+    r = Receive(*t, reply);
+    EXPECT_EQ(r.code, IoCode::Timeout);
+    EXPECT_TRUE(Contains(r.message, "no reply from inst0 at 127.0.0.1:")) << r.message;
+    EXPECT_TRUE(Contains(r.message, " within 300 ms")) << r.message;
+    EXPECT_TRUE(reply.empty());
+    EXPECT_GE(MsSince(start), 250);
+    EXPECT_LT(MsSince(start), 300 + Vxi11Transport::kRpcMarginMs);  // the device's answer
+    EXPECT_EQ(Query(*t, "*OPC?"), "1\n");  // the same link goes on
+  }
+}
+
+TEST(Vxi11Failure, SessionReportsTimeoutAndLinkErrorsWithTheirMessages) {
+  Vxi11Bench bench;
+  ASSERT_BENCH(bench);
+  CVelmoraQdxErrorReporter reporter;
+  CIoSession session(reporter);
+  IoOpenOptions options;
+  options.transport = bench.Options(200);
+  ASSERT_EQ(session.Open(kResource, options), S_OK);
+  bench.emulator->addSilentQuery(":VOLT?");
+  double volts = 0;
+  EXPECT_EQ(session.Formatted().QueryString(":VOLT?", "%lg", &volts), E_VELMORAQDX_IO_TIMEOUT);
+  const std::string& text = ThreadErrorRecord().description;
+  EXPECT_EQ(text.rfind("VelmoraQdx: I/O timeout error: no reply from inst0 at 127.0.0.1:", 0), 0u)
+      << text;
+  bench.emulator->clearFaults();
+  EXPECT_EQ(session.Formatted().QueryString(":VOLT?", "%lg", &volts), S_OK);
+  std::uint8_t stb = 0;
+  EXPECT_EQ(session.Unlock(), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_TRUE(Contains(ThreadErrorRecord().description, "no lock held by this link"));
+  EXPECT_EQ(session.ReadStatusByte(&stb), S_OK);
+}
+
+// Each case: DriverSetup items (PORTMAPPER/CORE/CLOSED stand for the bench's ports and a
+// closed one) and what the open failure says.
+TEST(Vxi11Failure, PortItemsSelectHowTheCoreChannelIsFound) {
+  Vxi11Bench bench;
+  ASSERT_BENCH(bench);
+  const std::string portmapper = std::to_string(bench.server->portmapPort());
+  const std::string core = std::to_string(bench.server->corePort());
+  const std::string closed = std::to_string(ClosedPort());
+  struct Case {
+    std::string portmapperPort;
+    std::string vxi11Port;
+    std::string failure;  // empty: the open works
+  };
+  const Case cases[] = {
+      {portmapper, "", ""},
+      {closed, core, ""},  // Vxi11Port asks no portmapper
+      {closed, "", "connect to 127.0.0.1:" + closed + " (portmapper) refused"},
+      {"", closed, "connect to 127.0.0.1:" + closed + " (VXI-11 core channel) refused"},
+      {core, "", "portmapper GETPORT to 127.0.0.1:" + core + " failed: RPC: Program unavailable"},
+      {"abc", "", "DriverSetup item PortmapperPort has the invalid value 'abc'"},
+      {portmapper, "0", "DriverSetup item Vxi11Port has the invalid value '0'"},
+      {"65536", "", "DriverSetup item PortmapperPort has the invalid value '65536'"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE("PortmapperPort=" + c.portmapperPort + " Vxi11Port=" + c.vxi11Port);
+    CVelmoraQdxErrorReporter reporter;
+    CIoSession session(reporter);
+    IoOpenOptions options;
+    options.transport = bench.Options();
+    options.transport.setup.erase("portmapperport");
+    if (!c.portmapperPort.empty()) options.transport.setup["portmapperport"] = c.portmapperPort;
+    if (!c.vxi11Port.empty()) options.transport.setup["vxi11port"] = c.vxi11Port;
+    ClearThreadErrorRecord();
+    HRESULT hr = session.Open(kResource, options);
+    if (c.failure.empty()) {
+      EXPECT_EQ(hr, S_OK) << ThreadErrorRecord().description;
+      EXPECT_EQ(bench.server->linkCount(), 1u);
+      continue;
+    }
+    EXPECT_EQ(hr, E_VELMORAQDX_IO_GENERAL);
+    EXPECT_EQ(ThreadErrorRecord().description,
+              "VelmoraQdx: I/O error: " + c.failure +
+                  (c.failure.rfind("DriverSetup", 0) == 0 ? ": expected a port number from 1 to 65535"
+                                                          : "") +
+                  ".\r\nResource descriptor = TCPIP::127.0.0.1::INSTR.");
+  }
+  EXPECT_EQ(bench.AwaitLinks(0), 0u);
+}
+
+TEST(Vxi11Failure, UnresolvableHostNamesTheHost) {
+  TransportOptions options;
+  options.setup["iobackend"] = "builtin";
+  IoResult r;
+  EXPECT_FALSE(OpenTransport("TCPIP::no-such-host.invalid::INSTR", options, r));
+  EXPECT_EQ(r.code, IoCode::Error);
+  EXPECT_EQ(r.message.rfind("cannot resolve host 'no-such-host.invalid'", 0), 0u) << r.message;
+}
+
+TEST(Vxi11Failure, NoFreeLinkIsAClearErrorUntilOneIsClosed) {
+  Vxi11Bench bench(3);
+  ASSERT_BENCH(bench);
+  std::vector<std::unique_ptr<ITransport>> links;
+  IoResult r;
+  for (int i = 0; i < 3; ++i) {
+    links.push_back(bench.Open(r));
+    ASSERT_TRUE(links.back()) << r.message;
+  }
+  EXPECT_FALSE(bench.Open(r));
+  EXPECT_EQ(r.code, IoCode::Error);
+  const std::string expected = "refused a link to device 'inst0': VXI-11 error 9 (out of "
+                               "resources); it has no free link, close the sessions that other "
+                               "programs hold";
+  EXPECT_TRUE(Contains(r.message, expected)) << r.message;
+  EXPECT_EQ(bench.server->linkCount(), 3u);
+
+  CVelmoraQdxErrorReporter reporter;
+  CIoSession session(reporter);
+  IoOpenOptions options;
+  options.transport = bench.Options();
+  EXPECT_EQ(session.Open(kResource, options), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_TRUE(Contains(ThreadErrorRecord().description, expected));
+
+  links[1]->Close();
+  EXPECT_EQ(session.Open(kResource, options), S_OK);
+  EXPECT_EQ(bench.server->linkCount(), 3u);
+}
+
+TEST(Vxi11Failure, InstrumentDroppingTheConnectionFailsEveryLaterCall) {
+  Vxi11Bench bench;
+  ASSERT_BENCH(bench);
+  IoResult r;
+  auto t = bench.Open(r);
+  ASSERT_TRUE(t) << r.message;
+  bench.emulator->setCloseAfter(1);
+  EXPECT_EQ(Query(*t, "*IDN?"), "Velmora,QDX750ML,SIM0001,1.00\n");  // answered, then closed
+  r = Send(*t, "*OPC?");
+  EXPECT_EQ(r.code, IoCode::Error);
+  EXPECT_TRUE(Contains(r.message, "closed by the instrument")) << r.message;
+  std::uint8_t stb = 0;
+  r = t->ReadStatusByte(stb);
+  EXPECT_EQ(r.code, IoCode::Error);
+  EXPECT_TRUE(Contains(r.message, "is closed")) << r.message;
+  auto start = Clock::now();
+  t->Close();
+  EXPECT_LT(MsSince(start), 1000);
+  EXPECT_EQ(bench.AwaitLinks(0), 0u);
+}
+
+// A core channel that accepts the connection and never answers: the open ends within its
+// timeout, as a timeout.
+TEST(Vxi11Failure, PeerThatNeverAnswersTimesOutTheOpen) {
+  MuteListener mute;
+  ASSERT_NE(mute.port(), 0);
+  for (const char* item : {"vxi11port", "portmapperport"}) {
+    SCOPED_TRACE(item);
+    TransportOptions options;
+    options.openTimeoutMs = 300;
+    options.setup["iobackend"] = "builtin";
+    options.setup[item] = std::to_string(mute.port());
+    IoResult r;
+    auto start = Clock::now();
+    EXPECT_FALSE(OpenTransport(kResource, options, r));
+    EXPECT_EQ(r.code, IoCode::Timeout) << r.message;
+    EXPECT_TRUE(Contains(r.message, "no answer to ")) << r.message;
+    EXPECT_LT(MsSince(start), 2000);
+  }
+}
+
+}  // namespace
+}  // namespace veqdx::io::test
