@@ -1,7 +1,10 @@
 #include "api/flat_common.h"
 
+#include "api/selector.h"
 #include "api/status_map.h"
+#include "api/string_out.h"
 #include "core/error_reporter.h"
+#include "dcpwr/output.h"
 
 namespace veqdx::api {
 
@@ -32,6 +35,16 @@ SessionCall::SessionCall(ViSession vi) : entry_(FindSessionOrRecord(vi)) {
   locked_ = entry_->lock().LockFor(SessionLockTimeout());
   if (!locked_) {
     status_ = Fail(VEQDX_ERROR_OPERATION_PENDING, "The session is locked by another thread.");
+    return;
+  }
+  // The session may have been closed while this call waited for its lock: the handle is
+  // stale then, exactly as if the call had come a moment later.
+  if (Sessions().Find(vi) != entry_) {
+    entry_->lock().Unlock();
+    locked_ = false;
+    entry_.reset();
+    RecordThreadError(VEQDX_ERROR_INVALID_SESSION_HANDLE, kInvalidSessionText);
+    status_ = VEQDX_ERROR_INVALID_SESSION_HANDLE;
   }
 }
 
@@ -43,10 +56,48 @@ ViStatus SessionCall::Fail(ViStatus status, std::string description) {
   return RecordFailure(entry_.get(), status, std::move(description));
 }
 
+ViStatus SessionCall::FailNull(const char* parameter) {
+  return Fail(VEQDX_ERROR_NULL_POINTER, NullParameterText(parameter));
+}
+
 ViStatus SessionCall::Finish(HRESULT hr) {
   const ViStatus status = ToViStatus(hr);
   if (status != VI_SUCCESS) Fail(status, ThreadErrorRecord().description);
   return status;
+}
+
+ViStatus ResolveOutputs(SessionCall& call, ViConstString selector, OutputList& outputs) {
+  outputs.clear();
+  CVelmoraQdx& driver = call.driver();
+  const SelectorResult parsed = ParseSelector(selector == nullptr ? "" : selector);
+  if (!parsed.ok()) return call.Fail(SelectorStatus(parsed.error), parsed.message);
+
+  if (parsed.names.empty()) {
+    const std::vector<std::string> names = driver.OutputNames();
+    if (names.size() != 1) return call.Finish(driver.Reporter().ReportChannelNameRequired());
+    auto* only = dynamic_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(names.front()));
+    if (only == nullptr) return call.Finish(driver.Reporter().ReportNotInitialized());
+    outputs.push_back(only);
+    return VI_SUCCESS;
+  }
+  outputs.reserve(parsed.names.size());
+  for (const std::string& name : parsed.names) {
+    auto* output = dynamic_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(name));
+    if (output == nullptr) return call.Finish(driver.Reporter().ReportUnknownChannelName(name));
+    outputs.push_back(output);
+  }
+  return VI_SUCCESS;
+}
+
+ViStatus CopyOut(SessionCall& call, std::string_view text, ViInt32 bufferSize, ViChar* buffer,
+                 const char* function, const char* sizeParameter, const char* bufferParameter,
+                 ViStatus callStatus) {
+  if (bufferSize < 0) {
+    return call.Finish(call.driver().Reporter().ReportInvalidValue(function, sizeParameter,
+                                                                   bufferSize));
+  }
+  if (bufferSize > 0 && buffer == nullptr) return call.FailNull(bufferParameter);
+  return CopyOutString(text, bufferSize, buffer, callStatus);
 }
 
 }  // namespace veqdx::api

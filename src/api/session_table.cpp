@@ -30,6 +30,17 @@ bool SessionLock::Unlock() {
   return true;
 }
 
+bool SessionLock::ReleaseAll() {
+  {
+    std::lock_guard guard(mutex_);
+    if (depth_ == 0 || owner_ != std::this_thread::get_id()) return false;
+    depth_ = 0;
+    owner_ = std::thread::id();
+  }
+  released_.notify_all();
+  return true;
+}
+
 bool SessionLock::HeldByCaller() const {
   std::lock_guard guard(mutex_);
   return depth_ > 0 && owner_ == std::this_thread::get_id();

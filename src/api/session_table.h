@@ -36,6 +36,9 @@ class SessionLock {
   bool LockFor(std::chrono::milliseconds timeout);
   bool Unlock();  // false when the calling thread does not hold the lock
   bool HeldByCaller() const;
+  // Releases every level the calling thread holds (the session is going away); false when it
+  // holds none.
+  bool ReleaseAll();
 
  private:
   mutable std::mutex mutex_;

@@ -30,6 +30,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <thread>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -148,8 +149,12 @@ HRESULT SendCommand(const AccessTarget& t, bool select, const char* format, cons
   io::CFormattedIo& engine = t.driver.Io().Formatted();
   HRESULT hr = engine.Sprintf(pending.Command(), format, args...);
   if (Failed(hr)) return hr;
+  {
+    auto io = t.driver.LockIo();
+    if (select && Failed(hr = SelectTargetChannel(t))) return hr;
+  }
+  std::this_thread::yield();
   auto io = t.driver.LockIo();
-  if (select && Failed(hr = SelectTargetChannel(t))) return hr;
   return engine.WriteString(pending.Command());
 }
 
@@ -186,16 +191,26 @@ attr::CCacheEntry<T>* EntryOf(const AccessTarget& t, const attr::CacheKey& key) 
   return entry;
 }
 
+namespace detail {
+// First use of a memo slot (or no memo): the map look-up.
+template <class T>
+[[gnu::noinline]] attr::CCacheEntry<T>* LookUpEntry(const AccessTarget& t, const PropertyDesc& d) {
+  attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+  if (entry != nullptr && t.slots != nullptr && d.slot >= 0) t.slots[d.slot] = entry;
+  return entry;
+}
+}  // namespace detail
+
 // The entry of a property, through the target's memo when it has one.
 template <class T>
-attr::CCacheEntry<T>* EntryOf(const AccessTarget& t, const PropertyDesc& d) {
-  if (t.slots == nullptr || d.slot < 0) return EntryOf<T>(t, *d.key);
-  attr::CCacheEntryBase*& memo = t.slots[d.slot];
-  if (memo != nullptr && memo->TypeTag() == attr::CCacheEntry<T>::Tag())
-    return static_cast<attr::CCacheEntry<T>*>(memo);
-  attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
-  if (entry != nullptr) memo = entry;
-  return entry;
+[[gnu::always_inline]] inline attr::CCacheEntry<T>* EntryOf(const AccessTarget& t,
+                                                            const PropertyDesc& d) {
+  if (t.slots != nullptr && d.slot >= 0) {
+    attr::CCacheEntryBase* memo = t.slots[d.slot];
+    if (memo != nullptr && memo->TypeTag() == attr::CCacheEntry<T>::Tag())
+      return static_cast<attr::CCacheEntry<T>*>(memo);
+  }
+  return detail::LookUpEntry<T>(t, d);
 }
 
 namespace detail {
@@ -232,8 +247,11 @@ template <class T>
 // ---------------------------------------------------------------------------------------------
 // The property getter and setter.
 
+// Both are forced inline so that, in each property's accessor, the descriptor is a known
+// constant: its name lengths and branches fold away at compile time.
 template <class T>
-HRESULT GetProperty(const AccessTarget& t, const PropertyDesc& d, T* val) {
+[[gnu::always_inline]] inline HRESULT GetProperty(const AccessTarget& t, const PropertyDesc& d,
+                                                  T* val) {
   static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
   CMemberScope scope(t, d.interfaceName, d.getName);
   if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();
@@ -257,7 +275,8 @@ HRESULT GetProperty(const AccessTarget& t, const PropertyDesc& d, T* val) {
 }
 
 template <class T, class Check = NoCheck>
-HRESULT PutProperty(const AccessTarget& t, const PropertyDesc& d, T val, Check&& check = {}) {
+[[gnu::always_inline]] inline HRESULT PutProperty(const AccessTarget& t, const PropertyDesc& d,
+                                                  T val, Check&& check = {}) {
   static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
   CMemberScope scope(t, d.interfaceName, d.putName);
   if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();

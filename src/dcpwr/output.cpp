@@ -1,6 +1,5 @@
 #include "dcpwr/output.h"
 
-#include <cmath>
 #include <cstdio>
 
 #include "dcpwr/output_ivi.h"
@@ -31,12 +30,8 @@ VelmoraQdxOutput::VelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName
 
 VelmoraQdxOutput::~VelmoraQdxOutput() = default;
 
-HRESULT VelmoraQdxOutput::CheckLevel(double value, double maximum, const char* method,
-                                     const char* parameter) const {
-  const double t = kRangeTolerance;
-  const bool aboveMinimum = std::fabs(value) < t || value > 0;
-  const bool belowMaximum = std::fabs(maximum - value) < t || value < maximum;
-  if (aboveMinimum && belowMaximum) return S_OK;
+HRESULT VelmoraQdxOutput::ReportInvalidLevel(double value, const char* method,
+                                             const char* parameter) const {
   return driver_.Reporter().ReportInvalidValue(method, parameter, value);
 }
 

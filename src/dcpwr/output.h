@@ -187,7 +187,14 @@ class VelmoraQdxOutput : public attr::CRepCap,
   // 0 <= value <= maximum, each bound with kRangeTolerance; reports the invalid-value error
   // for `method` / `parameter` with the value in "%.15g" form.
   HRESULT CheckLevel(double value, double maximum, const char* method,
-                     const char* parameter = "val") const;
+                     const char* parameter = "val") const {
+    const double t = kRangeTolerance;
+    const bool aboveMinimum = (value < 0 ? -value : value) < t || value > 0;
+    const bool belowMaximum = (maximum - value < 0 ? value - maximum : maximum - value) < t ||
+                              value < maximum;
+    if (aboveMinimum && belowMaximum) return S_OK;
+    return ReportInvalidLevel(value, method, parameter);
+  }
 
   AccessTarget Target() noexcept {
     return AccessTarget{*this, driver_, channel_, entrySlots_.data()};
@@ -197,6 +204,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
  private:
   friend class CIviDCPwrOutput;
 
+  HRESULT ReportInvalidLevel(double value, const char* method, const char* parameter) const;
   // Shared by both ConfigureOVP / ConfigureCurrentLimit flavours: the pending command is
   // formatted as the instrument form of the call, then the property setter does the work.
   HRESULT ConfigureThroughSetter(const char* interfaceName, const char* method,

@@ -64,13 +64,31 @@ std::string BadItem(const char* item, const std::string& value, const char* expe
          expected;
 }
 
-// Applies the settings to the port's termios; false with `error` set.
+// Applies the settings to the port; false with `error` set.
 bool Configure(int fd, const std::string& path, const SerialSettings& s, std::string& error) {
   termios tio{};
   if (::tcgetattr(fd, &tio) != 0) {
     error = "cannot read the line settings of " + path + ": " + std::strerror(errno);
     return false;
   }
+  ApplySerialSettings(s, tio);
+  const BaudEntry* baud = FindBaud(s.baudRate);
+  if (::tcsetattr(fd, TCSANOW, &tio) != 0) {
+    error = "cannot apply the line settings to " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  // tcsetattr succeeds when any of the changes took; check the speed really did.
+  termios check{};
+  if (::tcgetattr(fd, &check) == 0 && ::cfgetospeed(&check) != baud->code) {
+    error = path + " does not support " + std::to_string(s.baudRate) + " baud";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void ApplySerialSettings(const SerialSettings& s, termios& tio) {
   ::cfmakeraw(&tio);
   tio.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | PARODD | CMSPAR | CSTOPB | CRTSCTS);
   tio.c_cflag |= CLOCAL | CREAD;
@@ -97,26 +115,16 @@ bool Configure(int fd, const std::string& path, const SerialSettings& s, std::st
   } else if (s.flowControl == SerialSettings::FlowControl::RtsCts) {
     tio.c_cflag |= CRTSCTS;
   }
-  // Reads never block in the kernel: the stream waits with poll().
-  tio.c_cc[VMIN] = 0;
+  // One byte satisfies a read and there is no inter-byte timer: on the non-blocking
+  // descriptor an empty queue is then EAGAIN (the stream waits with poll()), and a read of
+  // 0 bytes can only mean the line hung up. (VMIN 0 would make an empty queue read as 0.)
+  tio.c_cc[VMIN] = 1;
   tio.c_cc[VTIME] = 0;
-  const BaudEntry* baud = FindBaud(s.baudRate);
-  ::cfsetispeed(&tio, baud->code);
-  ::cfsetospeed(&tio, baud->code);
-  if (::tcsetattr(fd, TCSANOW, &tio) != 0) {
-    error = "cannot apply the line settings to " + path + ": " + std::strerror(errno);
-    return false;
+  if (const BaudEntry* baud = FindBaud(s.baudRate)) {
+    ::cfsetispeed(&tio, baud->code);
+    ::cfsetospeed(&tio, baud->code);
   }
-  // tcsetattr succeeds when any of the changes took; check the speed really did.
-  termios check{};
-  if (::tcgetattr(fd, &check) == 0 && ::cfgetospeed(&check) != baud->code) {
-    error = path + " does not support " + std::to_string(s.baudRate) + " baud";
-    return false;
-  }
-  return true;
 }
-
-}  // namespace
 
 bool SerialSettings::FromOptions(const TransportOptions& options, SerialSettings& out,
                                  std::string& error) {

@@ -17,6 +17,8 @@
 // Messages are line-feed terminated (serial_stream.h); every read and write waits at most the
 // session timeout. Input that was waiting at open is thrown away.
 #pragma once
+#include <termios.h>
+
 #include <memory>
 #include <string>
 
@@ -41,6 +43,10 @@ struct SerialSettings {
   static bool FromOptions(const TransportOptions& options, SerialSettings& out,
                           std::string& error);
 };
+
+// Raw mode with `settings` on `tio` (what the transport applies at open; a pseudo-terminal
+// keeps only some of it, as it forces 8 data bits and no parity).
+void ApplySerialSettings(const SerialSettings& settings, termios& tio);
 
 // The device of a serial resource: `asrlNumber` >= 1 gives /dev/ttyS<n-1>; otherwise
 // `ttyPath` is used as it is. False with a message for ASRL0.

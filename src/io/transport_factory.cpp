@@ -102,9 +102,10 @@ std::unique_ptr<ITransport> OpenTransport(std::string_view resource,
     result = IoResult::Error(std::move(error));
     return nullptr;
   }
-  if (parsed.kind == ResourceKind::Gpib) {
-    result = IoResult::Error("GPIB resources need an installed VISA library (" + noVisa +
-                             "): " + parsed.text);
+  // Protocols with no built-in transport are VISA's alone.
+  if (parsed.kind == ResourceKind::Gpib || parsed.ProtocolName() == "HiSLIP") {
+    result = IoResult::Error(parsed.ProtocolName() + " resources need an installed VISA library (" +
+                             noVisa + "): " + parsed.text);
     return nullptr;
   }
   return OpenParsed(parsed, options, result);

@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::uint32_t kKernelMinTimeoutMs = 100;  // the usbtmc driver refuses less
+constexpr const char* kNoUsbtmcIoctls = "it does not answer the usbtmc ioctls";
 
 bool IEquals(const std::string& a, const std::string& b) {
   return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
@@ -195,9 +196,9 @@ IoResult UsbTmcTransport::KernelFailure(const char* operation, int err) const {
   return IoResult::Error(text + " failed: " + std::strerror(err));
 }
 
-IoResult UsbTmcTransport::Unsupported(const char* operation) const {
-  return {IoCode::NotSupported, std::string(operation) + " is not supported on " +
-                                    stream_.Label() + ": it does not answer the usbtmc ioctls"};
+IoResult UsbTmcTransport::Unsupported(const char* operation, const char* why) const {
+  return {IoCode::NotSupported,
+          std::string(operation) + " is not supported on " + stream_.Label() + ": " + why};
 }
 
 void UsbTmcTransport::SetTimeout(int milliseconds) {
@@ -258,19 +259,21 @@ IoResult UsbTmcTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
 
 IoResult UsbTmcTransport::Clear() {
   if (!stream_.IsOpen()) return stream_.Closed();
-  if (!kernel_) return Unsupported("device clear");
+  if (!kernel_) return Unsupported("device clear", kNoUsbtmcIoctls);
   if (::ioctl(stream_.Fd(), USBTMC_IOCTL_CLEAR) != 0) return KernelFailure("device clear", errno);
   return IoResult::Ok();
 }
 
 IoResult UsbTmcTransport::ReadStatusByte(std::uint8_t& stb) {
   if (!stream_.IsOpen()) return stream_.Closed();
-  if (!kernel_) return Unsupported("reading the status byte");
+  if (!kernel_) return Unsupported("reading the status byte", kNoUsbtmcIoctls);
   unsigned char value = 0;
   if (::ioctl(stream_.Fd(), USBTMC488_IOCTL_READ_STB, &value) != 0) {
     int err = errno;
     // A device without the USB488 subclass has no status byte request.
-    if (err == ENOTTY || err == EINVAL || err == EPIPE) return Unsupported("reading the status byte");
+    if (err == ENOTTY || err == EINVAL || err == EPIPE)
+      return Unsupported("reading the status byte",
+                         "the device does not offer the USB488 status byte request");
     return KernelFailure("reading the status byte", err);
   }
   stb = value;

@@ -102,7 +102,7 @@ class UsbTmcTransport final : public ITransport {
  private:
   UsbTmcTransport(int fd, const std::string& node, int board, int timeoutMs, bool kernel);
   IoResult KernelFailure(const char* operation, int err) const;
-  IoResult Unsupported(const char* operation) const;
+  IoResult Unsupported(const char* operation, const char* why) const;
 
   FdStream stream_;
   int board_;

@@ -186,7 +186,8 @@ RpcClient::RpcClient(CLIENT* client, int fd, std::string where)
     : client_(client), fd_(fd), where_(std::move(where)) {}
 
 RpcClient::~RpcClient() {
-  clnt_destroy(client_);
+  clnt_destroy(client_);  // leaves the descriptor open (no CLSET_FD_CLOSE): closed here
+  ::close(fd_);
 }
 
 IoResult RpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* args,

@@ -151,19 +151,6 @@ TEST(Session, LockObjectIsNotSupported) {
   EXPECT_NE(LastError().find("method UnlockObject."), std::string::npos);
 }
 
-TEST(Session, InterchangeAndCoercionQueuesAreEmpty) {
-  CVelmoraQdx d;
-  std::string text = "stale";
-  EXPECT_EQ(d.GetNextInterchangeWarning(&text), S_OK);
-  EXPECT_EQ(text, "");
-  text = "stale";
-  EXPECT_EQ(d.GetNextCoercionRecord(&text), S_OK);
-  EXPECT_EQ(text, "");
-  EXPECT_EQ(d.ClearInterchangeWarnings(), S_OK);
-  EXPECT_EQ(d.ResetInterchangeCheck(), S_OK);
-  EXPECT_EQ(d.GetNextCoercionRecord(nullptr), MakeHr(0x80047058u));
-}
-
 TEST(Session, InvalidateAllAttributesReachesEveryNode) {
   CVelmoraQdx d;
   EXPECT_EQ(d.InvalidateAllAttributes(), MakeHr(0x8004701Du));

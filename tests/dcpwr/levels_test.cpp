@@ -1,6 +1,7 @@
 // Levels and limits: range checks from the ratings, cache, channel selection, dependents.
 #include <cmath>
 #include <cstdio>
+#include <thread>
 
 #include "output_fixture.h"
 
@@ -231,6 +232,34 @@ TEST_F(OutputOnDevice, ResetForgetsTheCachedLevels) {
   ASSERT_EQ(out.get_VoltageLevel(&v), S_OK);
   EXPECT_EQ(v, 0.0);
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":VOLT?"}));
+}
+
+// Two threads driving two outputs: the selection and the command of one call are never split
+// by the other thread's traffic, with or without the cached selection.
+TEST_F(OutputOnDevice, ConcurrentOutputsKeepSelectionAndCommandTogether) {
+  OpenTwoChannels();
+  for (VARIANT_BOOL cache : {VARIANT_TRUE, VARIANT_FALSE}) {
+    ASSERT_EQ(driver.put_Cache(cache), S_OK);
+    Traffic();
+    auto drive = [this](const char* name, int channel) {
+      VelmoraQdxOutput& out = Out(name);
+      for (int i = 0; i < 200; ++i) out.put_VoltageLevel(channel * 10 + (i % 7));
+    };
+    std::thread one(drive, "Output1", 1);
+    std::thread two(drive, "Output2", 2);
+    one.join();
+    two.join();
+    int selected = -1;
+    int commands = 0;
+    for (const std::string& line : Traffic()) {
+      if (std::sscanf(line.c_str(), ":INST:NSEL %d", &selected) == 1) continue;
+      int volts = 0;
+      ASSERT_EQ(std::sscanf(line.c_str(), ":VOLT %d", &volts), 1) << line;
+      EXPECT_EQ(volts / 10, selected) << line;
+      ++commands;
+    }
+    EXPECT_GT(commands, 2);
+  }
 }
 
 }  // namespace

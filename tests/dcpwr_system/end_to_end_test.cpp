@@ -79,6 +79,9 @@ TEST_F(EndToEndTest, LevelsTriggerMeasurementStatusAndReset) {
   ASSERT_EQ(two.put_TriggeredCurrentLimit(0.5), S_OK) << LastError();
   ASSERT_EQ(global.put_Enabled(VARIANT_TRUE), S_OK) << LastError();
   EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output1"), 5);  // from the cache
+  // Commands have no reply: a query makes sure the emulator has seen them all before the
+  // transcript is cut.
+  StatusByte();
   emulator->takeTranscript();
 
   // Armed by ":INIT", fired by "*TRG": the instrument now runs the triggered levels, and the
@@ -137,10 +140,11 @@ TEST_F(EndToEndTest, GlobalLevelReachesEveryOutputWithOneCommand) {
       << LastError();
   emulator->takeTranscript();
   ASSERT_EQ(global.put_VoltageLevel(12), S_OK) << LastError();
-  EXPECT_EQ(emulator->takeTranscript(), Lines{":GLOB:VOLT 12"});
   // Nothing was cached for the outputs yet, so the reads ask the instrument.
   EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output1"), 12);
   EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output2"), 12);
+  EXPECT_EQ(emulator->takeTranscript(),
+            (Lines{":GLOB:VOLT 12", ":INST:NSEL 1", ":VOLT?", ":INST:NSEL 2", ":VOLT?"}));
 }
 
 }  // namespace

@@ -30,6 +30,7 @@ struct LevelTrigger {
   const char* name;
   HRESULT (CTrigger::*fire)();
   const char* command;
+  friend void PrintTo(const LevelTrigger& t, std::ostream* os) { *os << t.name; }
 };
 
 class LevelTriggerTest : public TriggerTest,

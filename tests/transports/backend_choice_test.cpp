@@ -51,6 +51,10 @@ TEST(BackendChoice, BuiltinNeverLoadsVisa) {
   EXPECT_EQ(Open("GPIB0::5::INSTR", "BuiltIn", result), nullptr);
   EXPECT_EQ(result.message,
             "GPIB resources need an installed VISA library (IoBackend=builtin): GPIB0::5::INSTR");
+  EXPECT_EQ(Open("TCPIP0::10.0.0.5::hislip0::INSTR", "builtin", result), nullptr);
+  EXPECT_EQ(result.message,
+            "HiSLIP resources need an installed VISA library (IoBackend=builtin): "
+            "TCPIP0::10.0.0.5::hislip0::INSTR");
   EXPECT_TRUE(visa.Calls().empty());
 }
 

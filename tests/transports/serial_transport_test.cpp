@@ -143,28 +143,78 @@ TEST_F(SerialOverPty, QueryRoundTripWithLineFeedTermination) {
   EXPECT_EQ(server_->takeTranscript(), (Lines{"*IDN?", ":VOLT 12.5;:VOLT?"}));
 }
 
-TEST_F(SerialOverPty, LineSettingsAreAppliedInRawMode) {
+TEST_F(SerialOverPty, LineSettingsReachTheTerminalInRawMode) {
   options.setup["baudrate"] = "19200";
-  options.setup["databits"] = "7";
-  options.setup["parity"] = "odd";
   options.setup["stopbits"] = "2";
-  options.setup["flowcontrol"] = "rtscts";
+  options.setup["flowcontrol"] = "xonxoff";
   auto t = Open();
   ASSERT_NE(t, nullptr) << result.message;
   int fd = ::open(server_->path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) GTEST_SKIP() << "the exclusive open also keeps root out on this kernel";
+  if (fd < 0) GTEST_SKIP() << "the exclusive open also keeps this user out";
   termios tio{};
   ASSERT_EQ(::tcgetattr(fd, &tio), 0);
   ::close(fd);
+  // What a pseudo-terminal keeps of them (it forces 8 data bits and no parity).
   EXPECT_EQ(::cfgetospeed(&tio), B19200);
-  EXPECT_EQ(tio.c_cflag & CSIZE, static_cast<tcflag_t>(CS7));
-  EXPECT_TRUE(tio.c_cflag & PARENB);
-  EXPECT_TRUE(tio.c_cflag & PARODD);
   EXPECT_TRUE(tio.c_cflag & CSTOPB);
-  EXPECT_TRUE(tio.c_cflag & CLOCAL);
+  EXPECT_TRUE(tio.c_iflag & IXON);
+  EXPECT_TRUE(tio.c_iflag & IXOFF);
   EXPECT_FALSE(tio.c_lflag & (ECHO | ICANON | ISIG));
   EXPECT_FALSE(tio.c_oflag & OPOST);
-  EXPECT_FALSE(tio.c_iflag & (ICRNL | IXON));
+  EXPECT_FALSE(tio.c_iflag & ICRNL);
+}
+
+TEST(SerialTermios, SettingsMapToTheLineFlags) {
+  const struct {
+    int dataBits;
+    SerialSettings::Parity parity;
+    SerialSettings::StopBits stop;
+    SerialSettings::FlowControl flow;
+    tcflag_t size, parityFlags;
+    bool twoStop, rtscts, xon;
+  } table[] = {
+      {8, SerialSettings::Parity::None, SerialSettings::StopBits::One,
+       SerialSettings::FlowControl::None, CS8, 0, false, false, false},
+      {7, SerialSettings::Parity::Even, SerialSettings::StopBits::Two,
+       SerialSettings::FlowControl::RtsCts, CS7, PARENB, true, true, false},
+      {6, SerialSettings::Parity::Odd, SerialSettings::StopBits::One,
+       SerialSettings::FlowControl::XonXoff, CS6, PARENB | PARODD, false, false, true},
+      {5, SerialSettings::Parity::Mark, SerialSettings::StopBits::OneAndHalf,
+       SerialSettings::FlowControl::None, CS5, PARENB | PARODD | CMSPAR, true, false, false},
+      {8, SerialSettings::Parity::Space, SerialSettings::StopBits::One,
+       SerialSettings::FlowControl::None, CS8, PARENB | CMSPAR, false, false, false},
+  };
+  for (const auto& row : table) {
+    SerialSettings s;
+    s.baudRate = 57600;
+    s.dataBits = row.dataBits;
+    s.parity = row.parity;
+    s.stopBits = row.stop;
+    s.flowControl = row.flow;
+    // Start from a cooked terminal with every flag the settings must clear.
+    termios tio{};
+    tio.c_cflag = CS8 | PARENB | PARODD | CMSPAR | CSTOPB | CRTSCTS;
+    tio.c_iflag = ICRNL | IXON | IXOFF | IXANY;
+    tio.c_lflag = ECHO | ICANON | ISIG;
+    tio.c_oflag = OPOST;
+    ApplySerialSettings(s, tio);
+    SCOPED_TRACE(row.dataBits);
+    EXPECT_EQ(tio.c_cflag & CSIZE, row.size);
+    EXPECT_EQ(tio.c_cflag & (PARENB | PARODD | CMSPAR), row.parityFlags);
+    EXPECT_EQ((tio.c_cflag & CSTOPB) != 0, row.twoStop);
+    EXPECT_EQ((tio.c_cflag & CRTSCTS) != 0, row.rtscts);
+    EXPECT_EQ((tio.c_iflag & IXON) != 0, row.xon);
+    EXPECT_EQ((tio.c_iflag & IXOFF) != 0, row.xon);
+    EXPECT_FALSE(tio.c_iflag & (ICRNL | IXANY));
+    EXPECT_TRUE(tio.c_cflag & CLOCAL);
+    EXPECT_TRUE(tio.c_cflag & CREAD);
+    EXPECT_FALSE(tio.c_lflag & (ECHO | ICANON | ISIG));
+    EXPECT_FALSE(tio.c_oflag & OPOST);
+    EXPECT_EQ(tio.c_cc[VMIN], 1);
+    EXPECT_EQ(tio.c_cc[VTIME], 0);
+    EXPECT_EQ(::cfgetospeed(&tio), B57600);
+    EXPECT_EQ(::cfgetispeed(&tio), B57600);
+  }
 }
 
 TEST_F(SerialOverPty, PortIsExclusiveUntilClosed) {

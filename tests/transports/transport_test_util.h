@@ -47,6 +47,18 @@ inline int OpenDescriptorCount() {
   return count - 3;  // ".", ".." and the directory's own descriptor
 }
 
+// The descriptor count once it is back to `expected`, or after `ms` what it is then. An
+// in-process emulator closes its side of a connection on its own thread, a moment after the
+// client did.
+inline int SettledDescriptorCount(int expected, int ms = 5000) {
+  int count = OpenDescriptorCount();
+  for (int waited = 0; count != expected && waited < ms; waited += 10) {
+    ::usleep(10 * 1000);
+    count = OpenDescriptorCount();
+  }
+  return count;
+}
+
 inline void WriteFile(const std::string& path, const std::string& text) {
   fs::create_directories(fs::path(path).parent_path());
   std::ofstream(path, std::ios::trunc) << text;

@@ -69,55 +69,33 @@ TEST(VisaMapping, ChecksKnowVisaValuesAndNameTheKindOfValue) {
   }
 }
 
-TEST(VisaMapping, TypedConversionsFailWithTheirTextAndLeaveTheOutputAlone) {
+// Width overflows of numbers are checked through the fake library (visa_transport_test);
+// here the conversions between strings and numbers that a library rarely produces.
+TEST(VisaMapping, ConversionsBetweenStringsAndNumbers) {
   const std::uint32_t attr = 0x3FFF0171u;
-  auto number = [](std::uint64_t n) { return VisaAttributeValue{false, n, {}, false}; };
   auto text = [](const char* s) { return VisaAttributeValue{true, 0, s, false}; };
   std::string error;
 
-  std::uint8_t u8 = 7;
-  EXPECT_TRUE(ConvertAttribute(attr, number(255), u8, error));
-  EXPECT_EQ(u8, 255);
-  u8 = 7;
-  EXPECT_FALSE(ConvertAttribute(attr, number(256), u8, error));
-  EXPECT_EQ(u8, 7);
-  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT8 value.");
-
   std::uint16_t u16 = 7;
-  EXPECT_FALSE(ConvertAttribute(attr, number(0x10000), u16, error));
-  EXPECT_EQ(u16, 7);
-  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT16 value.");
   EXPECT_TRUE(ConvertAttribute(attr, text("5025"), u16, error));
   EXPECT_EQ(u16, 5025);
-
   std::uint32_t u32 = 7;
-  EXPECT_FALSE(ConvertAttribute(attr, number(0x100000000ull), u32, error));
-  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT32 value.");
   EXPECT_FALSE(ConvertAttribute(attr, text("SOCKET"), u32, error));
-  EXPECT_EQ(u32, 7);
-
+  EXPECT_EQ(u32, 7u);
+  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT32 value.");
   std::uint64_t u64 = 7;
-  EXPECT_TRUE(ConvertAttribute(attr, number(std::numeric_limits<std::uint64_t>::max()), u64, error));
   EXPECT_FALSE(ConvertAttribute(attr, text("18446744073709551616"), u64, error));  // 2^64
+  EXPECT_EQ(u64, 7u);
   EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a UINT64 value.");
-
-  bool flag = true;
-  EXPECT_TRUE(ConvertAttribute(attr, number(0), flag, error));
-  EXPECT_FALSE(flag);
-  EXPECT_FALSE(ConvertAttribute(attr, number(2), flag, error));
-  EXPECT_FALSE(flag);
-  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a boolean value.");
+  bool flag = false;
   EXPECT_TRUE(ConvertAttribute(attr, text("TRUE"), flag, error));
   EXPECT_TRUE(flag);
+  EXPECT_FALSE(ConvertAttribute(attr, text("yes"), flag, error));
+  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID 1073676657 to a boolean value.");
 
-  // String attribute ids are negative as %d prints them.
   std::string s = "kept";
-  EXPECT_TRUE(ConvertAttribute(0xBFFF0001u, number(42), s, error));
+  EXPECT_TRUE(ConvertAttribute(0xBFFF0001u, VisaAttributeValue{false, 42, {}, false}, s, error));
   EXPECT_EQ(s, "42");
-  s = "kept";
-  EXPECT_FALSE(ConvertAttribute(0xBFFF0001u, VisaAttributeValue{true, 0, {}, true}, s, error));
-  EXPECT_EQ(s, "kept");
-  EXPECT_EQ(error, "GetAttribute could not convert attribute with ID -1073807359 to a string value.");
 }
 
 TEST(VisaSessionExtras, EveryOperationIsRefusedWithItsText) {

@@ -209,13 +209,13 @@ TEST(Vxi11Transport, EndGoesOnlyWithTheWriteThatAsksForIt) {
   auto t = bench.Open(r);
   ASSERT_TRUE(t) << r.message;
   std::size_t written = 0;
+  ASSERT_TRUE(t->Write("", 0, true, written).ok());  // END alone: an empty message
   ASSERT_TRUE(t->Write(":VOLT", 5, false, written).ok());
   ASSERT_TRUE(t->Write(" 3;:VOLT?", 9, true, written).ok());
-  ASSERT_TRUE(t->Write("", 0, true, written).ok());  // END alone: an empty message
   std::string reply;
-  ASSERT_TRUE(Receive(*t, reply).ok());
+  ASSERT_TRUE(Receive(*t, reply).ok());  // the instrument has taken both messages now
   EXPECT_EQ(reply, "3\n");
-  EXPECT_EQ(bench.emulator->takeTranscript(), (Transcript{":VOLT 3;:VOLT?", ""}));
+  EXPECT_EQ(bench.emulator->takeTranscript(), (Transcript{"", ":VOLT 3;:VOLT?"}));
 }
 
 TEST(Vxi11Transport, LockExcludesOtherLinksUntilReleased) {

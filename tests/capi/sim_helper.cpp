@@ -1,0 +1,49 @@
+#include "sim_helper.h"
+
+#include "qdx_sim.h"
+
+namespace capi_test {
+
+struct Sim::Impl {
+  std::unique_ptr<qdxsim::Emulator> emulator;
+  bool started = false;
+  std::string error;
+};
+
+Sim::Sim(const std::string& model, int channels) : impl_(std::make_unique<Impl>()) {
+  qdxsim::Config config;
+  config.model = model;
+  config.port = 0;
+  for (int c = 1; c <= channels; ++c) config.channels.push_back({c, model});
+  impl_->emulator = std::make_unique<qdxsim::Emulator>(config);
+  impl_->started = impl_->emulator->start(&impl_->error);
+}
+
+Sim::~Sim() { impl_->emulator->stop(); }
+
+bool Sim::started() const { return impl_->started; }
+const std::string& Sim::error() const { return impl_->error; }
+
+std::string Sim::Resource() const {
+  return "TCPIP::127.0.0.1::" + std::to_string(impl_->emulator->port()) + "::SOCKET";
+}
+
+std::vector<std::string> Sim::Transcript() { return impl_->emulator->takeTranscript(); }
+
+void Sim::Garbage(const std::string& match, const std::string& reply) {
+  impl_->emulator->addGarbageQuery(match, reply);
+}
+void Sim::Silent(const std::string& match) { impl_->emulator->addSilentQuery(match); }
+void Sim::ClearFaults() { impl_->emulator->clearFaults(); }
+void Sim::SetSelfTestResult(int result) { impl_->emulator->instrument().setSelfTestResult(result); }
+void Sim::RaiseAlarm(int channel, std::uint16_t bits) {
+  impl_->emulator->instrument().raiseAlarm(channel, bits);
+}
+void Sim::SetLoad(int channel, double ohms) {
+  impl_->emulator->instrument().setLoadOhms(channel, ohms);
+}
+std::string Sim::Handle(const std::string& message) {
+  return impl_->emulator->instrument().handle(message).value_or("");
+}
+
+}  // namespace capi_test

@@ -1,0 +1,42 @@
+// An emulated supply for the C interface tests, so that the test files themselves see nothing
+// but veqdx.h and gtest. Wraps an in-process qdx-sim on a free loopback port.
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace capi_test {
+
+class Sim {
+ public:
+  // `channels` 0: a single unit (one output, "Output0"); n > 0: a multi-channel unit with
+  // channels 1..n of `model`.
+  explicit Sim(const std::string& model = "QDX750ML", int channels = 0);
+  ~Sim();
+  Sim(const Sim&) = delete;
+  Sim& operator=(const Sim&) = delete;
+
+  bool started() const;
+  const std::string& error() const;
+  // "TCPIP::127.0.0.1::<port>::SOCKET"
+  std::string Resource() const;
+  // Every message received since the last call, without line feeds.
+  std::vector<std::string> Transcript();
+
+  // Faults and test controls of the emulated instrument.
+  void Garbage(const std::string& match, const std::string& reply);
+  void Silent(const std::string& match);
+  void ClearFaults();
+  void SetSelfTestResult(int result);
+  void RaiseAlarm(int channel, std::uint16_t questionableBits);
+  void SetLoad(int channel, double ohms);
+  // Runs one message on the instrument directly (no transcript entry); the reply or "".
+  std::string Handle(const std::string& message);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace capi_test
