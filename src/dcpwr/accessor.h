@@ -30,7 +30,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
-#include <thread>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -149,12 +148,8 @@ HRESULT SendCommand(const AccessTarget& t, bool select, const char* format, cons
   io::CFormattedIo& engine = t.driver.Io().Formatted();
   HRESULT hr = engine.Sprintf(pending.Command(), format, args...);
   if (Failed(hr)) return hr;
-  {
-    auto io = t.driver.LockIo();
-    if (select && Failed(hr = SelectTargetChannel(t))) return hr;
-  }
-  std::this_thread::yield();
   auto io = t.driver.LockIo();
+  if (select && Failed(hr = SelectTargetChannel(t))) return hr;
   return engine.WriteString(pending.Command());
 }
 
