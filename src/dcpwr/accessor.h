@@ -15,13 +15,16 @@
 // the node lock and held across the selection and the command, so another thread's command
 // for another output cannot slip in between.
 //
-// Hot paths (a cached read, an unchanged write) neither build strings nor allocate: the
-// descriptors are constants, the cache keys carry their hash, and method names are turned
-// into text only when an error is reported.
+// Hot paths (a cached read, an unchanged write) build no strings of their own: the
+// descriptors are constants, the cache keys carry their hash, a node may memoise its entries
+// (AccessTarget::slots), and method names are turned into text only when an error is
+// reported. What remains is the node lock and the call-context push (core/call_context.cpp).
 //
-//   constexpr PropertyDesc kVoltageLevel{"IVelmoraQdxOutput", "get_VoltageLevel",
-//       "put_VoltageLevel", ":VOLT %0.15lg", ":VOLT?", "%lg", &attr::keys::VoltageLevel,
-//       CacheKind::Cached, &attr::keys::TriggeredVoltageLevel};
+//   constexpr PropertyDesc kVoltageLevel{
+//       .interfaceName = "IVelmoraQdxOutput", .getName = "get_VoltageLevel",
+//       .putName = "put_VoltageLevel", .writeFormat = ":VOLT %0.15lg", .queryCommand = ":VOLT?",
+//       .readFormat = "%lg", .key = &attr::keys::VoltageLevel, .cache = CacheKind::Cached,
+//       .dependent = &attr::keys::TriggeredVoltageLevel};
 //   HRESULT get_VoltageLevel(double* val) { return GetProperty(Target(), kVoltageLevel, val); }
 //   HRESULT put_VoltageLevel(double val) {
 //     return PutProperty(Target(), kVoltageLevel, val, [&](double v) { return CheckLevel(v); });

@@ -117,7 +117,8 @@ class SigpipeGuard {
 }  // namespace
 
 int MsLeft(Clock::time_point deadline) {
-  auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+  // Rounded up: a deadline set a moment ago still has its whole time.
+  auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
   if (left.count() <= 0) return 0;
   return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
 }

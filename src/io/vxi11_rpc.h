@@ -16,7 +16,7 @@ namespace veqdx::io::vxi11 {
 
 using Clock = std::chrono::steady_clock;
 
-// Milliseconds from now to `deadline`, 0 when it has passed.
+// Milliseconds from now to `deadline` (rounded up), 0 when it has passed.
 int MsLeft(Clock::time_point deadline);
 
 // An rpcgen routine ("bool_t xdr_X(XDR*, X*)") as the generic XDR procedure libtirpc calls.

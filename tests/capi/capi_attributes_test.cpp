@@ -261,7 +261,7 @@ TEST_F(EmulatedSession, ChannelCountOfATwoChannelUnit) {
   ViReal64 level = 0;
   EXPECT_EQ(veqdx_GetAttributeViReal64(vi, "", VEQDX_ATTR_VOLTAGE_LEVEL, &level),
             VEQDX_ERROR_CHANNEL_NAME_REQUIRED);
-  EXPECT_EQ(Wire(), Lines{});
+  EXPECT_WIRE(Lines{});
 }
 
 // One output attribute written through the table and the command that must go out.
@@ -317,7 +317,7 @@ TEST_F(EmulatedSession, OutputAttributesReachTheirProperties) {
     Lines expected;
     if (first) expected.push_back(":INST:NSEL 1");
     expected.push_back(row.command);
-    EXPECT_EQ(Wire(), expected) << row.id;
+    EXPECT_EQ(Wire(expected.size()), expected) << row.id;
     first = false;
   }
 
@@ -333,7 +333,7 @@ TEST_F(EmulatedSession, OutputAttributesReachTheirProperties) {
   ASSERT_EQ(veqdx_SetAttributeViBoolean(vi, "Output1", VEQDX_ATTR_OVP_ENABLED, VI_TRUE),
             VI_SUCCESS);
   ASSERT_EQ(veqdx_SetAttributeViReal64(vi, "", VEQDX_ATTR_GLOBAL_VOLTAGE_LEVEL, 3), VI_SUCCESS);
-  EXPECT_EQ(Wire(), (Lines{":INST:NSEL 1", ":SYST:CONF:MON:RANG?", ":GLOB:VOLT 3"}));
+  EXPECT_WIRE(Lines{":INST:NSEL 1", ":SYST:CONF:MON:RANG?", ":GLOB:VOLT 3"});
 }
 
 }  // namespace

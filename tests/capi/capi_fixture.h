@@ -52,7 +52,10 @@ class EmulatedSession : public testing::Test {
  protected:
   void Open(const std::string& model = "QDX750ML", int channels = 0,
             const char* options = "") {
-    sim = std::make_unique<Sim>(model, channels);
+    Start(std::make_unique<Sim>(model, channels), options);
+  }
+  void Start(std::unique_ptr<Sim> emulator, const char* options = "") {
+    sim = std::move(emulator);
     ASSERT_TRUE(sim->started()) << sim->error();
     ASSERT_EQ(veqdx_InitWithOptions(sim->Resource().c_str(), VI_TRUE, VI_FALSE, options, &vi),
               VI_SUCCESS)
@@ -62,10 +65,18 @@ class EmulatedSession : public testing::Test {
   void TearDown() override {
     if (vi != VI_NULL) veqdx_close(vi);
   }
-  Lines Wire() { return sim->Transcript(); }
+  // The messages the emulator received since the last look, waiting for `expected` of them.
+  Lines Wire(std::size_t expected = 0) { return sim->Transcript(expected); }
 
   std::unique_ptr<Sim> sim;
   ViSession vi = VI_NULL;
 };
+
+// Expects exactly these messages on the wire since the last look (a braced list is fine).
+#define EXPECT_WIRE(...)                       \
+  do {                                         \
+    const ::capi_test::Lines expected_ = __VA_ARGS__; \
+    EXPECT_EQ(Wire(expected_.size()), expected_); \
+  } while (0)
 
 }  // namespace capi_test

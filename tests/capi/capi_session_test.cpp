@@ -275,6 +275,7 @@ TEST_F(SimulatedSession, NullOutPointersNameTheParameter) {
 
 TEST_F(SimulatedSession, OutputNamesFollowTheBufferRules) {
   for (auto* fn : {veqdx_GetOutputName, veqdx_GetChannelName}) {
+    veqdx_ClearError(vi);
     EXPECT_EQ(fn(vi, 1, 0, nullptr), 8);  // "Output0" and its NUL
     char name[16];
     EXPECT_EQ(fn(vi, 1, sizeof name, name), VI_SUCCESS);
@@ -367,7 +368,7 @@ TEST_F(EmulatedSession, InstrumentAnswersOfUtilityFunctions) {
   EXPECT_STREQ(instrRev, "1.00");
 
   ASSERT_EQ(veqdx_reset(vi), VI_SUCCESS) << LastError(vi).text;
-  EXPECT_EQ(Wire(), (Lines{"*TST?", ":SYST:ERR?", ":SYST:ERR?", "*RST;*OPC?"}));
+  EXPECT_WIRE(Lines{"*TST?", ":SYST:ERR?", ":SYST:ERR?", "*RST;*OPC?"});
 }
 
 TEST_F(EmulatedSession, UnexpectedErrorQueryReplyIsReported) {

@@ -1,5 +1,8 @@
 #include "sim_helper.h"
 
+#include <chrono>
+#include <thread>
+
 #include "qdx_sim.h"
 
 namespace capi_test {
@@ -19,6 +22,16 @@ Sim::Sim(const std::string& model, int channels) : impl_(std::make_unique<Impl>(
   impl_->started = impl_->emulator->start(&impl_->error);
 }
 
+Sim::Sim(const std::vector<std::string>& channelModels) : impl_(std::make_unique<Impl>()) {
+  qdxsim::Config config;
+  config.model = channelModels.empty() ? "QDX750ML" : channelModels.front();
+  config.port = 0;
+  int number = 1;
+  for (const std::string& model : channelModels) config.channels.push_back({number++, model});
+  impl_->emulator = std::make_unique<qdxsim::Emulator>(config);
+  impl_->started = impl_->emulator->start(&impl_->error);
+}
+
 Sim::~Sim() { impl_->emulator->stop(); }
 
 bool Sim::started() const { return impl_->started; }
@@ -28,7 +41,21 @@ std::string Sim::Resource() const {
   return "TCPIP::127.0.0.1::" + std::to_string(impl_->emulator->port()) + "::SOCKET";
 }
 
-std::vector<std::string> Sim::Transcript() { return impl_->emulator->takeTranscript(); }
+std::vector<std::string> Sim::Transcript(std::size_t atLeast) {
+  using namespace std::chrono_literals;
+  std::vector<std::string> lines = impl_->emulator->takeTranscript();
+  auto append = [&] {
+    for (std::string& line : impl_->emulator->takeTranscript()) lines.push_back(std::move(line));
+  };
+  const auto deadline = std::chrono::steady_clock::now() + 2s;
+  while (lines.size() < atLeast && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(1ms);
+    append();
+  }
+  std::this_thread::sleep_for(15ms);
+  append();
+  return lines;
+}
 
 void Sim::Garbage(const std::string& match, const std::string& reply) {
   impl_->emulator->addGarbageQuery(match, reply);

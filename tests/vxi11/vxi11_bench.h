@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "io/io_session.h"
 #include "io/transport.h"
@@ -23,7 +24,9 @@ constexpr const char* kResource = "TCPIP::127.0.0.1::INSTR";
 
 class Vxi11Bench {
  public:
-  explicit Vxi11Bench(int maxLinks = 8, std::uint32_t maxRecvSize = 4096) {
+  explicit Vxi11Bench(int maxLinks = 8, std::uint32_t maxRecvSize = 4096,
+                      std::vector<qdxsim::ChannelSpec> channels = {}) {
+    config.channels = std::move(channels);
     config.port = 0;
     config.vxi11.enabled = true;
     config.vxi11.portmapPort = 0;

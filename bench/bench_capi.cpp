@@ -1,0 +1,185 @@
+// The C interface under speed and load, against qdx-sim on loopback:
+//   BM_RawSocketMeasure      the baseline: a plain socket writes ":MEAS:VOLT?\n" and reads the
+//                            reply line, nothing else
+//   BM_DriverMeasure         veqdx_Measure through libveqdx.so, the same bytes on the wire
+//   BM_MeasureOverhead       both interleaved in one loop, so that they see the same machine
+//                            state; reports raw_us, driver_us and overhead_pct (the driver's
+//                            share of the round trip, target at most 10 %)
+//   BM_ThousandSessions      1000 simulated sessions open at once in one process; reports
+//                            bytes_per_session (resident memory growth / 1000)
+#include <benchmark/benchmark.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "qdx_sim.h"
+#include "veqdx.h"
+
+namespace {
+
+constexpr const char kMeasureQuery[] = ":MEAS:VOLT?\n";
+
+// One emulated single-unit supply for the whole program.
+qdxsim::Emulator& SharedEmulator() {
+  static std::unique_ptr<qdxsim::Emulator> emulator = [] {
+    qdxsim::Config config;
+    config.port = 0;
+    auto e = std::make_unique<qdxsim::Emulator>(config);
+    std::string why;
+    if (!e->start(&why)) throw std::runtime_error("qdx-sim: " + why);
+    return e;
+  }();
+  return *emulator;
+}
+
+std::string Resource() {
+  return "TCPIP::127.0.0.1::" + std::to_string(SharedEmulator().port()) + "::SOCKET";
+}
+
+// The baseline client: what any program needs at least to ask the same question.
+class RawClient {
+ public:
+  explicit RawClient(int port) {
+    fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    int one = 1;
+    ::setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    timeval timeout{5, 0};
+    ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    if (::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+      throw std::runtime_error("raw client: cannot connect");
+  }
+  ~RawClient() { ::close(fd_); }
+  RawClient(const RawClient&) = delete;
+  RawClient& operator=(const RawClient&) = delete;
+
+  // Writes the query, reads up to the line feed; the reply's length.
+  std::size_t Query() {
+    if (::send(fd_, kMeasureQuery, sizeof kMeasureQuery - 1, MSG_NOSIGNAL) !=
+        static_cast<ssize_t>(sizeof kMeasureQuery - 1))
+      throw std::runtime_error("raw client: send failed");
+    std::size_t length = 0;
+    for (;;) {
+      const ssize_t n = ::recv(fd_, buffer_ + length, sizeof buffer_ - length, 0);
+      if (n <= 0) throw std::runtime_error("raw client: no reply");
+      length += static_cast<std::size_t>(n);
+      if (buffer_[length - 1] == '\n' || length == sizeof buffer_) return length;
+    }
+  }
+
+ private:
+  int fd_ = -1;
+  char buffer_[256];
+};
+
+// A driver session on the shared emulator; the first measurement has selected the channel,
+// so every timed call sends exactly ":MEAS:VOLT?".
+class DriverClient {
+ public:
+  DriverClient() {
+    if (veqdx_init(Resource().c_str(), VI_TRUE, VI_FALSE, &vi_) != VI_SUCCESS)
+      throw std::runtime_error("veqdx_init failed");
+    Measure();
+  }
+  ~DriverClient() { veqdx_close(vi_); }
+  DriverClient(const DriverClient&) = delete;
+  DriverClient& operator=(const DriverClient&) = delete;
+
+  double Measure() {
+    ViReal64 volts = 0;
+    if (veqdx_Measure(vi_, "", VEQDX_VAL_MEASURE_VOLTAGE, &volts) != VI_SUCCESS)
+      throw std::runtime_error("veqdx_Measure failed");
+    return volts;
+  }
+
+ private:
+  ViSession vi_ = VI_NULL;
+};
+
+void BM_RawSocketMeasure(benchmark::State& state) {
+  RawClient raw(SharedEmulator().port());
+  for (auto _ : state) benchmark::DoNotOptimize(raw.Query());
+}
+BENCHMARK(BM_RawSocketMeasure)->Unit(benchmark::kMicrosecond);
+
+void BM_DriverMeasure(benchmark::State& state) {
+  DriverClient driver;
+  for (auto _ : state) benchmark::DoNotOptimize(driver.Measure());
+}
+BENCHMARK(BM_DriverMeasure)->Unit(benchmark::kMicrosecond);
+
+void BM_MeasureOverhead(benchmark::State& state) {
+  RawClient raw(SharedEmulator().port());
+  DriverClient driver;
+  using Clock = std::chrono::steady_clock;
+  Clock::duration rawTime{};
+  Clock::duration driverTime{};
+  for (auto _ : state) {
+    const auto t0 = Clock::now();
+    benchmark::DoNotOptimize(raw.Query());
+    const auto t1 = Clock::now();
+    benchmark::DoNotOptimize(driver.Measure());
+    const auto t2 = Clock::now();
+    rawTime += t1 - t0;
+    driverTime += t2 - t1;
+  }
+  const double n = static_cast<double>(state.iterations());
+  const double rawUs = std::chrono::duration<double, std::micro>(rawTime).count() / n;
+  const double driverUs = std::chrono::duration<double, std::micro>(driverTime).count() / n;
+  state.counters["raw_us"] = rawUs;
+  state.counters["driver_us"] = driverUs;
+  state.counters["overhead_pct"] = rawUs > 0 ? 100.0 * (driverUs - rawUs) / driverUs : 0;
+}
+BENCHMARK(BM_MeasureOverhead)->Unit(benchmark::kMicrosecond);
+
+// Resident memory of this process in bytes.
+long ResidentBytes() {
+  long pages = 0;
+  long resident = 0;
+  if (std::FILE* f = std::fopen("/proc/self/statm", "r")) {
+    if (std::fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = 0;
+    std::fclose(f);
+  }
+  return resident * ::sysconf(_SC_PAGESIZE);
+}
+
+void BM_ThousandSessions(benchmark::State& state) {
+  constexpr int kSessions = 1000;
+  double bytesPerSession = 0;
+  for (auto _ : state) {
+    std::vector<ViSession> sessions(kSessions, VI_NULL);
+    const long before = ResidentBytes();
+    for (ViSession& vi : sessions) {
+      if (veqdx_InitWithOptions("TCPIP::localhost::INSTR", VI_FALSE, VI_FALSE, "Simulate=true",
+                                &vi) != VI_SUCCESS)
+        throw std::runtime_error("veqdx_InitWithOptions failed");
+      // A session in use: one output level and one enable kept in its cache.
+      veqdx_ConfigureVoltageLevel(vi, "", 5.0);
+      veqdx_ConfigureOutputEnabled(vi, "", VI_TRUE);
+    }
+    const long after = ResidentBytes();
+    bytesPerSession = static_cast<double>(after - before) / kSessions;
+    state.PauseTiming();
+    for (ViSession vi : sessions) veqdx_close(vi);
+    state.ResumeTiming();
+  }
+  state.counters["sessions"] = kSessions;
+  state.counters["bytes_per_session"] = bytesPerSession;
+}
+BENCHMARK(BM_ThousandSessions)->Iterations(3)->Unit(benchmark::kMillisecond);
+
+}  // namespace

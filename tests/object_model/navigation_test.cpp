@@ -1,0 +1,181 @@
+// Navigation: every child property hands out an object of the tree, the same one on every
+// call and the same one a query by identifier finds; never a new object.
+#include <functional>
+#include <utility>
+
+#include "dcpwr/output.h"
+#include "dcpwr/output_ivi.h"
+#include "om_fixture.h"
+
+namespace veqdx::om_test {
+namespace {
+
+// Calls `getter` twice; both results must be `expected` (and not null).
+template <class I, class Owner>
+void ExpectSame(Owner* owner, HRESULT (Owner::*getter)(I**), I* expected, const char* what) {
+  ASSERT_NE(owner, nullptr) << what;
+  I* first = nullptr;
+  I* second = nullptr;
+  ASSERT_EQ((owner->*getter)(&first), S_OK) << what;
+  ASSERT_EQ((owner->*getter)(&second), S_OK) << what;
+  EXPECT_NE(first, nullptr) << what;
+  EXPECT_EQ(first, second) << what;
+  EXPECT_EQ(first, expected) << what;
+}
+
+// Every driver-wide interface the root offers, as plain pointers.
+std::vector<void*> RootInterfaces(IVelmoraQdx* root) {
+  return {As<IVelmoraQdx>(root),           As<IIviDriver>(root),
+          As<IIviDriverOperation>(root),   As<IIviDriverIdentity>(root),
+          As<IIviComponentIdentity>(root), As<IIviDriverUtility>(root),
+          As<IVelmoraQdxOutputs>(root),    As<IIviDCPwr>(root),
+          As<IIviDCPwrOutputs>(root),      As<IIviDCPwrTrigger>(root),
+          As<IVelmoraQdxTrigger>(root),    As<IVelmoraQdxSystem>(root),
+          As<IVelmoraQdxStatus>(root),     As<IVelmoraQdxStatusOperation>(root),
+          As<IVelmoraQdxStatusQuestionable>(root), As<IVelmoraQdxStatusStandardEvent>(root),
+          As<IVelmoraQdxStatusStatusByte>(root),   As<IVelmoraQdxGlobal>(root),
+          As<IVelmoraQdxStatusOperationInstrument>(root),
+          As<IVelmoraQdxStatusQuestionableInstrument>(root)};
+}
+
+TEST_F(ObjectModel, ChildPropertiesOfTheRootGiveTheObjectsAQueryFinds) {
+  IVelmoraQdx* root = driver.get();
+  ExpectSame<IVelmoraQdxOutputs>(root, &IVelmoraQdx::get_Outputs, As<IVelmoraQdxOutputs>(root),
+                                 "Outputs");
+  ExpectSame<IVelmoraQdxTrigger>(root, &IVelmoraQdx::get_Trigger, As<IVelmoraQdxTrigger>(root),
+                                 "Trigger");
+  ExpectSame<IVelmoraQdxSystem>(root, &IVelmoraQdx::get_System, As<IVelmoraQdxSystem>(root),
+                                "System");
+  ExpectSame<IVelmoraQdxStatus>(root, &IVelmoraQdx::get_Status, As<IVelmoraQdxStatus>(root),
+                                "Status");
+  ExpectSame<IVelmoraQdxGlobal>(root, &IVelmoraQdx::get_Global, As<IVelmoraQdxGlobal>(root),
+                                "Global");
+  IIviDriver* ivi = root;
+  ExpectSame<IIviDriverOperation>(ivi, &IIviDriver::get_DriverOperation,
+                                  As<IIviDriverOperation>(root), "DriverOperation");
+  ExpectSame<IIviDriverIdentity>(ivi, &IIviDriver::get_Identity, As<IIviDriverIdentity>(root),
+                                 "Identity");
+  ExpectSame<IIviDriverUtility>(ivi, &IIviDriver::get_Utility, As<IIviDriverUtility>(root),
+                                "Utility");
+  IIviDCPwr* dcpwr = As<IIviDCPwr>(root);
+  ExpectSame<IIviDCPwrOutputs>(dcpwr, &IIviDCPwr::get_Outputs, As<IIviDCPwrOutputs>(root),
+                               "IIviDCPwr.Outputs");
+  ExpectSame<IIviDCPwrTrigger>(dcpwr, &IIviDCPwr::get_Trigger, As<IIviDCPwrTrigger>(root),
+                               "IIviDCPwr.Trigger");
+
+  IVelmoraQdxStatus* status = As<IVelmoraQdxStatus>(root);
+  ExpectSame<IVelmoraQdxStatusOperation>(status, &IVelmoraQdxStatus::get_Operation,
+                                         As<IVelmoraQdxStatusOperation>(root), "Operation");
+  ExpectSame<IVelmoraQdxStatusQuestionable>(status, &IVelmoraQdxStatus::get_Questionable,
+                                            As<IVelmoraQdxStatusQuestionable>(root),
+                                            "Questionable");
+  ExpectSame<IVelmoraQdxStatusStandardEvent>(status, &IVelmoraQdxStatus::get_StandardEvent,
+                                             As<IVelmoraQdxStatusStandardEvent>(root),
+                                             "StandardEvent");
+  ExpectSame<IVelmoraQdxStatusStatusByte>(status, &IVelmoraQdxStatus::get_StatusByte,
+                                          As<IVelmoraQdxStatusStatusByte>(root), "StatusByte");
+  ExpectSame<IVelmoraQdxStatusOperationInstrument>(
+      As<IVelmoraQdxStatusOperation>(root), &IVelmoraQdxStatusOperation::get_Instrument,
+      As<IVelmoraQdxStatusOperationInstrument>(root), "Operation.Instrument");
+  ExpectSame<IVelmoraQdxStatusQuestionableInstrument>(
+      As<IVelmoraQdxStatusQuestionable>(root), &IVelmoraQdxStatusQuestionable::get_Instrument,
+      As<IVelmoraQdxStatusQuestionableInstrument>(root), "Questionable.Instrument");
+
+  // The inherent interfaces are the root object itself.
+  EXPECT_EQ(As<IIviDriver>(root), static_cast<IIviDriver*>(root));
+  EXPECT_EQ(As<IIviComponentIdentity>(root),
+            static_cast<IIviComponentIdentity*>(As<IIviDriverIdentity>(root)));
+}
+
+TEST_F(ObjectModel, DriverWideObjectsStayTheSameAndKeepWorkingAcrossSessions) {
+  const std::vector<void*> before = RootInterfaces(driver.get());
+  for (void* p : before) EXPECT_NE(p, nullptr);
+  IVelmoraQdxStatusStandardEvent* standardEvent = nullptr;
+  ASSERT_EQ(As<IVelmoraQdxStatus>(driver.get())->get_StandardEvent(&standardEvent), S_OK);
+  IIviDCPwrTrigger* trigger = nullptr;
+  ASSERT_EQ(As<IIviDCPwr>(driver.get())->get_Trigger(&trigger), S_OK);
+
+  OpenSimulated();
+  ASSERT_EQ(driver->Close(), S_OK);
+  OpenSimulated();
+  EXPECT_EQ(RootInterfaces(driver.get()), before);
+
+  // Pointers taken before the first session work on the second.
+  ASSERT_EQ(standardEvent->put_EnableRegister(0x24), S_OK) << LastError();
+  std::uint8_t value = 0;
+  ASSERT_EQ(As<IVelmoraQdxStatusStandardEvent>(driver.get())->get_EnableRegister(&value), S_OK);
+  EXPECT_EQ(value, 0x24);
+  EXPECT_EQ(trigger->Initiate(), S_OK) << LastError();
+}
+
+TEST_F(ObjectModel, OutputChildPropertiesGiveTheOutputItself) {
+  OpenSimulated();
+  IVelmoraQdxOutput* output = Item("Output0");
+  ExpectSame<IVelmoraQdxOutputExternalControl>(output, &IVelmoraQdxOutput::get_ExternalControl,
+                                               As<IVelmoraQdxOutputExternalControl>(output),
+                                               "ExternalControl");
+  ExpectSame<IVelmoraQdxOutputStatus>(output, &IVelmoraQdxOutput::get_Status,
+                                      As<IVelmoraQdxOutputStatus>(output), "Status");
+  IVelmoraQdxOutputStatus* status = As<IVelmoraQdxOutputStatus>(output);
+  ExpectSame<IVelmoraQdxOutputStatusOperation>(status, &IVelmoraQdxOutputStatus::get_Operation,
+                                               As<IVelmoraQdxOutputStatusOperation>(output),
+                                               "Status.Operation");
+  ExpectSame<IVelmoraQdxOutputStatusQuestionable>(
+      status, &IVelmoraQdxOutputStatus::get_Questionable,
+      As<IVelmoraQdxOutputStatusQuestionable>(output), "Status.Questionable");
+
+  // The same output object behind both collections and every interface.
+  auto* node = dynamic_cast<dcpwr::VelmoraQdxOutput*>(output);
+  ASSERT_NE(node, nullptr);
+  EXPECT_EQ(static_cast<void*>(As<IVelmoraQdxOutputExternalControl>(output)),
+            static_cast<void*>(static_cast<IVelmoraQdxOutputExternalControl*>(node)));
+  IIviDCPwrOutput* classView = nullptr;
+  ASSERT_EQ(As<IIviDCPwrOutputs>(driver.get())->get_Item("Output0", &classView), S_OK);
+  EXPECT_EQ(classView, As<IIviDCPwrOutput>(output));
+  EXPECT_EQ(classView, static_cast<IIviDCPwrOutput*>(&node->IviDCPwr()));
+  EXPECT_EQ(Item("Output0"), output);
+  EXPECT_EQ(Shared("Output0").get(), output);
+}
+
+TEST_F(ObjectModel, QueriesMatchIdentifiersWithoutCaseAndRefuseForeignInterfaces) {
+  OpenSimulated();
+  IVelmoraQdxOutput* output = Item("Output0");
+  EXPECT_EQ(QueryInterface(driver.get(), "{4eecea53-693a-49da-99d8-75f4390a14dc}"),
+            static_cast<void*>(driver.get()));
+  EXPECT_EQ(QueryInterface(output, "{bdab1522-0db4-4428-a8bd-279cc22e48c8}"),
+            static_cast<void*>(output));
+  EXPECT_EQ(QueryInterface(driver.get(), IVelmoraQdxOutput::kIid), nullptr);
+  EXPECT_EQ(QueryInterface(output, IVelmoraQdx::kIid), nullptr);
+  EXPECT_EQ(QueryInterface(driver.get(), "{4EECEA53-693A-49DA-99D8-75F4390A14D}"), nullptr);
+  EXPECT_EQ(QueryInterface(driver.get(), ""), nullptr);
+  EXPECT_EQ(As<IVelmoraQdxTrigger>(static_cast<IVelmoraQdx*>(nullptr)), nullptr);
+}
+
+TEST_F(ObjectModel, NavigationWithoutAnOutArgumentReportsTheNullPointer) {
+  const std::vector<std::pair<const char*, std::function<HRESULT()>>> calls = {
+      {"get_Outputs", [&] { return driver->get_Outputs(static_cast<IVelmoraQdxOutputs**>(nullptr)); }},
+      {"get_Trigger", [&] { return driver->get_Trigger(static_cast<IVelmoraQdxTrigger**>(nullptr)); }},
+      {"get_Utility", [&] { return driver->get_Utility(nullptr); }},
+      {"get_Instrument",
+       [&] { return As<IVelmoraQdxStatusOperation>(driver.get())->get_Instrument(nullptr); }},
+  };
+  for (const auto& [member, call] : calls) {
+    EXPECT_EQ(call(), E_IVI_NULL_POINTER) << member;
+    EXPECT_EQ(LastError(), std::string("VelmoraQdx: Null pointer passed for method ") + member +
+                               ", parameter val.");
+  }
+}
+
+TEST(ObjectModelCreation, LookupNamesCreateTheDriverClassOnly) {
+  for (const char* name : {"VelmoraQdx.VelmoraQdx", "velmoraqdx.velmoraqdx.1",
+                           "{55fa49fe-ae20-4ccc-bfbe-fedaafdf1aa4}", kVelmoraQdxClsid}) {
+    std::shared_ptr<IIviDriver> made = CreateDriver(name);
+    ASSERT_NE(made, nullptr) << name;
+    EXPECT_NE(As<IVelmoraQdx>(made), nullptr) << name;
+  }
+  for (const char* name : {"VelmoraQdx.Output", kVelmoraQdxOutputClsid, "VelmoraQdx", ""})
+    EXPECT_EQ(CreateDriver(name), nullptr) << name;
+}
+
+}  // namespace
+}  // namespace veqdx::om_test

@@ -1,0 +1,94 @@
+// A driver object made through the public C++ entry (veqdx/veqdx.hpp), simulated or on a
+// scripted device, for the object-model tests.
+#pragma once
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "api/object_model/root.h"
+#include "core/error_reporter.h"
+#include "io/scripted_transport.h"
+#include "veqdx/veqdx.hpp"
+
+namespace veqdx::om_test {
+
+using Lines = std::vector<std::string>;
+
+inline std::string LastError() { return GetErrorInfo().description; }
+
+class ObjectModel : public ::testing::Test {
+ protected:
+  ObjectModel() {
+    Root().SetTransportFactory([dev = device](std::string_view, const io::TransportOptions&,
+                                              io::IoResult&) { return dev->Connect(); });
+  }
+
+  api::VelmoraQdx& Root() { return *dynamic_cast<api::VelmoraQdx*>(driver.get()); }
+
+  void OpenSimulated() {
+    ASSERT_EQ(driver->Initialize("TCPIP::sim::INSTR", kVariantFalse, kVariantFalse,
+                                 "Simulate=true"),
+              S_OK)
+        << LastError();
+  }
+  // A single QDX750L on the scripted device.
+  void OpenSingle() {
+    device->OnQuery("*IDN?", "Velmora,QDX750L,SN1,1.0\n");
+    device->OnQuery("*OPT?", "0\n");
+    Open();
+  }
+  // A multi-channel unit with channels 1 and 2.
+  void OpenTwoChannels() {
+    device->OnQuery("*IDN?", "Velmora,QDX1500H,SN7,3.0\n");
+    device->OnQuery("*OPT?", "VMCB\n");
+    device->OnQuery(":INST:CAT?", "1;2\n");
+    device->OnQuery(":INST:NSEL 1;INFO?", "80,28,750,QDX750ML\n");
+    device->OnQuery(":INST:NSEL 2;INFO?", "650,3.5,750,QDX750H\n");
+    Open();
+  }
+
+  IVelmoraQdxOutputs* Outputs() {
+    IVelmoraQdxOutputs* outputs = nullptr;
+    EXPECT_EQ(driver->get_Outputs(&outputs), S_OK);
+    return outputs;
+  }
+  IVelmoraQdxOutput* Item(const char* name) {
+    IVelmoraQdxOutput* output = nullptr;
+    EXPECT_EQ(Outputs()->get_Item(name, &output), S_OK) << LastError();
+    return output;
+  }
+  std::shared_ptr<IVelmoraQdxOutput> Shared(const char* name) {
+    std::shared_ptr<IVelmoraQdxOutput> output;
+    EXPECT_EQ(GetOutput(driver.get(), name, &output), S_OK) << LastError();
+    return output;
+  }
+  // What was written since the last call.
+  Lines Traffic() {
+    Lines written = device->Written();
+    device->ClearWritten();
+    return written;
+  }
+
+  std::shared_ptr<io::ScriptedDevice> device = std::make_shared<io::ScriptedDevice>();
+  std::shared_ptr<IVelmoraQdx> driver = CreateVelmoraQdx();
+
+ private:
+  void Open() {
+    ASSERT_EQ(driver->Initialize("TCPIP::10.1.2.3::INSTR", kVariantTrue, kVariantFalse, ""), S_OK)
+        << LastError();
+    device->ClearWritten();
+  }
+};
+
+// The typed value of a cache entry of `node`, or false when it is absent, of another type or
+// invalid.
+template <class T>
+bool CachedValue(const attr::CNode& node, std::string_view key, T& value) {
+  const attr::CCacheEntryBase* entry = node.FindCacheEntry(key);
+  if (entry == nullptr || entry->TypeTag() != attr::CCacheEntry<T>::Tag()) return false;
+  return static_cast<const attr::CCacheEntry<T>*>(entry)->TryGet(value);
+}
+
+}  // namespace veqdx::om_test

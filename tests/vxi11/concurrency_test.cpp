@@ -1,0 +1,82 @@
+// Several links used at once from several threads: every reply reaches the link that asked,
+// and the device lock hands over between threads.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "vxi11_bench.h"
+
+namespace veqdx::io::test {
+namespace {
+
+// Each channel of this unit answers ":INST:NSEL k;INFO?" with its own rating, whatever the
+// other threads select meanwhile (one message is executed whole).
+TEST(Vxi11Concurrency, LinksOnSeveralThreadsEachGetTheirOwnReplies) {
+  Vxi11Bench bench(8, 4096, {{1, "QDX750L"}, {2, "QDX750MH"}, {3, "QDX1500H"}, {4, "QDX750H"}});
+  ASSERT_BENCH(bench);
+  const std::vector<std::string> info = {"30,75,750,QDX750L\n", "230,10,750,QDX750MH\n",
+                                         "650,7,1500,QDX1500H\n", "650,3.5,750,QDX750H\n"};
+  std::atomic<int> mismatches{0};
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int channel = 1; channel <= 4; ++channel) {
+    threads.emplace_back([&, channel] {
+      IoResult r;
+      auto t = bench.Open(r);
+      if (!t) {
+        ++failures;
+        return;
+      }
+      const std::string query = ":INST:NSEL " + std::to_string(channel) + ";INFO?";
+      for (int i = 0; i < 50; ++i) {
+        std::string reply = Query(*t, query);
+        if (reply != info[channel - 1]) ++mismatches;
+        std::uint8_t stb = 0;
+        if (i % 10 == 0 && !t->ReadStatusByte(stb).ok()) ++failures;
+      }
+    });
+  }
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(mismatches, 0);
+  EXPECT_EQ(bench.AwaitLinks(0), 0u);
+}
+
+// Threads that take turns under the device lock never overlap inside it.
+TEST(Vxi11Concurrency, DeviceLockSerialisesThreads) {
+  Vxi11Bench bench;
+  ASSERT_BENCH(bench);
+  std::atomic<int> inside{0};
+  std::atomic<int> overlaps{0};
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int k = 0; k < 3; ++k) {
+    threads.emplace_back([&] {
+      IoResult r;
+      auto t = bench.Open(r);
+      if (!t) {
+        ++failures;
+        return;
+      }
+      for (int i = 0; i < 10; ++i) {
+        if (!t->Lock(5000).ok()) {
+          ++failures;
+          continue;
+        }
+        if (inside.fetch_add(1) != 0) ++overlaps;
+        if (Query(*t, "*OPC?") != "1\n") ++failures;
+        inside.fetch_sub(1);
+        if (!t->Unlock().ok()) ++failures;
+      }
+    });
+  }
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(overlaps, 0);
+}
+
+}  // namespace
+}  // namespace veqdx::io::test
