@@ -54,15 +54,6 @@ TEST_F(DirectIoTest, WriteIsOneMessageWithEndAndNoStatusCheck) {
   EXPECT_EQ(device->PendingOutput(), 0u);
 }
 
-TEST_F(DirectIoTest, ReadReturnsOneResponseAsReceived) {
-  OpenSingle();
-  ASSERT_EQ(system.SystemWrite("*IDN?"), S_OK) << LastError();
-  std::string reply;
-  EXPECT_EQ(system.SystemRead(256, reply), S_OK) << LastError();
-  EXPECT_EQ(reply, "Velmora,QDX750H,SN0042,2.1.0\n");
-  EXPECT_EQ(device->Written(), Lines{"*IDN?"});
-}
-
 TEST_F(DirectIoTest, SharesTheConnectionWithTheDriver) {
   OpenSingle();
   device->OnQuery("*ESE?", "16\n").OnQuery("*ESR?", "4\n");

@@ -194,7 +194,8 @@ TEST_F(StatusTest, SimulatedRegistersAnswerWithoutIo) {
     EXPECT_EQ(c.get(status, value), S_OK) << LastError();
     EXPECT_EQ(value, 0);
   }
-  // Each enable register keeps what was written, independently of the others.
+  // Each enable register keeps what was written ("*ESE": 0, then 32), independently of the
+  // others.
   for (const WriteCase& c : WriteCases()) {
     SCOPED_TRACE(c.command);
     EXPECT_EQ(c.put(status, c.value), S_OK) << LastError();
@@ -209,19 +210,6 @@ TEST_F(StatusTest, SimulatedRegistersAnswerWithoutIo) {
   EXPECT_EQ(status.Preset(), S_OK);
   EXPECT_FALSE(device->Connected());
   EXPECT_TRUE(device->Writes().empty());
-}
-
-TEST_F(StatusTest, SimulatedStandardEventEnableReadsWhatWasWritten) {
-  OpenSimulated();
-  IVelmoraQdxStatusStandardEvent* esr = Esr(status);
-  std::uint8_t value = 7;
-  EXPECT_EQ(esr->get_EnableRegister(&value), S_OK);
-  EXPECT_EQ(value, 0);
-  EXPECT_EQ(esr->put_EnableRegister(32), S_OK);
-  EXPECT_EQ(esr->get_EnableRegister(&value), S_OK);
-  EXPECT_EQ(value, 32);
-  EXPECT_EQ(esr->get_EventRegister(&value), S_OK);
-  EXPECT_EQ(value, 0);
 }
 
 TEST_F(StatusTest, ClearAndPresetAreSentAsTheyAre) {
