@@ -6,7 +6,11 @@ namespace veqdx {
 namespace {
 
 std::vector<CallContext>& Stack() {
-  thread_local std::vector<CallContext> stack;
+  thread_local std::vector<CallContext> stack = [] {
+    std::vector<CallContext> s;
+    s.reserve(16);  // nesting is shallow; no reallocation on the hot path
+    return s;
+  }();
   return stack;
 }
 
@@ -18,7 +22,7 @@ const CallContext& Empty() {
 }  // namespace
 
 CCallContextGuard::CCallContextGuard(std::string_view interfaceName, std::string_view memberName) {
-  Stack().push_back(CallContext{std::string(interfaceName), std::string(memberName)});
+  Stack().push_back(CallContext{interfaceName, memberName});
 }
 
 CCallContextGuard::~CCallContextGuard() { Stack().pop_back(); }
@@ -28,8 +32,8 @@ const CallContext& CurrentCallContext() {
   return stack.empty() ? Empty() : stack.back();
 }
 
-std::string CurrentInterfaceName() { return CurrentCallContext().interfaceName; }
-std::string CurrentMemberName() { return CurrentCallContext().memberName; }
+std::string CurrentInterfaceName() { return std::string(CurrentCallContext().interfaceName); }
+std::string CurrentMemberName() { return std::string(CurrentCallContext().memberName); }
 
 std::string CurrentContextKey() {
   const CallContext& ctx = CurrentCallContext();

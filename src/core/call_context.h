@@ -11,12 +11,16 @@
 
 namespace veqdx {
 
+// The names are views: every operation passes names that outlive its guard (literals or
+// strings of the operation's own frame), so pushing a context never allocates. The cache hot
+// paths (a cached getter, an unchanged setter) pay for the push on every call.
 struct CallContext {
-  std::string interfaceName;  // "IVelmoraQdxOutput"
-  std::string memberName;     // "put_VoltageLevel", "Measure"
+  std::string_view interfaceName;  // "IVelmoraQdxOutput"
+  std::string_view memberName;     // "put_VoltageLevel", "Measure"
 };
 
-// Pushes a context on construction and pops it on destruction.
+// Pushes a context on construction and pops it on destruction. The two names must stay
+// alive until the guard is destroyed.
 class CCallContextGuard {
  public:
   CCallContextGuard(std::string_view interfaceName, std::string_view memberName);
