@@ -22,6 +22,7 @@ static void ShowError(ViSession vi, const char* what, ViStatus status) {
   ViChar message[256];
   veqdx_GetError(vi, &code, (ViInt32)sizeof description, description);
   veqdx_error_message(vi, status, message);
+  fflush(stdout); /* keep the report in order with what was printed before */
   fprintf(stderr, "%s failed: status 0x%08lX (%s)\n  %s\n", what,
           (unsigned long)(ViUInt32)status, message, description);
 }

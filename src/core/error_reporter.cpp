@@ -124,6 +124,10 @@ HRESULT CErrorReporter::ReportError(std::uint32_t number, std::string_view extra
                   "table.\nResource ID = %u\nLanguage ID = %d\nReason = '%s'",
                   static_cast<unsigned>(number), 1033, "The message was not found.");
     rec.description = buf;
+    if (!extra.empty()) {
+      rec.description += "\r\n";
+      rec.description.append(extra);
+    }
     rec.source = source_;
     rec.helpFile = kHelpFile;
     return E_UNEXPECTED;

@@ -72,10 +72,9 @@ HRESULT CVelmoraQdx::SelectChannel(std::int32_t channel) {
 }
 
 void CVelmoraQdx::OnInstrumentReset() {
-  // A reset may move the instrument's channel selection; forget ours so that the next
-  // per-output command selects its channel again.
-  auto io = LockIo();
-  selectedChannel_ = -1;
+  // The remembered channel selection is kept across a reset: the selection is only forgotten
+  // at discovery, so the wire after a reset is exactly what the cache rule predicts. With Cache
+  // off every per-output command selects its channel anyway.
 }
 
 HRESULT CVelmoraQdx::FormatEnum(std::string_view name, std::int32_t value, std::string& keyword) {

@@ -103,6 +103,16 @@ TEST(Session, IdQueryRefusesAnUnknownModel) {
             "VelmoraQdx: Instrument ID query failed.\r\nUnrecognized model: XYZ123.");
 }
 
+TEST(Session, ResetThatGetsNoAnswerFailsTheInit) {
+  Sim sim;
+  ASSERT_TRUE(sim.started()) << sim.error();
+  sim.Silent("*RST");
+  ViSession vi = 5;
+  EXPECT_EQ(veqdx_init(sim.Resource().c_str(), VI_TRUE, VI_TRUE, &vi), VEQDX_ERROR_RESET_FAILED);
+  EXPECT_EQ(vi, static_cast<ViSession>(VI_NULL));
+  EXPECT_EQ(LastError(VI_NULL).text, "VelmoraQdx: Instrument reset failed.");
+}
+
 // Every entry of the message map, whatever handle is passed.
 struct MessageCase {
   ViUInt32 status;

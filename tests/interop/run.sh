@@ -122,4 +122,13 @@ mapfile -t received < <(sed -E 's/^[^ ]+ c[0-9]+ //' "$work/transcript")
 [ "${received[*]}" = "${expected[*]}" ] ||
   fail "transcript: got [${received[*]}], expected [${expected[*]}]"
 echo "transcript: ok"
+
+# A clean shutdown (under a sanitizer this is where leaks are reported).
+kill -TERM "$sim_pid"
+for _ in $(seq 100); do kill -0 "$sim_pid" 2>/dev/null || break; sleep 0.1; done
+kill -0 "$sim_pid" 2>/dev/null && fail "qdx-sim did not stop within 10 s of SIGTERM"
+status=0
+wait "$sim_pid" || status=$?
+sim_pid=
+[ "$status" = 0 ] || fail "qdx-sim exited with status $status: $(cat "$work/err")"
 echo "PASS"

@@ -1,6 +1,7 @@
 // The output collection, through both of its interfaces: Count, one-based Name, and Item with
 // every error of a name.
 #include <climits>
+#include <ostream>
 
 #include "om_fixture.h"
 
@@ -22,6 +23,8 @@ struct Flavour {
   HRESULT (*item)(IVelmoraQdx*, const char*, void**);
   void* (*view)(IVelmoraQdxOutput*);
 };
+
+void PrintTo(const Flavour& flavour, std::ostream* os) { *os << flavour.interfaceName; }
 
 const Flavour kFlavours[] = {
     {"IVelmoraQdxOutputs",

@@ -74,6 +74,13 @@ int ConnectTo(const std::string& host, int port) {
   return result;
 }
 
+// `reply` with its error field set.
+template <class Reply>
+Reply WithError(Reply reply, long error) {
+  reply.error = error;
+  return reply;
+}
+
 enum class Ready { Yes, Stopped, TimedOut };
 
 Ready WaitFor(int fd, short events, int stopFd, Clock::time_point deadline) {
@@ -225,10 +232,10 @@ void Device::DropConnection(int connection) {
 Device_WriteResp Device::Write(int connection, const Device_WriteParms& p, bool& close) {
   Device_WriteResp r{};
   auto link = Find(connection, p.lid);
-  if (!link) return r.error = VXI11_ERR_INVALID_LINK, r;
+  if (!link) return WithError(r, VXI11_ERR_INVALID_LINK);
   if ((r.error = AwaitAccess(p.lid, p.flags, p.lock_timeout)) != VXI11_ERR_NONE) return r;
   std::size_t size = p.data.data_len;
-  if (size > settings_.maxRecvSize) return r.error = VXI11_ERR_PARAMETER, r;
+  if (size > settings_.maxRecvSize) return WithError(r, VXI11_ERR_PARAMETER);
   // The front end closed the path after its last message: the instrument drops the link.
   pollfd probe{link->path, POLLRDHUP, 0};
   if (link->pathClosed || (poll(&probe, 1, 0) > 0 && (probe.revents & (POLLRDHUP | POLLHUP)))) {
@@ -267,7 +274,7 @@ Device_ReadResp Device::Read(int connection, const Device_ReadParms& p, std::str
   Device_ReadResp r{};
   data.clear();
   auto link = Find(connection, p.lid);
-  if (!link) return r.error = VXI11_ERR_INVALID_LINK, r;
+  if (!link) return WithError(r, VXI11_ERR_INVALID_LINK);
   if ((r.error = AwaitAccess(p.lid, p.flags, p.lock_timeout)) != VXI11_ERR_NONE) return r;
   {
     std::lock_guard lock(mutex_);
@@ -303,8 +310,8 @@ Device_ReadResp Device::Read(int connection, const Device_ReadParms& p, std::str
       return deliver(link->pending.size(), VXI11_REASON_END);
     }
     Ready w = WaitFor(link->path, POLLIN, settings_.stopFd, deadline);
-    if (w == Ready::TimedOut) return r.error = VXI11_ERR_IO_TIMEOUT, r;
-    if (w == Ready::Stopped) return r.error = VXI11_ERR_ABORT, r;
+    if (w == Ready::TimedOut) return WithError(r, VXI11_ERR_IO_TIMEOUT);
+    if (w == Ready::Stopped) return WithError(r, VXI11_ERR_ABORT);
     char block[kReceiveBlock];
     ssize_t n = recv(link->path, block, sizeof block, 0);
     if (n > 0) {
@@ -317,7 +324,7 @@ Device_ReadResp Device::Read(int connection, const Device_ReadParms& p, std::str
 
 Device_ReadStbResp Device::ReadStatusByte(int connection, const Device_GenericParms& p) {
   Device_ReadStbResp r{};
-  if (!Find(connection, p.lid)) return r.error = VXI11_ERR_INVALID_LINK, r;
+  if (!Find(connection, p.lid)) return WithError(r, VXI11_ERR_INVALID_LINK);
   if ((r.error = AwaitAccess(p.lid, p.flags, p.lock_timeout)) != VXI11_ERR_NONE) return r;
   r.stb = instrument_.statusByte();
   return r;
