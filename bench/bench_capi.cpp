@@ -3,8 +3,9 @@
 //                            reply line, nothing else
 //   BM_DriverMeasure         veqdx_Measure through libveqdx.so, the same bytes on the wire
 //   BM_MeasureOverhead       both in alternating blocks of one loop, so that they see the same
-//                            machine state; reports raw_us, driver_us and overhead_pct (the
-//                            driver's share of its round trip, target at most 10 %)
+//                            machine state; reports the median per-call raw_us and driver_us
+//                            and overhead_pct (the driver's share of its round trip, target at
+//                            most 10 %)
 //   BM_ThousandSessions      1000 simulated sessions open at once in one process; reports
 //                            bytes_per_session (resident memory growth / 1000)
 #include <benchmark/benchmark.h>
@@ -15,6 +16,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -125,28 +127,35 @@ void BM_DriverMeasure(benchmark::State& state) {
 }
 BENCHMARK(BM_DriverMeasure)->Unit(benchmark::kMicrosecond);
 
+// Median of per-block means: the machine may be busy with other work for a while, and a
+// median keeps such stretches from deciding the comparison.
+double Median(std::vector<double> values) {
+  if (values.empty()) return 0;
+  std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+  return values[values.size() / 2];
+}
+
 void BM_MeasureOverhead(benchmark::State& state) {
   RawClient raw(SharedEmulator(0).port());
   DriverClient driver(1);
   using Clock = std::chrono::steady_clock;
+  using Micros = std::chrono::duration<double, std::micro>;
   // Blocks of calls, alternating between the two clients: each side runs warm within its
-  // block (switching connection on every call would wake a cold emulator thread each time and
-  // measure that instead), and alternating blocks share whatever the machine does meanwhile.
-  constexpr int kBlock = 32;
-  Clock::duration rawTime{};
-  Clock::duration driverTime{};
+  // block, and neighbouring blocks share whatever else the machine does meanwhile.
+  constexpr int kBlock = 16;
+  std::vector<double> rawBlocks;
+  std::vector<double> driverBlocks;
   for (auto _ : state) {
     const auto t0 = Clock::now();
     for (int i = 0; i < kBlock; ++i) benchmark::DoNotOptimize(raw.Query());
     const auto t1 = Clock::now();
     for (int i = 0; i < kBlock; ++i) benchmark::DoNotOptimize(driver.Measure());
     const auto t2 = Clock::now();
-    rawTime += t1 - t0;
-    driverTime += t2 - t1;
+    rawBlocks.push_back(Micros(t1 - t0).count() / kBlock);
+    driverBlocks.push_back(Micros(t2 - t1).count() / kBlock);
   }
-  const double calls = static_cast<double>(state.iterations()) * kBlock;
-  const double rawUs = std::chrono::duration<double, std::micro>(rawTime).count() / calls;
-  const double driverUs = std::chrono::duration<double, std::micro>(driverTime).count() / calls;
+  const double rawUs = Median(std::move(rawBlocks));
+  const double driverUs = Median(std::move(driverBlocks));
   state.counters["raw_us"] = rawUs;
   state.counters["driver_us"] = driverUs;
   // The driver's own share of its round trip.

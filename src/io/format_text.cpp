@@ -8,14 +8,14 @@ namespace veqdx::io {
 namespace {
 
 // Sign, then `zeros` zeros, then `body`, padded to the width as printf pads.
-void Emit(std::string& out, const NumberSpec& spec, std::string_view sign, std::size_t zeros,
+void Emit(std::string& out, const NumberSpec& field, std::string_view sign, std::size_t zeros,
           std::string_view body, bool zeroPadAllowed) {
   const std::size_t used = sign.size() + zeros + body.size();
-  const std::size_t width = spec.width > 0 ? static_cast<std::size_t>(spec.width) : 0;
+  const std::size_t width = field.width > 0 ? static_cast<std::size_t>(field.width) : 0;
   const std::size_t pad = width > used ? width - used : 0;
-  if (spec.left) {
+  if (field.left) {
     out.append(sign).append(zeros, '0').append(body).append(pad, ' ');
-  } else if (spec.zero && zeroPadAllowed) {
+  } else if (field.zero && zeroPadAllowed) {
     out.append(sign).append(zeros + pad, '0').append(body);
   } else {
     out.append(pad, ' ').append(sign).append(zeros, '0').append(body);
@@ -43,17 +43,17 @@ int BaseOf(char conv) {
 }
 
 template <class Real>
-void AppendRealImpl(std::string& out, const NumberSpec& spec, char conv, Real value) {
+void AppendRealImpl(std::string& out, const NumberSpec& field, char conv, Real value) {
   const bool negative = std::signbit(value);
-  const char* sign = negative ? "-" : spec.plus ? "+" : spec.space ? " " : "";
+  const char* sign = negative ? "-" : field.plus ? "+" : field.space ? " " : "";
   const Real magnitude = std::fabs(value);
   const bool upper = conv == 'E' || conv == 'G';
   if (!std::isfinite(magnitude)) {
     const char* text = std::isnan(magnitude) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
-    Emit(out, spec, sign, 0, text, false);
+    Emit(out, field, sign, 0, text, false);
     return;
   }
-  const int precision = spec.precision < 0 ? 6 : spec.precision;
+  const int precision = field.precision < 0 ? 6 : field.precision;
   std::chars_format fmt = std::chars_format::general;
   if (conv == 'f') fmt = std::chars_format::fixed;
   else if (conv == 'e' || conv == 'E') fmt = std::chars_format::scientific;
@@ -74,50 +74,50 @@ void AppendRealImpl(std::string& out, const NumberSpec& spec, char conv, Real va
       if (buf[i] == 'e') buf[i] = 'E';
     }
   }
-  Emit(out, spec, sign, 0, std::string_view(buf, n), true);
+  Emit(out, field, sign, 0, std::string_view(buf, n), true);
 }
 
 }  // namespace
 
-void AppendInteger(std::string& out, const NumberSpec& spec, char conv, std::uint64_t magnitude,
+void AppendInteger(std::string& out, const NumberSpec& field, char conv, std::uint64_t magnitude,
                    bool negative) {
   char buf[72];
   std::size_t n = 0;
-  if (!(spec.precision == 0 && magnitude == 0)) {
+  if (!(field.precision == 0 && magnitude == 0)) {
     n = Digits(buf, sizeof buf, magnitude, BaseOf(conv), conv == 'X');
   }
   const std::size_t zeros =
-      spec.precision > 0 && static_cast<std::size_t>(spec.precision) > n
-          ? static_cast<std::size_t>(spec.precision) - n
+      field.precision > 0 && static_cast<std::size_t>(field.precision) > n
+          ? static_cast<std::size_t>(field.precision) - n
           : 0;
   const bool isSigned = conv == 'd' || conv == 'i';
-  const char* sign = negative ? "-" : !isSigned ? "" : spec.plus ? "+" : spec.space ? " " : "";
-  Emit(out, spec, sign, zeros, std::string_view(buf, n), spec.precision < 0);
+  const char* sign = negative ? "-" : !isSigned ? "" : field.plus ? "+" : field.space ? " " : "";
+  Emit(out, field, sign, zeros, std::string_view(buf, n), field.precision < 0);
 }
 
-void AppendPrefixed(std::string& out, const NumberSpec& spec, std::string_view prefix,
+void AppendPrefixed(std::string& out, const NumberSpec& field, std::string_view prefix,
                     char conv, std::uint64_t bits) {
   char buf[72];
   std::size_t n = 0;
-  if (!(spec.precision == 0 && bits == 0)) {
+  if (!(field.precision == 0 && bits == 0)) {
     n = Digits(buf, sizeof buf, bits, BaseOf(conv), conv == 'X');
   }
   const std::size_t zeros =
-      spec.precision > 0 && static_cast<std::size_t>(spec.precision) > n
-          ? static_cast<std::size_t>(spec.precision) - n
+      field.precision > 0 && static_cast<std::size_t>(field.precision) > n
+          ? static_cast<std::size_t>(field.precision) - n
           : 0;
-  Emit(out, spec, prefix, zeros, std::string_view(buf, n), spec.precision < 0);
+  Emit(out, field, prefix, zeros, std::string_view(buf, n), field.precision < 0);
 }
 
-void AppendReal(std::string& out, const NumberSpec& spec, char conv, double value) {
-  AppendRealImpl(out, spec, conv, value);
+void AppendReal(std::string& out, const NumberSpec& field, char conv, double value) {
+  AppendRealImpl(out, field, conv, value);
 }
-void AppendReal(std::string& out, const NumberSpec& spec, char conv, long double value) {
-  AppendRealImpl(out, spec, conv, value);
+void AppendReal(std::string& out, const NumberSpec& field, char conv, long double value) {
+  AppendRealImpl(out, field, conv, value);
 }
 
-void AppendPadded(std::string& out, const NumberSpec& spec, std::string_view text) {
-  NumberSpec blanks = spec;
+void AppendPadded(std::string& out, const NumberSpec& field, std::string_view text) {
+  NumberSpec blanks = field;
   blanks.zero = false;
   Emit(out, blanks, {}, 0, text, false);
 }

@@ -18,20 +18,20 @@ struct NumberSpec {
 };
 
 // d/i: `magnitude` with a minus sign when `negative`; o u x X: `magnitude` as it is.
-void AppendInteger(std::string& out, const NumberSpec& spec, char conv, std::uint64_t magnitude,
+void AppendInteger(std::string& out, const NumberSpec& field, char conv, std::uint64_t magnitude,
                    bool negative);
 // `bits` in base 16 ('X'), 8 ('o') or 2 ('b') after `prefix` ("#H", "#Q", "#B"). The prefix
 // counts toward the width: it takes the place of padding, so a padded field keeps its width
 // (left-justified: prefix digits blanks; blank-padded: blanks prefix digits; zero-padded:
 // prefix zeros digits). With less padding than the prefix the field grows instead of
 // losing digits.
-void AppendPrefixed(std::string& out, const NumberSpec& spec, std::string_view prefix,
+void AppendPrefixed(std::string& out, const NumberSpec& field, std::string_view prefix,
                     char conv, std::uint64_t bits);
 // f e E g G of a double / long double.
-void AppendReal(std::string& out, const NumberSpec& spec, char conv, double value);
-void AppendReal(std::string& out, const NumberSpec& spec, char conv, long double value);
+void AppendReal(std::string& out, const NumberSpec& field, char conv, double value);
+void AppendReal(std::string& out, const NumberSpec& field, char conv, long double value);
 // Text padded with blanks to the width (left-justified with '-').
-void AppendPadded(std::string& out, const NumberSpec& spec, std::string_view text);
+void AppendPadded(std::string& out, const NumberSpec& field, std::string_view text);
 
 // printf's "%e" of a value, for messages ("Overflow or underflow reading value of '%e' ...").
 std::string ScientificText(double value);

@@ -117,9 +117,9 @@ class Writer {
       out_ += it.text;
       return S_OK;
     }
-    NumberSpec spec;
+    NumberSpec field;
     std::int64_t count = -1;
-    HRESULT hr = Resolve(it, spec, count);
+    HRESULT hr = Resolve(it, field, count);
     if (Failed(hr)) return hr;
     if (it.list && it.badSeparator != 0) {
       return s_.InvalidArgument("list separator '" + std::string(1, it.badSeparator) +
@@ -134,12 +134,12 @@ class Writer {
       case WriteKind::String:
       case WriteKind::Enum:
         if (a.shape != ArgShape::Value) return Wrong(it, a, Expected(it));
-        return Scalar(it, spec, a.elem, a.ptr, false);
+        return Scalar(it, field, a.elem, a.ptr, false);
       case WriteKind::IntegerList:
       case WriteKind::RealList:
       case WriteKind::StringList:
       case WriteKind::EnumList:
-        return List(it, spec, count, a);
+        return List(it, field, count, a);
       case WriteKind::Block:
       case WriteKind::BlockLf:
       case WriteKind::Raw:
@@ -151,18 +151,18 @@ class Writer {
   }
 
   // Stars take their values from the arguments, in the order they stand.
-  HRESULT Resolve(const FormatItem& it, NumberSpec& spec, std::int64_t& count) {
-    spec.left = it.left;
-    spec.plus = it.plus;
-    spec.space = it.space;
-    spec.zero = it.zero;
+  HRESULT Resolve(const FormatItem& it, NumberSpec& field, std::int64_t& count) {
+    field.left = it.left;
+    field.plus = it.plus;
+    field.space = it.space;
+    field.zero = it.zero;
     std::int64_t width = it.width;
     std::int64_t precision = it.precision;
     HRESULT hr = S_OK;
     if (it.widthFrom == NumSource::Star) {
       if (Failed(hr = Star(it, width))) return hr;
       if (width < 0) {  // as printf: a negative star width means left-justified
-        spec.left = true;
+        field.left = true;
         width = -width;
       }
     }
@@ -179,8 +179,8 @@ class Writer {
       return s_.InvalidArgument("width or precision of item \"" + it.text + "\" exceeds " +
                                 std::to_string(kMaxFieldSize));
     }
-    spec.width = static_cast<int>(width);
-    spec.precision = static_cast<int>(precision);
+    field.width = static_cast<int>(width);
+    field.precision = static_cast<int>(precision);
     return S_OK;
   }
 
@@ -219,7 +219,7 @@ class Writer {
   }
 
   // One value of an item (a scalar argument or one element of a list).
-  HRESULT Scalar(const FormatItem& it, const NumberSpec& spec, ArgElem e, const void* p,
+  HRESULT Scalar(const FormatItem& it, const NumberSpec& field, ArgElem e, const void* p,
                  bool element) {
     switch (static_cast<WriteKind>(it.kind)) {
       case WriteKind::Integer:
@@ -228,18 +228,18 @@ class Writer {
         if (!IsIntegerElem(e) || ElemSize(e) > static_cast<std::size_t>(bytes)) {
           return WrongElem(it, element, Expected(it));
         }
-        return Integer(it, spec, LoadInteger(e, p), bytes);
+        return Integer(it, field, LoadInteger(e, p), bytes);
       }
       case WriteKind::Real:
       case WriteKind::RealList:
         if (!IsRealElem(e) || (e == ArgElem::F80 && it.length != 'L')) {
           return WrongElem(it, element, Expected(it));
         }
-        return Real(it, spec, LoadReal(e, p));
+        return Real(it, field, LoadReal(e, p));
       case WriteKind::Char: {
         if (!IsIntegerElem(e) || ElemSize(e) > 4) return WrongElem(it, element, Expected(it));
         const char c = static_cast<char>(LoadInteger(e, p).bits & 0xFF);
-        AppendPadded(out_, spec, std::string_view(&c, 1));
+        AppendPadded(out_, field, std::string_view(&c, 1));
         return S_OK;
       }
       case WriteKind::String:
@@ -250,7 +250,7 @@ class Writer {
           return s_.InvalidArgument("null string passed for item \"" + it.text +
                                     "\" of format \"" + f_.source + "\"");
         }
-        return Text(it, spec, text);
+        return Text(it, field, text);
       }
       case WriteKind::Enum:
       case WriteKind::EnumList: {
@@ -258,7 +258,7 @@ class Writer {
         if (!IsIntegerElem(e) || ElemSize(e) > (isBool ? 2u : 4u)) {
           return WrongElem(it, element, Expected(it));
         }
-        return Enum(it, spec, static_cast<std::int32_t>(LoadInteger(e, p).s));
+        return Enum(it, field, static_cast<std::int32_t>(LoadInteger(e, p).s));
       }
       default:
         return s_.Unexpected("scalar of a non-scalar item");
@@ -271,51 +271,51 @@ class Writer {
                                 : expected);
   }
 
-  HRESULT Integer(const FormatItem& it, const NumberSpec& spec, const IntValue& v, int bytes) {
+  HRESULT Integer(const FormatItem& it, const NumberSpec& field, const IntValue& v, int bytes) {
     const std::uint64_t mask = Mask(bytes);
     const bool negative = !v.isUnsigned && v.s < 0;
     switch (it.form) {
       case 0:
         if (it.conv == 'd' || it.conv == 'i') {
-          AppendInteger(out_, spec, 'd', negative ? Magnitude(v.s) : v.bits, negative);
+          AppendInteger(out_, field, 'd', negative ? Magnitude(v.s) : v.bits, negative);
         } else {
-          AppendInteger(out_, spec, it.conv, v.bits & mask, false);
+          AppendInteger(out_, field, it.conv, v.bits & mask, false);
         }
         return S_OK;
       case '1': {
         // NR1 writes the value plus one half, truncated toward zero: for integers a negative
         // value comes out one greater (-3 -> -2). Kept deliberately.
         if (!negative) {
-          AppendInteger(out_, spec, 'd', v.bits, false);
+          AppendInteger(out_, field, 'd', v.bits, false);
         } else {
           const std::int64_t r = v.s + 1;
-          AppendInteger(out_, spec, 'd', Magnitude(r), r < 0);
+          AppendInteger(out_, field, 'd', Magnitude(r), r < 0);
         }
         return S_OK;
       }
       case '2':
       case '3':
-        AppendReal(out_, spec, it.form == '2' ? 'f' : 'E',
+        AppendReal(out_, field, it.form == '2' ? 'f' : 'E',
                    v.isUnsigned ? static_cast<double>(v.bits) : static_cast<double>(v.s));
         return S_OK;
       default: {  // 'H' 'Q' 'B' of the same rounded value
         const std::uint64_t rounded = negative ? static_cast<std::uint64_t>(v.s + 1) : v.bits;
-        AppendPrefixed(out_, spec, PrefixOf(it.form), DigitsConvOf(it.form), rounded & mask);
+        AppendPrefixed(out_, field, PrefixOf(it.form), DigitsConvOf(it.form), rounded & mask);
         return S_OK;
       }
     }
   }
 
-  HRESULT Real(const FormatItem& it, const NumberSpec& spec, long double value) {
+  HRESULT Real(const FormatItem& it, const NumberSpec& field, long double value) {
     const bool isLong = it.length == 'L';
     switch (it.form) {
       case 0:
-        if (isLong) AppendReal(out_, spec, it.conv, value);
-        else AppendReal(out_, spec, it.conv, static_cast<double>(value));
+        if (isLong) AppendReal(out_, field, it.conv, value);
+        else AppendReal(out_, field, it.conv, static_cast<double>(value));
         return S_OK;
       case '2':
       case '3':
-        AppendReal(out_, spec, it.form == '2' ? 'f' : 'E', static_cast<double>(value));
+        AppendReal(out_, field, it.form == '2' ? 'f' : 'E', static_cast<double>(value));
         return S_OK;
       default: break;
     }
@@ -324,9 +324,9 @@ class Writer {
     if (it.form == '1') {
       if (fits) {
         const auto r = static_cast<std::int64_t>(rounded);
-        AppendInteger(out_, spec, 'd', Magnitude(r), r < 0);
+        AppendInteger(out_, field, 'd', Magnitude(r), r < 0);
       } else {
-        NumberSpec whole = spec;
+        NumberSpec whole = field;
         whole.precision = 0;
         AppendReal(out_, whole, 'f', rounded);
       }
@@ -336,30 +336,30 @@ class Writer {
       return s_.InvalidArgument("value of item \"" + it.text +
                                 "\" is out of the range of a 64-bit integer");
     }
-    AppendPrefixed(out_, spec, PrefixOf(it.form), DigitsConvOf(it.form),
+    AppendPrefixed(out_, field, PrefixOf(it.form), DigitsConvOf(it.form),
                    static_cast<std::uint64_t>(static_cast<std::int64_t>(rounded)));
     return S_OK;
   }
 
-  HRESULT Text(const FormatItem& it, const NumberSpec& spec, std::string_view text) {
-    if (spec.precision >= 0 && text.size() > static_cast<std::size_t>(spec.precision)) {
-      text = text.substr(0, static_cast<std::size_t>(spec.precision));
+  HRESULT Text(const FormatItem& it, const NumberSpec& field, std::string_view text) {
+    if (field.precision >= 0 && text.size() > static_cast<std::size_t>(field.precision)) {
+      text = text.substr(0, static_cast<std::size_t>(field.precision));
     }
     if (it.quote != 0) out_ += it.quote;
-    AppendPadded(out_, spec, text);
+    AppendPadded(out_, field, text);
     if (it.quote != 0) out_ += it.quote;
     return S_OK;
   }
 
-  HRESULT Enum(const FormatItem& it, const NumberSpec& spec, std::int32_t value) {
+  HRESULT Enum(const FormatItem& it, const NumberSpec& field, std::int32_t value) {
     if (s_.enums == nullptr) return s_.Failure("Unrecognized enum name '" + it.enumName + "'.");
     std::string keyword;
     const HRESULT hr = s_.enums->FormatEnum(it.enumName, value, keyword);
     if (Failed(hr)) return hr;  // the formatter has reported it
-    return Text(it, spec, keyword);
+    return Text(it, field, keyword);
   }
 
-  HRESULT List(const FormatItem& it, const NumberSpec& spec, std::int64_t count,
+  HRESULT List(const FormatItem& it, const NumberSpec& field, std::int64_t count,
                const FormatArg& a) {
     if (a.shape != ArgShape::Array) return Wrong(it, a, "an array");
     const std::size_t n = count < 0 ? a.count : std::min(a.count, static_cast<std::size_t>(count));
@@ -367,7 +367,7 @@ class Writer {
     const auto* base = static_cast<const unsigned char*>(a.ptr);
     for (std::size_t i = 0; i < n; ++i) {
       if (i != 0) out_ += it.separators;
-      const HRESULT hr = Scalar(it, spec, a.elem, base + i * step, true);
+      const HRESULT hr = Scalar(it, field, a.elem, base + i * step, true);
       if (Failed(hr)) return hr;
     }
     return S_OK;
