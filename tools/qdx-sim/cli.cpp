@@ -51,16 +51,16 @@ bool parseChannels(const std::string& text, Config& config) {
     std::size_t comma = text.find(',', start);
     if (comma == std::string::npos) comma = text.size();
     std::string item = text.substr(start, comma - start);
-    ChannelSpec spec;
+    ChannelSpec entry;
     std::size_t eq = item.find('=');
     if (eq != std::string::npos) {
-      spec.model = item.substr(eq + 1);
+      entry.model = item.substr(eq + 1);
       item = item.substr(0, eq);
     }
     long number = 0;
     if (!parseInt(item, 0, 1000, number)) return false;
-    spec.number = static_cast<int>(number);
-    config.channels.push_back(spec);
+    entry.number = static_cast<int>(number);
+    config.channels.push_back(entry);
     start = comma + 1;
   }
   return !config.channels.empty();

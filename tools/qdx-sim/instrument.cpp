@@ -28,10 +28,10 @@ Instrument::Impl::Impl(const Config& cfg) : config(cfg) {
   multiChannel = !cfg.channels.empty();
   std::vector<ChannelSpec> specs = cfg.channels;
   if (specs.empty()) specs.push_back({0, cfg.model});  // a single unit's output is channel 0
-  for (const auto& spec : specs) {
+  for (const auto& wanted : specs) {
     Channel ch;
-    ch.number = spec.number;
-    ch.model = spec.model.empty() ? cfg.model : spec.model;
+    ch.number = wanted.number;
+    ch.model = wanted.model.empty() ? cfg.model : wanted.model;
     ch.rating = *ratingOf(ch.model);
     ch.loadOhms = cfg.loadOhms;
     channels.push_back(ch);
