@@ -428,7 +428,7 @@ class Writer {
     const std::size_t start = out_.size();
     out_.resize(start + n * size);
     char* dst = out_.data() + start;
-    std::memcpy(dst, a.ptr, n * size);
+    if (n > 0) std::memcpy(dst, a.ptr, n * size);  // an empty block may come with no array
     if (swap && size > 1) {
       for (std::size_t i = 0; i < n; ++i) std::reverse(dst + i * size, dst + (i + 1) * size);
     }
