@@ -66,6 +66,16 @@ ViStatus SessionCall::Finish(HRESULT hr) {
   return status;
 }
 
+ViStatus ResolveSoleOutput(SessionCall& call, dcpwr::VelmoraQdxOutput*& output) {
+  CVelmoraQdx& driver = call.driver();
+  std::string name;
+  if (!driver.OnlyOutputName(name))
+    return call.Finish(driver.Reporter().ReportChannelNameRequired());
+  output = dynamic_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(name));
+  if (output == nullptr) return call.Finish(driver.Reporter().ReportNotInitialized());
+  return VI_SUCCESS;
+}
+
 ViStatus ResolveOutputs(SessionCall& call, ViConstString selector, OutputList& outputs) {
   outputs.clear();
   CVelmoraQdx& driver = call.driver();
@@ -73,10 +83,8 @@ ViStatus ResolveOutputs(SessionCall& call, ViConstString selector, OutputList& o
   if (!parsed.ok()) return call.Fail(SelectorStatus(parsed.error), parsed.message);
 
   if (parsed.names.empty()) {
-    const std::vector<std::string> names = driver.OutputNames();
-    if (names.size() != 1) return call.Finish(driver.Reporter().ReportChannelNameRequired());
-    auto* only = dynamic_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(names.front()));
-    if (only == nullptr) return call.Finish(driver.Reporter().ReportNotInitialized());
+    dcpwr::VelmoraQdxOutput* only = nullptr;
+    if (const ViStatus s = ResolveSoleOutput(call, only); s != VI_SUCCESS) return s;
     outputs.push_back(only);
     return VI_SUCCESS;
   }

@@ -77,11 +77,19 @@ using OutputList = std::vector<dcpwr::VelmoraQdxOutput*>;
 // only output of a single-output session. Failures (badly formed, unknown name, name required)
 // are recorded on the call and returned.
 ViStatus ResolveOutputs(SessionCall& call, ViConstString selector, OutputList& outputs);
+// The output an empty selector names: the only one of a single-output session.
+ViStatus ResolveSoleOutput(SessionCall& call, dcpwr::VelmoraQdxOutput*& output);
 
 // Applies `operation` (HRESULT(VelmoraQdxOutput&)) to every output that `selector` names, in
 // order, stopping at the first failure; the first warning is kept when nothing fails.
 template <class Operation>
 ViStatus ForEachOutput(SessionCall& call, ViConstString selector, Operation&& operation) {
+  // The common case, one output and no selector, needs no list.
+  if (selector == nullptr || *selector == '\0') {
+    dcpwr::VelmoraQdxOutput* only = nullptr;
+    if (const ViStatus s = ResolveSoleOutput(call, only); s != VI_SUCCESS) return s;
+    return call.Finish(operation(*only));
+  }
   OutputList outputs;
   if (const ViStatus s = ResolveOutputs(call, selector, outputs); s != VI_SUCCESS) return s;
   HRESULT result = S_OK;

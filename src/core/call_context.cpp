@@ -1,5 +1,6 @@
 #include "core/call_context.h"
 
+#include <cstring>
 #include <vector>
 
 namespace veqdx {
@@ -43,12 +44,22 @@ std::string CurrentContextKey() {
 std::size_t CallContextDepth() { return Stack().size(); }
 
 std::string ContextKey(std::string_view interfaceName, std::string_view memberName) {
-  if (interfaceName.empty() && memberName.empty()) return {};
+  return std::string(ContextKeyText(interfaceName, memberName).view());
+}
+
+ContextKeyText::ContextKeyText(std::string_view interfaceName, std::string_view memberName) {
+  if (interfaceName.empty() && memberName.empty()) return;
   if (memberName.starts_with("get_") || memberName.starts_with("put_")) memberName.remove_prefix(4);
-  std::string key(interfaceName);
-  key += '.';
-  key.append(memberName);
-  return key;
+  const std::size_t size = interfaceName.size() + 1 + memberName.size();
+  if (size > sizeof inline_) {
+    spill_.reserve(size);
+    spill_.append(interfaceName).append(1, '.').append(memberName);
+    return;
+  }
+  std::memcpy(inline_, interfaceName.data(), interfaceName.size());
+  inline_[interfaceName.size()] = '.';
+  std::memcpy(inline_ + interfaceName.size() + 1, memberName.data(), memberName.size());
+  size_ = size;
 }
 
 }  // namespace veqdx

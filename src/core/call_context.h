@@ -43,4 +43,21 @@ std::size_t CallContextDepth();
 // The key for one context, as above.
 std::string ContextKey(std::string_view interfaceName, std::string_view memberName);
 
+// The same key built in place: the enum formatter looks it up on every enum it writes or
+// reads, and a key of ordinary length then costs no allocation.
+class ContextKeyText {
+ public:
+  ContextKeyText(std::string_view interfaceName, std::string_view memberName);
+  explicit ContextKeyText(const CallContext& context)
+      : ContextKeyText(context.interfaceName, context.memberName) {}
+  ContextKeyText(const ContextKeyText&) = delete;
+  ContextKeyText& operator=(const ContextKeyText&) = delete;
+  std::string_view view() const { return spill_.empty() ? std::string_view(inline_, size_) : spill_; }
+
+ private:
+  char inline_[96];
+  std::size_t size_ = 0;
+  std::string spill_;  // only for names too long for the inline room
+};
+
 }  // namespace veqdx

@@ -48,6 +48,13 @@ std::vector<std::string> CVelmoraQdx::OutputNames() const {
   return outputNames_;
 }
 
+bool CVelmoraQdx::OnlyOutputName(std::string& name) const {
+  auto io = LockIo();
+  if (outputNames_.size() != 1) return false;
+  name = outputNames_.front();
+  return true;
+}
+
 std::optional<OutputRecord> CVelmoraQdx::Rating(std::int32_t channel) const {
   if (channel < 0 || channel > kMaxChannelNumber) return std::nullopt;
   auto io = LockIo();
@@ -79,7 +86,7 @@ void CVelmoraQdx::OnInstrumentReset() {
 
 HRESULT CVelmoraQdx::FormatEnum(std::string_view name, std::int32_t value, std::string& keyword) {
   const attr::IEnumCommandConverterErased* converter =
-      attr::FindConverter(name, CurrentContextKey());
+      attr::FindConverter(name, ContextKeyText(CurrentCallContext()).view());
   if (converter == nullptr)
     return Io().ReportError("Unrecognized enum name '" + std::string(name) + "'.");
   if (!converter->ToString(Model(), value, keyword))
@@ -90,7 +97,7 @@ HRESULT CVelmoraQdx::FormatEnum(std::string_view name, std::int32_t value, std::
 HRESULT CVelmoraQdx::ParseEnum(std::string_view name, std::string_view reply,
                                std::int32_t& value) {
   const attr::IEnumCommandConverterErased* converter =
-      attr::FindConverter(name, CurrentContextKey());
+      attr::FindConverter(name, ContextKeyText(CurrentCallContext()).view());
   if (converter == nullptr)
     return Io().ReportError("Unrecognized enum name '" + std::string(name) + "'.");
   if (!converter->FromString(Model(), reply, value)) {

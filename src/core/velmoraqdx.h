@@ -37,6 +37,8 @@ class CVelmoraQdx : public CDriver, public io::IEnumFormatter {
   std::uint32_t OutputCount() const;
   // Their names in discovery order: "Output0" on a single unit, "Output<channel>" otherwise.
   std::vector<std::string> OutputNames() const;
+  // The name of the only output; false when the session has none or several.
+  bool OnlyOutputName(std::string& name) const;
   // Ratings of the output on `channel` (the channel number itself indexes the records: a
   // single unit has record 0). Empty for a channel that discovery did not find.
   std::optional<OutputRecord> Rating(std::int32_t channel) const;

@@ -16,7 +16,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kReceiveBlock = 4096;
 constexpr std::size_t kDiscardLimit = 4u << 20;
 
 int MsLeft(Clock::time_point deadline) {
@@ -48,13 +47,13 @@ FdStream::~FdStream() { Close(); }
 void FdStream::Close() {
   if (fd_ >= 0) ::close(fd_);
   fd_ = -1;
-  DropInbox();
+  inbox_.Drop();
 }
 
 void FdStream::SetTimeout(int milliseconds) { timeoutMs_ = std::max(0, milliseconds); }
 
 IoResult FdStream::HungUp(std::string_view during) {
-  DropInbox();
+  inbox_.Drop();
   return IoResult::Error(label_ + " hung up" + std::string(during) +
                          " (the device was disconnected or closed its end)");
 }
@@ -62,39 +61,32 @@ IoResult FdStream::HungUp(std::string_view during) {
 IoResult FdStream::Write(const char* data, std::size_t size, bool end, std::size_t& written) {
   written = 0;
   if (fd_ < 0) return Closed();
-  bool addTerm = end && termEnabled_ && (size == 0 || data[size - 1] != term_);
-  std::size_t total = size + (addTerm ? 1 : 0);
-  auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  const bool addTerm = end && termEnabled_ && (size == 0 || data[size - 1] != term_);
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
   std::size_t sent = 0;
-  while (sent < total) {
-    iovec iov[2];
-    int count = 0;
-    if (sent < size) iov[count++] = {const_cast<char*>(data) + sent, size - sent};
-    if (addTerm) iov[count++] = {&term_, 1};
-    ssize_t n = ::writev(fd_, iov, count);
-    if (n > 0) {
-      sent += static_cast<std::size_t>(n);
-      continue;
-    }
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-      int rc = WaitFor(fd_, POLLOUT, deadline);
-      if (rc > 0) continue;
-      if (rc == 0) {
-        written = std::min(sent, size);
-        return IoResult::Timeout("write to " + label_ + " sent only " + std::to_string(sent) +
-                                 " of " + std::to_string(total) + " bytes within " +
-                                 std::to_string(timeoutMs_) + " ms");
-      }
-    }
-    int err = n < 0 ? errno : EIO;
-    written = std::min(sent, size);
-    if (err == EIO || err == EPIPE || err == ENXIO || err == ENODEV)
-      return HungUp(" while writing");
-    return IoResult::Error("write to " + label_ + " failed: " + std::strerror(err));
+  const StreamStep step =
+      WriteFramed(data, size, addTerm, term_, sent, [&](iovec* iov, int count) -> StreamStep {
+        for (;;) {
+          const ssize_t n = ::writev(fd_, iov, count);
+          if (n > 0) return {n, 0};
+          if (n == 0) return {-1, EIO};
+          if (errno == EINTR) continue;
+          if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
+          const int rc = WaitFor(fd_, POLLOUT, deadline);
+          if (rc == 0) return {-1, ETIMEDOUT};
+          if (rc < 0) return {-1, errno};
+        }
+      });
+  written = std::min(sent, size);
+  if (step.count > 0) return IoResult::Ok();
+  if (step.error == ETIMEDOUT) {
+    return IoResult::Timeout("write to " + label_ + " sent only " + std::to_string(sent) + " of " +
+                             std::to_string(size + (addTerm ? 1 : 0)) + " bytes within " +
+                             std::to_string(timeoutMs_) + " ms");
   }
-  written = size;
-  return IoResult::Ok();
+  if (step.error == EIO || step.error == EPIPE || step.error == ENXIO || step.error == ENODEV)
+    return HungUp(" while writing");
+  return IoResult::Error("write to " + label_ + " failed: " + std::strerror(step.error));
 }
 
 IoResult FdStream::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
@@ -102,70 +94,41 @@ IoResult FdStream::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd
   why = ReadEnd::Count;
   if (fd_ < 0) return Closed();
   if (max == 0) return IoResult::Ok();
-  auto deliver = [&](std::size_t n, ReadEnd reason) {
-    std::memcpy(buffer, inbox_.data() + inStart_, n);
-    inStart_ += n;
-    if (inStart_ == inEnd_) DropInbox();
-    got = n;
-    why = reason;
-    return IoResult::Ok();
-  };
-
-  auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
-  std::size_t scanned = 0;  // bytes at the front of the inbox already searched
-  for (;;) {
-    std::size_t held = inEnd_ - inStart_;
-    std::size_t window = std::min(held, max);
-    if (termEnabled_ && window > scanned) {
-      const char* begin = inbox_.data() + inStart_;
-      const void* hit = std::memchr(begin + scanned, static_cast<unsigned char>(term_),
-                                    window - scanned);
-      if (hit != nullptr)
-        return deliver(static_cast<std::size_t>(static_cast<const char*>(hit) - begin) + 1,
-                       ReadEnd::TermChar);
-    }
-    scanned = window;
-    if (held >= max) return deliver(max, ReadEnd::Count);
-
-    if (inbox_.size() - inEnd_ < kReceiveBlock) {
-      if (inStart_ > 0) {
-        std::memmove(inbox_.data(), inbox_.data() + inStart_, held);
-        inStart_ = 0;
-        inEnd_ = held;
-      }
-      if (inbox_.size() - inEnd_ < kReceiveBlock) inbox_.resize(inEnd_ + kReceiveBlock);
-    }
-    // Never take more from the kernel than this read can use, so that the inbox stays
-    // bounded by the caller's count plus one block.
-    std::size_t room = std::min(inbox_.size() - inEnd_, max - held + kReceiveBlock);
-    ssize_t n = ::read(fd_, inbox_.data() + inEnd_, room);
-    if (n > 0) {
-      inEnd_ += static_cast<std::size_t>(n);
-      continue;
-    }
-    if (n == 0) return HungUp(held > 0 ? " in the middle of a reply" : "");
-    if (errno == EINTR) continue;
-    if (errno != EAGAIN && errno != EWOULDBLOCK) {
-      int err = errno;
-      if (err == EIO || err == ENXIO || err == ENODEV) return HungUp("");
-      return IoResult::Error("read from " + label_ + " failed: " + std::strerror(err));
-    }
-    int rc = WaitFor(fd_, POLLIN, deadline);
-    if (rc > 0) continue;
-    if (rc < 0) return IoResult::Error("read from " + label_ + " failed: " + std::strerror(errno));
-    std::size_t partial = inEnd_ - inStart_;
-    if (partial > 0) deliver(std::min(partial, max), ReadEnd::Count);
-    DropInbox();
-    std::string what = partial > 0 ? "incomplete reply (" + std::to_string(partial) +
-                                         " bytes, no terminator) from "
-                                   : "no reply from ";
-    return IoResult::Timeout(what + label_ + " within " + std::to_string(timeoutMs_) + " ms");
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  const StreamInbox::Outcome outcome = inbox_.Read(
+      buffer, max, termEnabled_, term_, got, why, [&](char* into, std::size_t room) -> StreamStep {
+        for (;;) {
+          const ssize_t n = ::read(fd_, into, room);
+          if (n >= 0) return {n, 0};
+          if (errno == EINTR) continue;
+          if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
+          const int rc = WaitFor(fd_, POLLIN, deadline);
+          if (rc == 0) return {-1, ETIMEDOUT};
+          if (rc < 0) return {-1, errno};
+        }
+      });
+  switch (outcome.stop) {
+    case StreamInbox::Stop::Delivered:
+      return IoResult::Ok();
+    case StreamInbox::Stop::EndOfStream:
+      return HungUp(outcome.held > 0 ? " in the middle of a reply" : "");
+    case StreamInbox::Stop::Failed:
+      if (outcome.error == EIO || outcome.error == ENXIO || outcome.error == ENODEV)
+        return HungUp("");
+      return IoResult::Error("read from " + label_ + " failed: " + std::strerror(outcome.error));
+    case StreamInbox::Stop::TimedOut:
+      break;
   }
+  const std::string what = outcome.held > 0 ? "incomplete reply (" +
+                                                  std::to_string(outcome.held) +
+                                                  " bytes, no terminator) from "
+                                            : "no reply from ";
+  return IoResult::Timeout(what + label_ + " within " + std::to_string(timeoutMs_) + " ms");
 }
 
 IoResult FdStream::DiscardInput() {
   if (fd_ < 0) return Closed();
-  DropInbox();
+  inbox_.Drop();
   char scratch[kReceiveBlock];
   for (std::size_t drained = 0; drained < kDiscardLimit;) {
     ssize_t n = ::read(fd_, scratch, sizeof scratch);

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "io/stream_framing.h"
 #include "io/transport.h"
 
 namespace veqdx::io {
@@ -50,16 +51,14 @@ class FdStream {
 
  private:
   IoResult HungUp(std::string_view during);
-  void DropInbox() { inStart_ = inEnd_ = 0; }
 
   int fd_;
   std::string label_;
   int timeoutMs_;
   char term_ = '\n';
   bool termEnabled_ = true;
-  std::vector<char> inbox_;  // received, not yet delivered: [inStart_, inEnd_)
-  std::size_t inStart_ = 0;
-  std::size_t inEnd_ = 0;
+  static constexpr std::size_t kReceiveBlock = 4096;
+  StreamInbox inbox_{kReceiveBlock};
 };
 
 }  // namespace veqdx::io

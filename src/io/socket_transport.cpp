@@ -1,10 +1,12 @@
 #include "io/socket_transport.h"
 
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -20,8 +22,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Bytes asked of the kernel per receive: whole blocks, never byte by byte.
-constexpr std::size_t kReceiveBlock = 16384;
 // Clear() drains at most this much that already arrived, so a device that never stops
 // talking cannot hold it forever.
 constexpr std::size_t kClearDrainLimit = 4u << 20;
@@ -104,6 +104,13 @@ int ConnectOne(const addrinfo* ai, Clock::time_point deadline, int& err) {
       return -1;
     }
   }
+  // Connected: from here on the descriptor blocks, and every call that must not wait says
+  // MSG_DONTWAIT; only a read's first receive sleeps, bounded by the receive timeout.
+  const int flags = ::fcntl(fd.get(), F_GETFL);
+  if (flags < 0 || ::fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK) != 0) {
+    err = errno;
+    return -1;
+  }
   int one = 1;
   ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   ::setsockopt(fd.get(), SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
@@ -160,17 +167,31 @@ std::unique_ptr<SocketTransport> SocketTransport::Connect(const std::string& hos
 }
 
 SocketTransport::SocketTransport(int fd, std::string address, int board, int timeoutMs)
-    : fd_(fd), address_(std::move(address)), board_(board), timeoutMs_(std::max(0, timeoutMs)) {}
+    : fd_(fd), address_(std::move(address)), board_(board), timeoutMs_(std::max(0, timeoutMs)) {
+  ApplyReceiveTimeout();
+}
 
 SocketTransport::~SocketTransport() { Close(); }
 
 void SocketTransport::Close() {
   if (fd_ >= 0) ::close(fd_);
   fd_ = -1;
-  DropInput();
+  inbox_.Drop();
 }
 
-void SocketTransport::SetTimeout(int milliseconds) { timeoutMs_ = std::max(0, milliseconds); }
+void SocketTransport::SetTimeout(int milliseconds) {
+  milliseconds = std::max(0, milliseconds);
+  if (milliseconds == timeoutMs_) return;
+  timeoutMs_ = milliseconds;
+  ApplyReceiveTimeout();
+}
+
+void SocketTransport::ApplyReceiveTimeout() {
+  // A zero receive timeout would mean "wait forever" to the kernel; such reads never block.
+  timeval limit{timeoutMs_ / 1000, static_cast<suseconds_t>(timeoutMs_ % 1000) * 1000};
+  blockingReceive_ = timeoutMs_ > 0 && fd_ >= 0 &&
+                     ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0;
+}
 
 IoResult SocketTransport::ClosedByPeer(std::string_view during) {
   Close();
@@ -183,41 +204,34 @@ IoResult SocketTransport::Write(const char* data, std::size_t size, bool end,
   written = 0;
   if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
   // END on a line-feed link is the terminator itself.
-  bool addTerm = end && termEnabled_ && (size == 0 || data[size - 1] != term_);
-  std::size_t total = size + (addTerm ? 1 : 0);
-  auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  const bool addTerm = end && termEnabled_ && (size == 0 || data[size - 1] != term_);
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
   std::size_t sent = 0;
-  while (sent < total) {
-    iovec iov[2];
-    int count = 0;
-    if (sent < size) iov[count++] = {const_cast<char*>(data) + sent, size - sent};
-    if (addTerm) iov[count++] = {&term_, 1};
-    msghdr msg{};
-    msg.msg_iov = iov;
-    msg.msg_iovlen = static_cast<std::size_t>(count);
-    ssize_t n = ::sendmsg(fd_, &msg, MSG_NOSIGNAL);
-    if (n > 0) {
-      sent += static_cast<std::size_t>(n);
-      continue;
-    }
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-      int rc = WaitFor(fd_, POLLOUT, deadline);
-      if (rc > 0) continue;
-      if (rc == 0) {
-        written = std::min(sent, size);
-        return IoResult::Timeout("write to " + address_ + " sent only " +
-                                 std::to_string(sent) + " of " + std::to_string(total) +
-                                 " bytes within " + std::to_string(timeoutMs_) + " ms");
-      }
-    }
-    int err = errno;
-    written = std::min(sent, size);
-    if (err == EPIPE || err == ECONNRESET) return ClosedByPeer(" (while writing)");
-    return IoResult::Error("write to " + address_ + " failed: " + ErrnoText(err));
+  const StreamStep step =
+      WriteFramed(data, size, addTerm, term_, sent, [&](iovec* iov, int count) -> StreamStep {
+        msghdr msg{};
+        msg.msg_iov = iov;
+        msg.msg_iovlen = static_cast<std::size_t>(count);
+        for (;;) {
+          const ssize_t n = ::sendmsg(fd_, &msg, MSG_NOSIGNAL | MSG_DONTWAIT);
+          if (n > 0) return {n, 0};
+          if (n == 0) return {-1, EIO};
+          if (errno == EINTR) continue;
+          if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
+          const int rc = WaitFor(fd_, POLLOUT, deadline);
+          if (rc == 0) return {-1, ETIMEDOUT};
+          if (rc < 0) return {-1, errno};
+        }
+      });
+  written = std::min(sent, size);
+  if (step.count > 0) return IoResult::Ok();
+  if (step.error == ETIMEDOUT) {
+    return IoResult::Timeout("write to " + address_ + " sent only " + std::to_string(sent) +
+                             " of " + std::to_string(size + (addTerm ? 1 : 0)) +
+                             " bytes within " + std::to_string(timeoutMs_) + " ms");
   }
-  written = size;
-  return IoResult::Ok();
+  if (step.error == EPIPE || step.error == ECONNRESET) return ClosedByPeer(" (while writing)");
+  return IoResult::Error("write to " + address_ + " failed: " + ErrnoText(step.error));
 }
 
 IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
@@ -225,73 +239,47 @@ IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
   why = ReadEnd::Count;
   if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
   if (max == 0) return IoResult::Ok();
-  auto deliver = [&](std::size_t n, ReadEnd reason) {
-    std::memcpy(buffer, inbox_.data() + inStart_, n);
-    inStart_ += n;
-    if (inStart_ == inEnd_) DropInput();
-    got = n;
-    why = reason;
-    return IoResult::Ok();
-  };
-
-  auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
-  std::size_t scanned = 0;  // bytes at the front of the inbox already searched
-  for (;;) {
-    std::size_t held = inEnd_ - inStart_;
-    std::size_t window = std::min(held, max);
-    if (termEnabled_ && window > scanned) {
-      const char* begin = inbox_.data() + inStart_;
-      const void* hit = std::memchr(begin + scanned, static_cast<unsigned char>(term_),
-                                    window - scanned);
-      if (hit != nullptr)
-        return deliver(static_cast<std::size_t>(static_cast<const char*>(hit) - begin) + 1,
-                       ReadEnd::TermChar);
-    }
-    scanned = window;
-    if (held >= max) return deliver(max, ReadEnd::Count);
-
-    // Room for one more block behind what is held.
-    if (inbox_.size() - inEnd_ < kReceiveBlock) {
-      if (inStart_ > 0) {
-        std::memmove(inbox_.data(), inbox_.data() + inStart_, held);
-        inStart_ = 0;
-        inEnd_ = held;
-      }
-      if (inbox_.size() - inEnd_ < kReceiveBlock) inbox_.resize(inEnd_ + kReceiveBlock);
-    }
-    ssize_t n = ::recv(fd_, inbox_.data() + inEnd_, inbox_.size() - inEnd_, 0);
-    if (n > 0) {
-      inEnd_ += static_cast<std::size_t>(n);
-      continue;
-    }
-    if (n == 0) {
-      return ClosedByPeer(held > 0 ? " in the middle of a reply (" + std::to_string(held) +
-                                         " bytes received)"
-                                   : std::string());
-    }
-    if (errno == EINTR) continue;
-    if (errno != EAGAIN && errno != EWOULDBLOCK) {
-      int err = errno;
-      if (err == ECONNRESET) return ClosedByPeer(" (connection reset)");
-      return IoResult::Error("read from " + address_ + " failed: " + ErrnoText(err));
-    }
-    int rc = WaitFor(fd_, POLLIN, deadline);
-    if (rc > 0) continue;
-    if (rc < 0) return IoResult::Error("read from " + address_ + " failed: " + ErrnoText(errno));
-    // Timed out: hand over what came, so it cannot be mistaken for the next reply.
-    std::size_t partial = inEnd_ - inStart_;
-    if (partial > 0) deliver(std::min(partial, max), ReadEnd::Count);
-    DropInput();
-    std::string what = partial > 0 ? "incomplete reply (" + std::to_string(partial) +
-                                         " bytes, no terminator) from "
-                                   : "no reply from ";
-    return IoResult::Timeout(what + address_ + " within " + std::to_string(timeoutMs_) + " ms");
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  // The first wait of a read sleeps inside the receive call itself, bounded by the socket's
+  // receive timeout (the session timeout): a reply then costs one system call, not a failed
+  // receive, a poll and a second receive. Later waits of the same read poll to the deadline.
+  bool blockFirst = blockingReceive_;
+  const StreamInbox::Outcome outcome = inbox_.Read(
+      buffer, max, termEnabled_, term_, got, why, [&](char* into, std::size_t room) -> StreamStep {
+        for (;;) {
+          const ssize_t n = ::recv(fd_, into, room, blockFirst ? 0 : MSG_DONTWAIT);
+          blockFirst = false;
+          if (n >= 0) return {n, 0};
+          if (errno == EINTR) continue;
+          if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
+          const int rc = WaitFor(fd_, POLLIN, deadline);
+          if (rc == 0) return {-1, ETIMEDOUT};
+          if (rc < 0) return {-1, errno};
+        }
+      });
+  switch (outcome.stop) {
+    case StreamInbox::Stop::Delivered:
+      return IoResult::Ok();
+    case StreamInbox::Stop::EndOfStream:
+      return ClosedByPeer(outcome.held > 0 ? " in the middle of a reply (" +
+                                                 std::to_string(outcome.held) + " bytes received)"
+                                           : std::string());
+    case StreamInbox::Stop::Failed:
+      if (outcome.error == ECONNRESET) return ClosedByPeer(" (connection reset)");
+      return IoResult::Error("read from " + address_ + " failed: " + ErrnoText(outcome.error));
+    case StreamInbox::Stop::TimedOut:
+      break;
   }
+  const std::string what = outcome.held > 0 ? "incomplete reply (" +
+                                                  std::to_string(outcome.held) +
+                                                  " bytes, no terminator) from "
+                                            : "no reply from ";
+  return IoResult::Timeout(what + address_ + " within " + std::to_string(timeoutMs_) + " ms");
 }
 
 IoResult SocketTransport::Clear() {
   if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
-  DropInput();
+  inbox_.Drop();
   char scratch[kReceiveBlock];
   for (std::size_t drained = 0; drained < kClearDrainLimit;) {
     ssize_t n = ::recv(fd_, scratch, sizeof scratch, MSG_DONTWAIT);

@@ -5,7 +5,7 @@
 // write with END gets it appended unless the message already ends with it. Each message goes to the
 // kernel in one call (TCP_NODELAY is set, so a command is not held back waiting for a delayed
 // ACK). Reads take whole blocks from the kernel and keep the bytes after a terminator for the
-// next read. Every connect, read and write is bounded by its timeout through poll(); nothing
+// next read. Every connect, read and write is bounded by its timeout; nothing
 // raises SIGPIPE; the descriptor is close-on-exec and closed on every failure path.
 #pragma once
 #include <cstddef>
@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "io/stream_framing.h"
 #include "io/transport.h"
 
 namespace veqdx::io {
@@ -63,7 +64,7 @@ class SocketTransport final : public ITransport {
  private:
   SocketTransport(int fd, std::string address, int board, int timeoutMs);
   IoResult ClosedByPeer(std::string_view during);
-  void DropInput() { inStart_ = inEnd_ = 0; }
+  void ApplyReceiveTimeout();
 
   int fd_;
   std::string address_;
@@ -71,10 +72,10 @@ class SocketTransport final : public ITransport {
   int timeoutMs_;
   char term_ = '\n';
   bool termEnabled_ = true;
-  // Bytes received and not yet delivered: inbox_[inStart_, inEnd_).
-  std::vector<char> inbox_;
-  std::size_t inStart_ = 0;
-  std::size_t inEnd_ = 0;
+  bool blockingReceive_ = false;  // the receive timeout is set: a read's first wait may block
+  // Bytes asked of the kernel per receive: whole blocks, never byte by byte.
+  static constexpr std::size_t kReceiveBlock = 16384;
+  StreamInbox inbox_{kReceiveBlock};
 };
 
 }  // namespace veqdx::io

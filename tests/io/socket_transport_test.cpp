@@ -262,6 +262,59 @@ TEST(SocketTransport, SilentPeerTimesOutAndTheSessionStaysUsable) {
   EXPECT_EQ(text, "1\n");
 }
 
+// A read sleeps in the kernel for its first wait, so the kernel's receive timeout must follow
+// every timeout change, and a reply that stops halfway must not restart the clock.
+TEST(SocketTransport, EveryReadIsBoundedByTheTimeoutInForce) {
+  struct Case {
+    const char* what;
+    int timeoutMs;       // set after connecting with 2000 ms
+    int partialAfterMs;  // the peer sends "12" this late, then nothing; -1: nothing at all
+    int minMs, maxMs;    // the read must give up within this window
+    const char* message;
+  };
+  const Case cases[] = {
+      {"lowered timeout", 200, -1, 190, 1000, "no reply from "},
+      {"zero timeout gives up at once", 0, -1, 0, 150, "no reply from "},
+      {"half a reply keeps the deadline", 600, 400, 590, 900,
+       "incomplete reply (2 bytes, no terminator) from "},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Listener listener;
+    ASSERT_TRUE(listener.ok());
+    const int partialAfterMs = c.partialAfterMs;
+    listener.Serve([partialAfterMs](int fd) {
+      if (RecvLine(fd) != "MEAS?\n") return;
+      if (partialAfterMs >= 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(partialAfterMs));
+        SendAll(fd, "12");
+      }
+      RecvLine(fd, 2000);
+    });
+    auto t = ConnectTo("127.0.0.1", listener.port(), 2000);
+    ASSERT_TRUE(t);
+    t->SetTimeout(c.timeoutMs);
+    EXPECT_EQ(t->Timeout(), c.timeoutMs);
+    std::size_t written = 0;
+    ASSERT_TRUE(t->Write("MEAS?", 5, true, written).ok());
+    ReadEnd why = ReadEnd::End;
+    IoResult r;
+    const auto start = std::chrono::steady_clock::now();
+    const std::string got = ReadOnce(*t, why, r);
+    const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(
+                            std::chrono::steady_clock::now() - start)
+                            .count();
+    EXPECT_EQ(r.code, IoCode::Timeout);
+    EXPECT_GE(waited, c.minMs);
+    EXPECT_LT(waited, c.maxMs);
+    EXPECT_EQ(r.message, std::string(c.message) + "127.0.0.1:" +
+                             std::to_string(listener.port()) + " within " +
+                             std::to_string(c.timeoutMs) + " ms");
+    // What came before giving up is handed over, never kept for the next reply.
+    EXPECT_EQ(got, partialAfterMs >= 0 ? "12" : "");
+  }
+}
+
 TEST(SocketTransport, PeerClosingMidReplyIsAnIoError) {
   Listener listener;
   ASSERT_TRUE(listener.ok());

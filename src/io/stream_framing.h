@@ -1,0 +1,133 @@
+// Message framing over a byte stream without an END signal (a raw socket, a serial line, a
+// USB TMC stand-in): a message ends with the termination character. The transports differ
+// only in how they move bytes and how they name their failures, so the framing lives here
+// once and the transports pass in their own send or receive step.
+//
+// Reads: bytes are taken from the kernel in blocks and kept in an inbox; a read ends at the
+// termination character (when enabled) or at the caller's count, and whatever arrived behind
+// it waits for the next read. The inbox never holds more than the caller's count plus one
+// block. A read that times out hands over what had arrived and forgets the rest, so a late
+// tail cannot be taken for the next reply.
+#pragma once
+#include <sys/types.h>
+#include <sys/uio.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+#include "io/transport.h"
+
+namespace veqdx::io {
+
+// One step of a transport: bytes moved (> 0), the end of the stream (0, reads only), or a
+// failure (< 0) with its errno; ETIMEDOUT means the operation's deadline passed.
+struct StreamStep {
+  ssize_t count;
+  int error;
+};
+
+class StreamInbox {
+ public:
+  explicit StreamInbox(std::size_t block) : block_(block) {}
+
+  enum class Stop { Delivered, EndOfStream, Failed, TimedOut };
+  struct Outcome {
+    Stop stop;
+    int error;         // errno of Failed
+    std::size_t held;  // bytes that had arrived without completing the read
+  };
+
+  // Fills `buffer` with one framed piece. `receive(into, room)` waits for and takes more bytes
+  // (a StreamStep); it is called only when the inbox holds no complete piece.
+  template <class Receive>
+  Outcome Read(char* buffer, std::size_t max, bool termEnabled, char term, std::size_t& got,
+               ReadEnd& why, Receive&& receive) {
+    got = 0;
+    why = ReadEnd::Count;
+    std::size_t scanned = 0;  // bytes at the front of the inbox already searched
+    for (;;) {
+      const std::size_t held = end_ - start_;
+      const std::size_t window = held < max ? held : max;
+      if (termEnabled && window > scanned) {
+        const char* begin = bytes_.data() + start_;
+        const void* hit =
+            std::memchr(begin + scanned, static_cast<unsigned char>(term), window - scanned);
+        if (hit != nullptr) {
+          Deliver(buffer, static_cast<std::size_t>(static_cast<const char*>(hit) - begin) + 1,
+                  got);
+          why = ReadEnd::TermChar;
+          return {Stop::Delivered, 0, 0};
+        }
+      }
+      scanned = window;
+      if (held >= max) {
+        Deliver(buffer, max, got);
+        return {Stop::Delivered, 0, 0};
+      }
+      const std::size_t room = MakeRoom(max - held + block_);
+      const StreamStep step = receive(bytes_.data() + end_, room);
+      if (step.count > 0) {
+        end_ += static_cast<std::size_t>(step.count);
+        continue;
+      }
+      if (step.count == 0) return {Stop::EndOfStream, 0, held};
+      if (step.error != ETIMEDOUT) return {Stop::Failed, step.error, held};
+      if (held > 0) Deliver(buffer, held < max ? held : max, got);
+      Drop();
+      return {Stop::TimedOut, 0, held};
+    }
+  }
+
+  void Drop() { start_ = end_ = 0; }
+
+ private:
+  void Deliver(char* buffer, std::size_t n, std::size_t& got) {
+    std::memcpy(buffer, bytes_.data() + start_, n);
+    start_ += n;
+    if (start_ == end_) Drop();
+    got = n;
+  }
+
+  // Free space behind what is held: at least one block, at most `limit` handed out.
+  std::size_t MakeRoom(std::size_t limit) {
+    if (bytes_.size() - end_ < block_) {
+      if (start_ > 0) {
+        std::memmove(bytes_.data(), bytes_.data() + start_, end_ - start_);
+        end_ -= start_;
+        start_ = 0;
+      }
+      if (bytes_.size() - end_ < block_) bytes_.resize(end_ + block_);
+    }
+    const std::size_t room = bytes_.size() - end_;
+    return room < limit ? room : limit;
+  }
+
+  std::size_t block_;
+  std::vector<char> bytes_;  // received, not yet delivered: [start_, end_)
+  std::size_t start_ = 0;
+  std::size_t end_ = 0;
+};
+
+// Writes `size` bytes and, when `addTerm`, the termination character behind them, through
+// `send(iov, count)` (a StreamStep; it does its own waiting). `sent` counts the bytes that
+// went out, terminator included; the failing step is returned, {total, 0} on success.
+template <class Send>
+StreamStep WriteFramed(const char* data, std::size_t size, bool addTerm, char& term,
+                       std::size_t& sent, Send&& send) {
+  const std::size_t total = size + (addTerm ? 1 : 0);
+  sent = 0;
+  while (sent < total) {
+    iovec iov[2];
+    int count = 0;
+    if (sent < size) iov[count++] = {const_cast<char*>(data) + sent, size - sent};
+    if (addTerm) iov[count++] = {&term, 1};
+    const StreamStep step = send(iov, count);
+    if (step.count <= 0) return step;
+    sent += static_cast<std::size_t>(step.count);
+  }
+  return {static_cast<ssize_t>(total), 0};
+}
+
+}  // namespace veqdx::io
