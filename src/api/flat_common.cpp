@@ -71,7 +71,8 @@ ViStatus ResolveSoleOutput(SessionCall& call, dcpwr::VelmoraQdxOutput*& output) 
   std::string name;
   if (!driver.OnlyOutputName(name))
     return call.Finish(driver.Reporter().ReportChannelNameRequired());
-  output = dynamic_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(name));
+  // Every child named in the output list is an output.
+  output = static_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(name));
   if (output == nullptr) return call.Finish(driver.Reporter().ReportNotInitialized());
   return VI_SUCCESS;
 }

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <iterator>
 
-#include "attributes/enums.h"
+#include "veqdx/enums.h"
 
 namespace veqdx::attr {
 

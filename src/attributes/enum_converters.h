@@ -16,7 +16,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "attributes/enums.h"
+#include "veqdx/enums.h"
 #include "attributes/key_hash.h"
 #include "core/hresult.h"
 

@@ -84,9 +84,36 @@ void CVelmoraQdx::OnInstrumentReset() {
   // off every per-output command selects its channel anyway.
 }
 
-HRESULT CVelmoraQdx::FormatEnum(std::string_view name, std::int32_t value, std::string& keyword) {
+namespace {
+
+// The converter for an enumeration name in the calling thread's context. An operation names
+// the same enumeration in the same context on every call, so the last answer is remembered
+// per thread; the converter tables never change.
+const attr::IEnumCommandConverterErased* ConverterFor(std::string_view name) {
+  struct Memo {
+    std::string name, interfaceName, memberName;
+    const attr::IEnumCommandConverterErased* converter = nullptr;
+  };
+  thread_local Memo memo;
+  const CallContext& context = CurrentCallContext();
+  if (memo.converter != nullptr && memo.name == name &&
+      memo.interfaceName == context.interfaceName && memo.memberName == context.memberName)
+    return memo.converter;
   const attr::IEnumCommandConverterErased* converter =
-      attr::FindConverter(name, ContextKeyText(CurrentCallContext()).view());
+      attr::FindConverter(name, ContextKeyText(context).view());
+  if (converter != nullptr) {
+    memo.name.assign(name);
+    memo.interfaceName.assign(context.interfaceName);
+    memo.memberName.assign(context.memberName);
+    memo.converter = converter;
+  }
+  return converter;
+}
+
+}  // namespace
+
+HRESULT CVelmoraQdx::FormatEnum(std::string_view name, std::int32_t value, std::string& keyword) {
+  const attr::IEnumCommandConverterErased* converter = ConverterFor(name);
   if (converter == nullptr)
     return Io().ReportError("Unrecognized enum name '" + std::string(name) + "'.");
   if (!converter->ToString(Model(), value, keyword))
@@ -96,8 +123,7 @@ HRESULT CVelmoraQdx::FormatEnum(std::string_view name, std::int32_t value, std::
 
 HRESULT CVelmoraQdx::ParseEnum(std::string_view name, std::string_view reply,
                                std::int32_t& value) {
-  const attr::IEnumCommandConverterErased* converter =
-      attr::FindConverter(name, ContextKeyText(CurrentCallContext()).view());
+  const attr::IEnumCommandConverterErased* converter = ConverterFor(name);
   if (converter == nullptr)
     return Io().ReportError("Unrecognized enum name '" + std::string(name) + "'.");
   if (!converter->FromString(Model(), reply, value)) {

@@ -39,7 +39,7 @@
 #include <utility>
 
 #include "attributes/cache_keys.h"
-#include "attributes/enums.h"
+#include "veqdx/enums.h"
 #include "attributes/node.h"
 #include "core/call_context.h"
 #include "core/error_reporter.h"

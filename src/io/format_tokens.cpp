@@ -308,16 +308,20 @@ struct FormatCache {
       formats;
 };
 
-// Per-thread front of the cache: a direct-mapped table keyed by the format's address (driver
-// formats are string literals), confirmed by comparing the text, so a hit costs no lock and
-// no hashing of the whole string.
+// Per-thread front of the cache: a direct-mapped table keyed by a cheap hash of the text and
+// confirmed by comparing it, so a hit costs no lock. The text, not its address, is the key:
+// a query's command is often formatted into a fresh string on every call.
 struct FrontSlot {
-  const char* data = nullptr;
-  std::size_t size = 0;
   const ParsedFormat* format = nullptr;
 };
 constexpr std::size_t kFrontSlots = 64;
 using Front = std::array<FrontSlot, kFrontSlots>;
+
+std::size_t FrontIndex(std::string_view format) {
+  std::size_t h = format.size();
+  for (char c : format) h = 33 * h + static_cast<unsigned char>(c);
+  return (h ^ (h >> 7)) % kFrontSlots;
+}
 
 FormatHandle Lookup(std::string_view format, bool readSide) {
   // Leaked on purpose: formats may still be used by other statics' destructors at exit.
@@ -327,18 +331,15 @@ FormatHandle Lookup(std::string_view format, bool readSide) {
   thread_local Front readFront;
 
   Front& front = readSide ? readFront : writeFront;
-  FrontSlot& slot = front[((reinterpret_cast<std::uintptr_t>(format.data()) >> 3) ^
-                           format.size()) % kFrontSlots];
-  if (slot.format != nullptr && slot.data == format.data() && slot.size == format.size() &&
-      std::memcmp(slot.format->source.data(), format.data(), format.size()) == 0) {
+  FrontSlot& slot = front[FrontIndex(format)];
+  if (slot.format != nullptr && slot.format->source == format)
     return FormatHandle(slot.format, nullptr);
-  }
   FormatCache& cache = readSide ? *readCache : *writeCache;
   {
     std::shared_lock lock(cache.mutex);
     auto it = cache.formats.find(format);
     if (it != cache.formats.end()) {
-      slot = {format.data(), format.size(), it->second.get()};
+      slot.format = it->second.get();
       return FormatHandle(slot.format, nullptr);
     }
   }
@@ -351,7 +352,7 @@ FormatHandle Lookup(std::string_view format, bool readSide) {
     if (cache.formats.size() >= kFormatCacheLimit) return FormatHandle(nullptr, std::move(parsed));
     it = cache.formats.emplace(std::string(format), std::move(parsed)).first;
   }
-  slot = {format.data(), format.size(), it->second.get()};
+  slot.format = it->second.get();
   return FormatHandle(slot.format, nullptr);
 }
 
