@@ -34,8 +34,8 @@ typedef char ViChar;
 typedef const ViChar* ViConstString;
 typedef ViChar* ViRsrc;
 typedef ViUInt32 ViAttr;
-#define VI_TRUE ((ViBoolean)1)
-#define VI_FALSE ((ViBoolean)0)
+#define VI_TRUE (1)
+#define VI_FALSE (0)
 #define VI_NULL 0
 #define VI_SUCCESS 0
 #endif
@@ -45,12 +45,12 @@ extern "C" {
 #endif
 
 /* ---- Status codes ------------------------------------------------------------------------- */
-/* Errors are 0xBFFA0000 + offset. They are built from a signed base so that they compare
- * equal to a ViStatus without sign conversion. */
-#define VEQDX_STATUS_ERROR_BASE_ ((ViStatus)(-2147483647L - 1L + 0x3FFA0000L)) /* 0xBFFA0000 */
-#define VEQDX_STATUS_ERROR_(offset) ((ViStatus)(VEQDX_STATUS_ERROR_BASE_ + (offset)))
+/* Errors are 0xBFFA0000 + offset, written as plain signed int constants: they compare equal
+ * to a ViStatus without sign conversion and can be used in #if as well as in case labels. */
+#define VEQDX_STATUS_ERROR_BASE_ (-1074135040) /* 0xBFFA0000 */
+#define VEQDX_STATUS_ERROR_(offset) (VEQDX_STATUS_ERROR_BASE_ + (offset))
 
-#define VEQDX_SUCCESS ((ViStatus)0)
+#define VEQDX_SUCCESS (0)
 
 /* Errors converted from the driver's object layer (IVI class-compliant conditions). */
 #define VEQDX_ERROR_CANNOT_RECOVER VEQDX_STATUS_ERROR_(0x0000)             /* 0xBFFA0000 */
@@ -106,13 +106,13 @@ extern "C" {
 #define VEQDX_ERROR_INVALID_SUB_REGISTER VEQDX_STATUS_ERROR_(0x4218)       /* 0xBFFA4218 */
 
 /* Warnings: the call did its work but something could not be done. */
-#define VEQDX_WARN_NSUP_ID_QUERY ((ViStatus)0x3FFA0065L)
-#define VEQDX_WARN_NSUP_RESET ((ViStatus)0x3FFA0066L)
-#define VEQDX_WARN_NSUP_SELF_TEST ((ViStatus)0x3FFA0067L)
-#define VEQDX_WARN_NSUP_ERROR_QUERY ((ViStatus)0x3FFA0068L)
-#define VEQDX_WARN_NSUP_REV_QUERY ((ViStatus)0x3FFA0069L)
+#define VEQDX_WARN_NSUP_ID_QUERY (0x3FFA0065)
+#define VEQDX_WARN_NSUP_RESET (0x3FFA0066)
+#define VEQDX_WARN_NSUP_SELF_TEST (0x3FFA0067)
+#define VEQDX_WARN_NSUP_ERROR_QUERY (0x3FFA0068)
+#define VEQDX_WARN_NSUP_REV_QUERY (0x3FFA0069)
 /* veqdx_error_message: the status has no message. */
-#define VEQDX_WARN_UNKNOWN_STATUS ((ViStatus)0x3FFF0085L)
+#define VEQDX_WARN_UNKNOWN_STATUS (0x3FFF0085)
 
 /* The same codes under the names of the IVI shared components, for code written against them.
  * Each is skipped when an IVI header already defined it. */

@@ -32,7 +32,7 @@ bool IsName(std::string_view s) {
   return true;
 }
 
-// A range end: prefix run then a decimal number. `number` is left out of range (-1) when the
+// A range end: a run of letters (underscores, "!") then a decimal number. `number` is left out of range (-1) when the
 // digits do not fit an int, which makes the range unusable rather than badly formed.
 struct RangeEnd {
   std::string_view prefix;
@@ -42,7 +42,7 @@ struct RangeEnd {
 bool SplitRangeEnd(std::string_view s, RangeEnd* end) {
   std::size_t digitsAt = 0;
   while (digitsAt < s.size() && IsPrefixChar(s[digitsAt])) ++digitsAt;
-  if (digitsAt == s.size()) return false;  // no number
+  if (digitsAt == 0 || digitsAt == s.size()) return false;  // no prefix run, or no number
   std::int64_t value = 0;
   for (std::size_t i = digitsAt; i < s.size(); ++i) {
     if (!IsDigit(s[i])) return false;
@@ -69,40 +69,30 @@ SelectorResult ParseSelector(std::string_view selector) {
   if (selector.find(':') != std::string_view::npos) {
     return Fail(SelectorError::InvalidLevels, kInvalidLevels);
   }
-  std::size_t start = 0;
-  while (start <= selector.size()) {
-    std::size_t comma = selector.find(',', start);
-    if (comma == std::string_view::npos) comma = selector.size();
-    std::string_view part = Trim(selector.substr(start, comma - start));
-    start = comma + 1;
-
-    std::size_t hyphen = part.find('-');
-    if (hyphen == std::string_view::npos) {
-      if (!IsName(part)) return Fail(SelectorError::BadlyFormed, kBadlyFormed);
-      if (result.names.size() >= kMaxSelectorNames) {
-        return Fail(SelectorError::InvalidRange, kInvalidRange);
-      }
-      result.names.emplace_back(part);
-      continue;
-    }
-    std::string_view first = Trim(part.substr(0, hyphen));
-    std::string_view last = Trim(part.substr(hyphen + 1));
-    RangeEnd from, to;
-    if (!IsName(first) || !IsName(last) || !SplitRangeEnd(first, &from) ||
-        !SplitRangeEnd(last, &to)) {
-      return Fail(SelectorError::BadlyFormed, kBadlyFormed);
-    }
-    if (from.prefix != to.prefix || from.number < 0 || to.number < 0 || from.number > to.number ||
-        static_cast<std::size_t>(to.number - from.number) >=
-            kMaxSelectorNames - result.names.size()) {
-      return Fail(SelectorError::InvalidRange, kInvalidRange);
-    }
-    std::string prefix(from.prefix);
-    for (std::int64_t n = from.number; n <= to.number; ++n) {
-      char number[16];
-      std::snprintf(number, sizeof number, "%d", static_cast<int>(n));
-      result.names.push_back(prefix + number);
-    }
+  // One name, or one range of two names joined by a hyphen; nothing else (no lists).
+  const std::string_view part = Trim(selector);
+  const std::size_t hyphen = part.find('-');
+  if (hyphen == std::string_view::npos) {
+    if (!IsName(part)) return Fail(SelectorError::BadlyFormed, kBadlyFormed);
+    result.names.emplace_back(part);
+    return result;
+  }
+  const std::string_view first = Trim(part.substr(0, hyphen));
+  const std::string_view last = Trim(part.substr(hyphen + 1));
+  RangeEnd from, to;
+  if (!IsName(first) || !IsName(last) || !SplitRangeEnd(first, &from) ||
+      !SplitRangeEnd(last, &to)) {
+    return Fail(SelectorError::BadlyFormed, kBadlyFormed);
+  }
+  if (from.prefix != to.prefix || from.number < 0 || to.number < 0 || from.number > to.number ||
+      static_cast<std::size_t>(to.number - from.number) >= kMaxSelectorNames) {
+    return Fail(SelectorError::InvalidRange, kInvalidRange);
+  }
+  const std::string prefix(from.prefix);
+  for (std::int64_t n = from.number; n <= to.number; ++n) {
+    char number[16];
+    std::snprintf(number, sizeof number, "%d", static_cast<int>(n));
+    result.names.push_back(prefix + number);
   }
   return result;
 }

@@ -1,4 +1,4 @@
-// Output selectors of the C interface ("Output1", "Output1-Output3", "Output1, Output4").
+// Output selectors of the C interface ("Output1", "Output1-Output3").
 // Parsing only: whether a name is an output of the session is the caller's question, and so is
 // an empty or null selector (it names the only output of a single-output session).
 #pragma once
@@ -28,11 +28,11 @@ struct SelectorResult {
 // A selector expands to at most this many names, so a hostile range cannot exhaust memory.
 constexpr std::size_t kMaxSelectorNames = 1024;
 
-// Grammar: a comma-separated list of parts, blanks and tabs allowed around every part and
-// around range ends. A part is a name of letters, digits, '_' and '!', or a range "A-B" whose
-// ends are a run of letters, '_' or '!' (possibly empty) followed by a decimal number; the two
-// runs must be equal and the first number not above the second; the range expands to
-// "%s%d" for each number in order.
+// Grammar: one name of letters, digits, '_' and '!', or one range "A-B" whose ends are a
+// non-empty run of letters, '_' or '!' followed by a decimal number; blanks and tabs are
+// allowed around the selector and around range ends. The two runs must be equal and the first
+// number not above the second; the range expands to "%s%d" for each number in order. Anything
+// else (a list, a stray character) is badly formed.
 SelectorResult ParseSelector(std::string_view selector);
 
 // The status that goes with a selector error (VI_SUCCESS for None).

@@ -130,7 +130,7 @@ void SetSessionLockTimeout(std::chrono::milliseconds timeout) {
 
 // ---- Explicit session lock ------------------------------------------------------------------
 ViStatus LockSession(SessionEntry& entry, ViBoolean* callerHasLock) {
-  if (callerHasLock != nullptr && *callerHasLock != VI_FALSE) return VI_SUCCESS;
+  if (callerHasLock != nullptr && *callerHasLock == VI_TRUE) return VI_SUCCESS;
   if (!entry.lock().LockFor(SessionLockTimeout())) {
     entry.RecordError(VEQDX_ERROR_OPERATION_PENDING,
                       "The session is locked by another thread.");

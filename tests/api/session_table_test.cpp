@@ -1,14 +1,20 @@
-// Session handles, per-session errors and the explicit session lock.
+// Session handles, per-session errors, the explicit session lock and the per-call session
+// guard, at the session table. What the C functions make of them (stale, forged and null
+// handles, veqdx_GetError, the thread's record, lock nesting and waiting) is shown through
+// libveqdx.so in tests/capi.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <cstdint>
+#include <memory>
 #include <thread>
 #include <unordered_set>
 #include <vector>
 
+#include "api/flat_common.h"
 #include "api/session_table.h"
+#include "core/error_reporter.h"
+#include "veqdx.h"
 
 namespace veqdx::api {
 namespace {
@@ -44,22 +50,6 @@ TEST(SessionTable, HandlesAreUniqueNonNullAndNeverReused) {
   }
 }
 
-TEST(SessionTable, StaleAndForgedHandlesAreRejected) {
-  SessionTable table;
-  ViSession kept = table.Add(std::make_shared<int>(1));
-  ViSession closed = table.Add(std::make_shared<int>(2));
-  ASSERT_NE(table.Remove(closed), nullptr);
-  EXPECT_EQ(table.Find(closed), nullptr);
-  EXPECT_EQ(table.Remove(closed), nullptr);  // a second close finds nothing
-  EXPECT_EQ(table.Find(VI_NULL), nullptr);
-  EXPECT_EQ(table.Find(static_cast<ViSession>(closed + 1)), nullptr);  // not issued yet
-  EXPECT_EQ(table.Find(static_cast<ViSession>(kept ^ 0x80000000u)), nullptr);
-  auto entry = table.Find(kept);
-  ASSERT_NE(entry, nullptr);
-  EXPECT_EQ(entry->handle(), kept);
-  EXPECT_EQ(*entry->Driver<int>(), 1);
-}
-
 TEST(SessionTable, RemovedEntryLivesWhileACallUsesIt) {
   SessionTable table;
   auto driver = std::make_shared<int>(42);
@@ -82,65 +72,15 @@ TEST(SessionTable, ErrorsAreRecordedPerSession) {
   EXPECT_EQ(a->Error().description, "VelmoraQdx: I/O timeout error: read.");
   EXPECT_EQ(b->Error().code, VI_SUCCESS);
   EXPECT_EQ(b->Error().description, "");
-  a->RecordError(VEQDX_WARN_NSUP_RESET, "later");  // the next record replaces the last
-  EXPECT_EQ(a->Error().code, VEQDX_WARN_NSUP_RESET);
-  a->ClearError();
-  EXPECT_EQ(a->Error().code, VI_SUCCESS);
-  EXPECT_EQ(a->Error().description, "");
 }
 
-TEST(SessionTable, ThreadErrorBelongsToTheCallingThread) {
-  ClearThreadError();
-  RecordThreadError(VEQDX_ERROR_INVALID_SESSION_HANDLE, "here");
-  ErrorInfo other;
-  std::thread([&] { other = ThreadError(); }).join();
-  EXPECT_EQ(other.code, VI_SUCCESS);
-  EXPECT_EQ(ThreadError().code, VEQDX_ERROR_INVALID_SESSION_HANDLE);
-  EXPECT_EQ(ThreadError().description, "here");
-  ClearThreadError();
-  EXPECT_EQ(ThreadError().code, VI_SUCCESS);
-}
-
-// Whether another thread could take the lock right now (it gives it back at once).
-bool OtherThreadCanLock(SessionEntry& entry) {
-  bool got = false;
-  std::thread([&] {
-    got = entry.lock().LockFor(0ms);
-    if (got) entry.lock().Unlock();
-  }).join();
-  return got;
-}
-
-TEST(SessionLockRules, CallerHasLockMakesLockAndUnlockIdempotent) {
-  SessionEntry entry(1, nullptr);
-  ViBoolean has = VI_FALSE;
-  ASSERT_EQ(LockSession(entry, &has), VI_SUCCESS);
-  EXPECT_EQ(has, VI_TRUE);
-  ASSERT_EQ(LockSession(entry, &has), VI_SUCCESS);  // already true: nothing taken
-  EXPECT_FALSE(OtherThreadCanLock(entry));
-  ASSERT_EQ(UnlockSession(entry, &has), VI_SUCCESS);
-  EXPECT_EQ(has, VI_FALSE);
-  EXPECT_TRUE(OtherThreadCanLock(entry));  // one unlock was enough
-  ASSERT_EQ(UnlockSession(entry, &has), VI_SUCCESS);  // already false: nothing released
-  EXPECT_EQ(entry.Error().code, VI_SUCCESS);
-}
-
-TEST(SessionLockRules, NullFlagNestsAndMustBeBalanced) {
-  SessionEntry entry(1, nullptr);
-  ASSERT_EQ(LockSession(entry, nullptr), VI_SUCCESS);
-  ASSERT_EQ(LockSession(entry, nullptr), VI_SUCCESS);
-  ASSERT_EQ(UnlockSession(entry, nullptr), VI_SUCCESS);
-  EXPECT_FALSE(OtherThreadCanLock(entry));
-  ASSERT_EQ(UnlockSession(entry, nullptr), VI_SUCCESS);
-  EXPECT_TRUE(OtherThreadCanLock(entry));
-}
-
-TEST(SessionLockRules, UnlockWithoutHoldingFailsAndIsRecorded) {
+TEST(SessionLock, UnlockWithoutHoldingFailsAndIsRecorded) {
   SessionEntry entry(1, nullptr);
   ViBoolean has = VI_TRUE;  // the caller claims a lock it does not have
   EXPECT_EQ(UnlockSession(entry, &has), VEQDX_ERROR_CANNOT_RECOVER);
   EXPECT_EQ(has, VI_TRUE);
   EXPECT_EQ(entry.Error().code, VEQDX_ERROR_CANNOT_RECOVER);
+  EXPECT_EQ(entry.Error().description, "The session is not locked by the calling thread.");
   // Held by another thread: still not ours to release.
   ASSERT_TRUE(entry.lock().LockFor(0ms));
   std::thread([&] { EXPECT_EQ(UnlockSession(entry, nullptr), VEQDX_ERROR_CANNOT_RECOVER); })
@@ -148,39 +88,41 @@ TEST(SessionLockRules, UnlockWithoutHoldingFailsAndIsRecorded) {
   EXPECT_TRUE(entry.lock().Unlock());
 }
 
-TEST(SessionLockRules, OtherThreadsWaitAndGiveUpAfterTheTimeout) {
+// While one thread holds the lock its own calls go through; another thread's LockSession and
+// its per-call guard give up after the timeout, each recording "operation pending".
+TEST(SessionLock, OtherThreadsGiveUpAfterTheTimeout) {
   LockTimeoutOverride shortWait(50ms);
-  SessionEntry entry(1, nullptr);
+  const ViSession vi = Sessions().Add(std::make_shared<int>(7));
+  const std::shared_ptr<SessionEntry> entry = Sessions().Find(vi);
   ViBoolean has = VI_FALSE;
-  ASSERT_EQ(LockSession(entry, &has), VI_SUCCESS);
-  ViStatus otherStatus = VI_SUCCESS;
+  ASSERT_EQ(LockSession(*entry, &has), VI_SUCCESS);
+  EXPECT_EQ(SessionCall(vi).status(), VI_SUCCESS);
+
+  ViStatus lockStatus = VI_SUCCESS;
+  ViStatus lockRecord = VI_SUCCESS;
+  ViStatus callStatus = VI_SUCCESS;
   ViBoolean otherHas = VI_FALSE;
-  std::thread([&] { otherStatus = LockSession(entry, &otherHas); }).join();
-  EXPECT_EQ(otherStatus, VEQDX_ERROR_OPERATION_PENDING);
+  std::thread([&] {
+    lockStatus = LockSession(*entry, &otherHas);
+    lockRecord = entry->Error().code;
+    entry->ClearError();
+    callStatus = SessionCall(vi).status();
+  }).join();
+  EXPECT_EQ(lockStatus, VEQDX_ERROR_OPERATION_PENDING);
   EXPECT_EQ(otherHas, VI_FALSE);
-  EXPECT_EQ(entry.Error().code, VEQDX_ERROR_OPERATION_PENDING);
-  ASSERT_EQ(UnlockSession(entry, &has), VI_SUCCESS);
+  EXPECT_EQ(lockRecord, VEQDX_ERROR_OPERATION_PENDING);
+  EXPECT_EQ(callStatus, VEQDX_ERROR_OPERATION_PENDING);
+  EXPECT_EQ(entry->Error().code, VEQDX_ERROR_OPERATION_PENDING);
+  EXPECT_EQ(entry->Error().description, "The session is locked by another thread.");
+
+  ASSERT_EQ(UnlockSession(*entry, &has), VI_SUCCESS);
+  EXPECT_EQ(has, VI_FALSE);
+  std::thread([&] { callStatus = SessionCall(vi).status(); }).join();
+  EXPECT_EQ(callStatus, VI_SUCCESS);
+  Sessions().Remove(vi);
 }
 
-TEST(SessionLockRules, WaiterProceedsOnceTheHolderUnlocks) {
-  LockTimeoutOverride longWait(10s);
-  SessionEntry entry(1, nullptr);
-  ASSERT_EQ(LockSession(entry, nullptr), VI_SUCCESS);
-  std::atomic<bool> waiting{false};
-  ViStatus otherStatus = -1;
-  std::thread other([&] {
-    waiting = true;
-    otherStatus = LockSession(entry, nullptr);
-    if (otherStatus == VI_SUCCESS) UnlockSession(entry, nullptr);
-  });
-  while (!waiting) std::this_thread::yield();
-  std::this_thread::sleep_for(20ms);
-  EXPECT_EQ(UnlockSession(entry, nullptr), VI_SUCCESS);
-  other.join();
-  EXPECT_EQ(otherStatus, VI_SUCCESS);
-}
-
-TEST(SessionLockRules, EightThreadsOnTwoSessionsStayMutuallyExclusive) {
+TEST(SessionLock, EightThreadsOnTwoSessionsStayMutuallyExclusive) {
   LockTimeoutOverride bounded(10s);  // a lost wake-up fails the test instead of hanging it
   SessionTable table;
   const ViSession handles[2] = {table.Add(std::make_shared<int>(0)),
@@ -216,6 +158,38 @@ TEST(SessionLockRules, EightThreadsOnTwoSessionsStayMutuallyExclusive) {
   EXPECT_EQ(failures.load(), 0);
   EXPECT_EQ(counters[0] + counters[1], 8L * kIterations);
   EXPECT_EQ(counters[0], 4L * kIterations);
+}
+
+// Finish converts the object layer's result and records its description on the session:
+// mapped errors, an unmapped failure as "cannot recover", warnings; success records nothing.
+TEST(SessionCall, FinishConvertsAndRecordsTheObjectLayerDescription) {
+  const ViSession vi = Sessions().Add(std::make_shared<int>(7));
+  const std::shared_ptr<SessionEntry> entry = Sessions().Find(vi);
+  {
+    SessionCall call(vi);
+    ASSERT_EQ(call.status(), VI_SUCCESS);
+    const struct {
+      HRESULT hr;
+      const char* description;
+      ViStatus status;
+    } rows[] = {
+        {MakeHr(0x80047020u), "VelmoraQdx: Unknown channel name.\r\nOutput9",
+         VEQDX_ERROR_UNKNOWN_CHANNEL_NAME},
+        {E_INVALIDARG, "bad argument", VEQDX_ERROR_CANNOT_RECOVER},
+        {MakeHr(0x00047066u), "VelmoraQdx: Reset is not supported by this instrument.",
+         VEQDX_WARN_NSUP_RESET},
+    };
+    for (const auto& row : rows) {
+      ThreadErrorRecord().description = row.description;
+      EXPECT_EQ(call.Finish(row.hr), row.status) << row.description;
+      EXPECT_EQ(entry->Error().code, row.status) << row.description;
+      EXPECT_EQ(entry->Error().description, row.description);
+    }
+    EXPECT_EQ(call.Finish(S_OK), VI_SUCCESS);  // success leaves the last record alone
+    EXPECT_EQ(entry->Error().code, VEQDX_WARN_NSUP_RESET);
+  }
+  ClearThreadErrorRecord();
+  Sessions().Remove(vi);
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 // Sessions, errors and utility functions through libveqdx.so: init and close, the
-// session-less error of a failed init, the message map, null out pointers, fixed and
-// variable-size string outputs, and the explicit session lock.
+// session-less error of a failed init, bad handles, the message map, null out pointers, fixed
+// and variable-size string outputs, and the explicit session lock.
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -23,115 +24,155 @@ TEST(Session, NullOutPointerCreatesNothingAndRecordsNothing) {
   EXPECT_EQ(LastError(VI_NULL).code, VI_SUCCESS);
 }
 
-struct FailedInit {
-  const char* options;
-  ViStatus status;
-  const char* description;
-};
-
-class FailedInitTest : public testing::TestWithParam<FailedInit> {};
-
-TEST_P(FailedInitTest, LeavesHandleZeroAndRecordsForTheThread) {
-  const FailedInit& c = GetParam();
-  veqdx_ClearError(VI_NULL);
-  ViSession vi = 0x1234;
-  EXPECT_EQ(veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, c.options, &vi), c.status);
-  EXPECT_EQ(vi, static_cast<ViSession>(VI_NULL));
-  const Recorded e = LastError(VI_NULL);
-  EXPECT_EQ(e.code, c.status);
-  EXPECT_EQ(e.text, c.description);
-  // Reading does not clear; the record is this thread's only.
-  EXPECT_EQ(LastError(VI_NULL).code, c.status);
-  Recorded other;
-  std::thread([&] { other = LastError(VI_NULL); }).join();
-  EXPECT_EQ(other.code, VI_SUCCESS);
+// A failed init leaves the handle VI_NULL and records the error for the calling thread only;
+// reading the record does not clear it.
+TEST(Session, FailedInitRecordsForTheThread) {
+  struct FailedInit {
+    const char* name;
+    void (*fault)(Sim&);  // nullptr: no emulator, `resource` is used
+    const char* resource;
+    const char* options;  // nullptr: veqdx_init
+    ViBoolean reset;
+    ViStatus status;
+    std::string text;
+    bool prefixOnly;
+  };
+  const FailedInit cases[] = {
+      {"unknown option value", nullptr, kSimResource, "Simulate=yes", VI_FALSE,
+       VEQDX_ERROR_BAD_OPTION_VALUE, "VelmoraQdx: The yes value in the option string is unknown.",
+       false},
+      {"interchange check", nullptr, kSimResource, "Simulate=true, InterchangeCheck=true",
+       VI_FALSE, VEQDX_ERROR_BAD_OPTION_VALUE,
+       "VelmoraQdx: The True value in the option string is unknown.\r\n"
+       "Interchange checking is not supported by the driver.",
+       false},
+      {"closed port", nullptr, "TCPIP::127.0.0.1::1::SOCKET", nullptr, VI_FALSE,
+       VEQDX_ERROR_IO_GENERAL, "VelmoraQdx: I/O error: ", true},
+      {"unknown model", [](Sim& s) { s.Garbage("*IDN?", "Velmora,XYZ123,SIM0001,1.00"); },
+       nullptr, nullptr, VI_FALSE, VEQDX_ERROR_ID_QUERY_FAILED,
+       "VelmoraQdx: Instrument ID query failed.\r\nUnrecognized model: XYZ123.", false},
+      {"reset unanswered", [](Sim& s) { s.Silent("*RST"); }, nullptr, nullptr, VI_TRUE,
+       VEQDX_ERROR_RESET_FAILED, "VelmoraQdx: Instrument reset failed.", false},
+  };
+  for (const FailedInit& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::unique_ptr<Sim> sim;
+    std::string resource = c.resource ? c.resource : "";
+    if (c.fault != nullptr) {
+      sim = std::make_unique<Sim>();
+      ASSERT_TRUE(sim->started()) << sim->error();
+      c.fault(*sim);
+      resource = sim->Resource();
+    }
+    veqdx_ClearError(VI_NULL);
+    ViSession vi = 0x1234;
+    const ViStatus status =
+        c.options ? veqdx_InitWithOptions(resource.c_str(), VI_TRUE, c.reset, c.options, &vi)
+                  : veqdx_init(resource.c_str(), VI_TRUE, c.reset, &vi);
+    EXPECT_EQ(status, c.status);
+    EXPECT_EQ(vi, static_cast<ViSession>(VI_NULL));
+    const Recorded e = LastError(VI_NULL);
+    EXPECT_EQ(e.code, c.status);
+    EXPECT_EQ(c.prefixOnly ? e.text.substr(0, c.text.size()) : e.text, c.text) << e.text;
+    EXPECT_EQ(LastError(VI_NULL).code, c.status);
+    Recorded other;
+    std::thread([&] { other = LastError(VI_NULL); }).join();
+    EXPECT_EQ(other.code, VI_SUCCESS);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Options, FailedInitTest,
-    testing::Values(
-        FailedInit{"Simulate=yes", VEQDX_ERROR_BAD_OPTION_VALUE,
-                   "VelmoraQdx: The yes value in the option string is unknown."},
-        FailedInit{"Simulate=true, InterchangeCheck=true", VEQDX_ERROR_BAD_OPTION_VALUE,
-                   "VelmoraQdx: The True value in the option string is unknown.\r\n"
-                   "Interchange checking is not supported by the driver."}));
-
-TEST(Session, InitOnAClosedPortFailsWithTheIoError) {
-  ViSession vi = 77;
-  const ViStatus status = veqdx_init("TCPIP::127.0.0.1::1::SOCKET", VI_FALSE, VI_FALSE, &vi);
-  EXPECT_EQ(status, VEQDX_ERROR_IO_GENERAL);
-  EXPECT_EQ(vi, static_cast<ViSession>(VI_NULL));
-  EXPECT_EQ(LastError(VI_NULL).text.rfind("VelmoraQdx: I/O error: ", 0), 0u)
-      << LastError(VI_NULL).text;
-}
-
-TEST(Session, CloseMakesTheHandleStale) {
-  ViSession vi = VI_NULL;
-  ASSERT_EQ(veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", &vi),
+// A closed, a not yet issued, a forged and a null handle: every function refuses them and
+// records the refusal for the calling thread; handles are not reused.
+TEST(Session, BadHandlesAreRefusedAndRecordedForTheThread) {
+  ViSession closed = VI_NULL;
+  ASSERT_EQ(veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", &closed),
             VI_SUCCESS);
-  ASSERT_NE(vi, static_cast<ViSession>(VI_NULL));
-  EXPECT_EQ(LastError(vi).code, VI_SUCCESS);
-  ASSERT_EQ(veqdx_close(vi), VI_SUCCESS);
+  ASSERT_NE(closed, static_cast<ViSession>(VI_NULL));
+  EXPECT_EQ(LastError(closed).code, VI_SUCCESS);
+  ASSERT_EQ(veqdx_close(closed), VI_SUCCESS);
 
-  veqdx_ClearError(VI_NULL);
-  EXPECT_EQ(veqdx_reset(vi), VEQDX_ERROR_INVALID_SESSION_HANDLE);
-  EXPECT_EQ(veqdx_ConfigureVoltageLevel(vi, "", 1.0), VEQDX_ERROR_INVALID_SESSION_HANDLE);
-  EXPECT_EQ(veqdx_close(vi), VEQDX_ERROR_INVALID_SESSION_HANDLE);
-  const Recorded e = LastError(VI_NULL);
-  EXPECT_EQ(e.code, VEQDX_ERROR_INVALID_SESSION_HANDLE);
-  EXPECT_EQ(e.text, "The session handle is not valid.");
+  ViSession live = VI_NULL;
+  ASSERT_EQ(veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", &live),
+            VI_SUCCESS);
+  EXPECT_NE(live, closed);
 
-  // veqdx_init is InitWithOptions without options: a real resource is needed then.
-  Sim sim;
-  ASSERT_TRUE(sim.started()) << sim.error();
-  ViSession second = VI_NULL;
-  ASSERT_EQ(veqdx_init(sim.Resource().c_str(), VI_TRUE, VI_FALSE, &second), VI_SUCCESS)
-      << LastError(VI_NULL).text;
-  EXPECT_NE(second, vi);  // handles are not reused
-  EXPECT_EQ(veqdx_close(second), VI_SUCCESS);
+  ViBoolean has = VI_FALSE;
+  ViStatus code = 0;
+  char text[256];
+  const std::pair<const char*, std::function<ViStatus(ViSession)>> calls[] = {
+      {"reset", veqdx_reset},
+      {"ConfigureVoltageLevel", [](ViSession s) { return veqdx_ConfigureVoltageLevel(s, "", 1); }},
+      {"close", veqdx_close},
+      {"LockSession", [&](ViSession s) { return veqdx_LockSession(s, &has); }},
+      {"UnlockSession", [&](ViSession s) { return veqdx_UnlockSession(s, &has); }},
+      {"ClearError", veqdx_ClearError},  // VI_NULL: the thread's record, skipped below
+      {"GetError", [&](ViSession s) { return veqdx_GetError(s, &code, sizeof text, text); }},
+  };
+  const ViSession notIssued = live + 1;
+  const ViSession forged = live ^ 0x5A5A0000u;
+  for (ViSession bad : {closed, notIssued, forged, static_cast<ViSession>(VI_NULL)}) {
+    for (const auto& [name, call] : calls) {
+      const bool threadRecord = std::strcmp(name, "ClearError") == 0 ||
+                                std::strcmp(name, "GetError") == 0;
+      if (bad == VI_NULL && threadRecord) continue;
+      SCOPED_TRACE(testing::Message() << name << " on " << std::hex << bad);
+      veqdx_ClearError(VI_NULL);
+      EXPECT_EQ(call(bad), VEQDX_ERROR_INVALID_SESSION_HANDLE);
+      EXPECT_EQ(has, VI_FALSE);
+      const Recorded e = LastError(VI_NULL);
+      EXPECT_EQ(e.code, VEQDX_ERROR_INVALID_SESSION_HANDLE);
+      EXPECT_EQ(e.text, "The session handle is not valid.");
+    }
+  }
+  EXPECT_EQ(LastError(live).code, VI_SUCCESS);  // the open session saw none of it
+  EXPECT_EQ(veqdx_ClearError(VI_NULL), VI_SUCCESS);
+  code = 1;
+  EXPECT_EQ(veqdx_GetError(VI_NULL, &code, 0, nullptr), 1);
+  EXPECT_EQ(code, VI_SUCCESS);  // cleared; size 0 still gives the code
+  EXPECT_EQ(veqdx_close(live), VI_SUCCESS);
 }
 
-TEST(Session, IdQueryRefusesAnUnknownModel) {
-  Sim sim;
-  ASSERT_TRUE(sim.started()) << sim.error();
-  sim.Garbage("*IDN?", "Velmora,XYZ123,SIM0001,1.00");
-  ViSession vi = 5;
-  EXPECT_EQ(veqdx_init(sim.Resource().c_str(), VI_TRUE, VI_FALSE, &vi),
-            VEQDX_ERROR_ID_QUERY_FAILED);
-  EXPECT_EQ(vi, static_cast<ViSession>(VI_NULL));
-  EXPECT_EQ(LastError(VI_NULL).text,
-            "VelmoraQdx: Instrument ID query failed.\r\nUnrecognized model: XYZ123.");
-}
+// veqdx_GetError: the size needed, a cut copy, nothing cleared by reading, argument errors
+// that leave the record alone.
+TEST_F(SimulatedSession, GetErrorFollowsTheBufferRules) {
+  ViStatus code = 12345;
+  char text[64] = "junk";
+  EXPECT_EQ(veqdx_GetError(vi, &code, sizeof text, text), VI_SUCCESS);
+  EXPECT_EQ(code, VI_SUCCESS);
+  EXPECT_STREQ(text, "");
+  EXPECT_EQ(veqdx_GetError(vi, nullptr, 0, nullptr), 1);
 
-TEST(Session, ResetThatGetsNoAnswerFailsTheInit) {
-  Sim sim;
-  ASSERT_TRUE(sim.started()) << sim.error();
-  sim.Silent("*RST");
-  ViSession vi = 5;
-  EXPECT_EQ(veqdx_init(sim.Resource().c_str(), VI_TRUE, VI_TRUE, &vi), VEQDX_ERROR_RESET_FAILED);
-  EXPECT_EQ(vi, static_cast<ViSession>(VI_NULL));
-  EXPECT_EQ(LastError(VI_NULL).text, "VelmoraQdx: Instrument reset failed.");
+  EXPECT_EQ(veqdx_ConfigureVoltageLevel(vi, "Output9", 1), VEQDX_ERROR_UNKNOWN_CHANNEL_NAME);
+  const std::string description = "VelmoraQdx: Unknown channel name.\r\nOutput9";
+  const auto needed = static_cast<ViStatus>(description.size() + 1);
+  EXPECT_EQ(veqdx_GetError(vi, nullptr, 0, nullptr), needed);
+  char small[11];
+  EXPECT_EQ(veqdx_GetError(vi, &code, sizeof small, small), needed);
+  EXPECT_STREQ(small, "VelmoraQdx");
+  EXPECT_EQ(code, VEQDX_ERROR_UNKNOWN_CHANNEL_NAME);
+  EXPECT_EQ(veqdx_GetError(vi, nullptr, -1, text), VEQDX_ERROR_INVALID_VALUE);
+  EXPECT_EQ(veqdx_GetError(vi, nullptr, sizeof text, text), VEQDX_ERROR_NULL_POINTER);
+  for (int twice = 0; twice < 2; ++twice) {
+    code = 0;
+    EXPECT_EQ(veqdx_GetError(vi, &code, sizeof text, text), VI_SUCCESS);
+    EXPECT_EQ(text, description);
+    EXPECT_EQ(code, VEQDX_ERROR_UNKNOWN_CHANNEL_NAME);
+  }
+  EXPECT_EQ(veqdx_ClearError(vi), VI_SUCCESS);
+  EXPECT_EQ(veqdx_GetError(vi, &code, sizeof text, text), VI_SUCCESS);
+  EXPECT_EQ(code, VI_SUCCESS);
+  EXPECT_STREQ(text, "");
 }
 
 // Every entry of the message map, whatever handle is passed.
-struct MessageCase {
-  ViUInt32 status;
-  const char* text;
-};
-
-const MessageCase kMessages[] = {
-    {0xBFFA4214u, "I/O error."},
-    {0xBFFA4215u, "I/O timeout error."},
+const std::pair<ViUInt32, const char*> kMessages[] = {
+    {0xBFFA4214u, "I/O error."}, {0xBFFA4215u, "I/O timeout error."},
     {0xBFFA4216u, "Instrument model does not support this feature."},
-    {0xBFFA4211u, "Personality is not active."},
-    {0xBFFA4213u, "Personality is not licensed."},
-    {0xBFFA4212u, "Personality is not installed."},
-    {0xBFFA0000u, "Failure cannot recover."},
+    {0xBFFA4211u, "Personality is not active."}, {0xBFFA4213u, "Personality is not licensed."},
+    {0xBFFA4212u, "Personality is not installed."}, {0xBFFA0000u, "Failure cannot recover."},
     {0xBFFA0001u, "Instrument error detected.  Use ErrorQuery() to determine the error(s)."},
-    {0xBFFA0002u, "Cannot open file."},
-    {0xBFFA0003u, "Error reading file."},
-    {0xBFFA0004u, "Error writing file."},
-    {0xBFFA000Bu, "The pathname is invalid."},
+    {0xBFFA0002u, "Cannot open file."}, {0xBFFA0003u, "Error reading file."},
+    {0xBFFA0004u, "Error writing file."}, {0xBFFA000Bu, "The pathname is invalid."},
     {0xBFFA0010u, "Invalid value (%1) for method %2, parameter %3."},
     {0xBFFA0011u, "Does not support this class-compliant feature: method %1"},
     {0xBFFA0012u, "Does not support this class-compliant feature: property %1."},
@@ -139,24 +180,18 @@ const MessageCase kMessages[] = {
      "Does not support this class-compliant feature:  (enumeration) value %1 passed as the value "
      "for parameter %2 in method %3."},
     {0xBFFA001Du, "A connection to the instrument has not been established."},
-    {0xBFFA0020u, "Unknown channel name."},
-    {0xBFFA0023u, "Too many files are open."},
+    {0xBFFA0020u, "Unknown channel name."}, {0xBFFA0023u, "Too many files are open."},
     {0xBFFA0044u, "A channel name is required."},
     {0xBFFA0049u, "The option string is missing an option name."},
     {0xBFFA004Au, "The option string is missing an option value."},
     {0xBFFA004Bu, "The %1 name in the option string is unknown."},
     {0xBFFA004Cu, "The %1 value in the option string is unknown."},
-    {0xBFFA0056u, "Could not allocate necessary memory."},
-    {0xBFFA0057u, "Operation in progress."},
+    {0xBFFA0056u, "Could not allocate necessary memory."}, {0xBFFA0057u, "Operation in progress."},
     {0xBFFA0058u, "Null pointer passed for method %1, parameter %2."},
-    {0xBFFA0059u, "Unexpected response from instrument."},
-    {0xBFFA005Bu, "File not found."},
-    {0xBFFA005Cu, "Invalid file format."},
-    {0xBFFA005Du, "The instrument status is not available."},
-    {0xBFFA005Eu, "Instrument ID query failed."},
-    {0xBFFA005Fu, "Instrument reset failed."},
-    {0xBFFA0060u, "Unknown resource."},
-    {0xBFFA0061u, "The driver is already initialized."},
+    {0xBFFA0059u, "Unexpected response from instrument."}, {0xBFFA005Bu, "File not found."},
+    {0xBFFA005Cu, "Invalid file format."}, {0xBFFA005Du, "The instrument status is not available."},
+    {0xBFFA005Eu, "Instrument ID query failed."}, {0xBFFA005Fu, "Instrument reset failed."},
+    {0xBFFA0060u, "Unknown resource."}, {0xBFFA0061u, "The driver is already initialized."},
     {0xBFFA0062u, "The simulation state cannot be changed."},
     {0xBFFA0063u,
      "The number of levels in the selector is not valid for the %1 repeated capability."},
@@ -166,8 +201,7 @@ const MessageCase kMessages[] = {
     {0xBFFA0067u, "Unknown physical repeated capability selector."},
     {0xBFFA1001u, "The trigger source is not set to software trigger."},
     {0xBFFA4217u, "The given Register type is invalid."},
-    {0xBFFA4218u, "The given Sub-Register type is invalid."},
-    {0x00000000u, "Success."},
+    {0xBFFA4218u, "The given Sub-Register type is invalid."}, {0x00000000u, "Success."},
     {0x3FFA0065u, "ID Query is not supported by this instrument."},
     {0x3FFA0066u, "Reset is not supported by this instrument."},
     {0x3FFA0067u, "Self test is not supported by this instrument."},
@@ -176,26 +210,41 @@ const MessageCase kMessages[] = {
     {0xBFFA1190u, "The session handle is not valid."},
 };
 
+// Codes without an entry: the warning and the code in eight hex digits.
+const ViUInt32 kUnknownStatuses[] = {
+    0xBFFA000Du, 0xBFFA0015u, 0x3FFF0085u, 0x00000001u, 0x00001234u,
+    0x80047000u,  // an object-layer code is not a ViStatus
+    0xFFFFFFFFu,
+};
+
 TEST_F(SimulatedSession, ErrorMessageAcceptsAnyHandle) {
   ViSession closed = VI_NULL;
   ASSERT_EQ(veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", &closed),
             VI_SUCCESS);
   ASSERT_EQ(veqdx_close(closed), VI_SUCCESS);
   for (ViSession handle : {static_cast<ViSession>(VI_NULL), vi, closed, 0xDEADBEEFu}) {
-    for (const MessageCase& m : kMessages) {
-      char text[256];
-      std::memset(text, 'x', sizeof text);
-      EXPECT_EQ(veqdx_error_message(handle, static_cast<ViStatus>(m.status), text), VI_SUCCESS)
-          << std::hex << m.status;
-      EXPECT_STREQ(text, m.text) << std::hex << m.status;
-    }
+    SCOPED_TRACE(testing::Message() << "handle " << handle);
     char text[256];
-    EXPECT_EQ(veqdx_error_message(handle, static_cast<ViStatus>(0xBFFA000Du), text),
-              VEQDX_WARN_UNKNOWN_STATUS);
-    EXPECT_STREQ(text, "Unknown status code 0xBFFA000D.");
+    for (const auto& [status, expected] : kMessages) {
+      std::memset(text, 'x', sizeof text);
+      EXPECT_EQ(veqdx_error_message(handle, static_cast<ViStatus>(status), text), VI_SUCCESS)
+          << std::hex << status;
+      EXPECT_STREQ(text, expected) << std::hex << status;
+    }
+    for (ViUInt32 status : kUnknownStatuses) {
+      char hex[16];
+      std::snprintf(hex, sizeof hex, "0x%08X", status);
+      EXPECT_EQ(veqdx_error_message(handle, static_cast<ViStatus>(status), text),
+                VEQDX_WARN_UNKNOWN_STATUS);
+      EXPECT_EQ(std::string(text), std::string("Unknown status code ") + hex + ".");
+    }
   }
+  EXPECT_EQ(LastError(vi).code, VI_SUCCESS);  // looking a status up records nothing
   EXPECT_EQ(veqdx_error_message(vi, 0, nullptr), VEQDX_ERROR_NULL_POINTER);
   EXPECT_EQ(LastError(vi).text, "Parameter ErrorMessage is VI_NULL.");
+  veqdx_ClearError(VI_NULL);
+  EXPECT_EQ(veqdx_error_message(VI_NULL, 0, nullptr), VEQDX_ERROR_NULL_POINTER);
+  EXPECT_EQ(LastError(VI_NULL).text, "Parameter ErrorMessage is VI_NULL.");
 }
 
 TEST_F(SimulatedSession, UtilityAnswersOfASimulatedSession) {
@@ -231,76 +280,75 @@ TEST_F(SimulatedSession, UtilityAnswersOfASimulatedSession) {
 }
 
 // Every null out pointer that has a documented description.
-struct NullCase {
-  const char* name;
-  std::function<ViStatus(ViSession)> call;
-  const char* parameter;
-};
-
 TEST_F(SimulatedSession, NullOutPointersNameTheParameter) {
   char text[256];
   ViInt16 result = 0;
   ViInt32 code = 0;
-  const NullCase cases[] = {
-      {"error_query", [&](ViSession s) { return veqdx_error_query(s, nullptr, text); },
-       "ErrorCode"},
-      {"self_test", [&](ViSession s) { return veqdx_self_test(s, nullptr, text); }, "TestResult"},
-      {"self_test message", [&](ViSession s) { return veqdx_self_test(s, &result, nullptr); },
-       "TestMessage"},
-      {"error_query message", [&](ViSession s) { return veqdx_error_query(s, &code, nullptr); },
-       "ErrorMessage"},
-      {"QueryMaxCurrentLimit",
-       [](ViSession s) { return veqdx_QueryMaxCurrentLimit(s, "", 1.0, nullptr); },
+  using Call = std::function<ViStatus(ViSession)>;
+  const std::pair<Call, const char*> cases[] = {
+      {[&](ViSession s) { return veqdx_error_query(s, nullptr, text); }, "ErrorCode"},
+      {[&](ViSession s) { return veqdx_self_test(s, nullptr, text); }, "TestResult"},
+      {[&](ViSession s) { return veqdx_self_test(s, &result, nullptr); }, "TestMessage"},
+      {[&](ViSession s) { return veqdx_error_query(s, &code, nullptr); }, "ErrorMessage"},
+      {[](ViSession s) { return veqdx_QueryMaxCurrentLimit(s, "", 1.0, nullptr); },
        "MaxCurrentLimit"},
-      {"QueryMaxVoltageLevel",
-       [](ViSession s) { return veqdx_QueryMaxVoltageLevel(s, "", 1.0, nullptr); },
+      {[](ViSession s) { return veqdx_QueryMaxVoltageLevel(s, "", 1.0, nullptr); },
        "MaxVoltageLevel"},
-      {"Measure", [](ViSession s) { return veqdx_Measure(s, "", 0, nullptr); }, "Measurement"},
-      {"QueryOutputState",
-       [](ViSession s) { return veqdx_QueryOutputState(s, "", 0, nullptr); }, "InState"},
-      {"GetAttributeViInt32",
-       [](ViSession s) { return veqdx_GetAttributeViInt32(s, "", 1250004, nullptr); },
+      {[](ViSession s) { return veqdx_Measure(s, "", 0, nullptr); }, "Measurement"},
+      {[](ViSession s) { return veqdx_QueryOutputState(s, "", 0, nullptr); }, "InState"},
+      {[](ViSession s) { return veqdx_GetAttributeViInt32(s, "", 1250004, nullptr); },
        "AttributeValue"},
-      {"GetAttributeViReal64",
-       [](ViSession s) { return veqdx_GetAttributeViReal64(s, "", 1250001, nullptr); },
+      {[](ViSession s) { return veqdx_GetAttributeViReal64(s, "", 1250001, nullptr); },
        "AttributeValue"},
-      {"GetAttributeViBoolean",
-       [](ViSession s) { return veqdx_GetAttributeViBoolean(s, "", 1250006, nullptr); },
+      {[](ViSession s) { return veqdx_GetAttributeViBoolean(s, "", 1250006, nullptr); },
        "AttributeValue"},
-      {"GetAttributeViSession",
-       [](ViSession s) { return veqdx_GetAttributeViSession(s, "", 1250006, nullptr); },
+      {[](ViSession s) { return veqdx_GetAttributeViSession(s, "", 1250006, nullptr); },
        "AttributeValue"},
-      {"GetAttributeViString",
-       [](ViSession s) { return veqdx_GetAttributeViString(s, "", 1050513, 10, nullptr); },
+      {[](ViSession s) { return veqdx_GetAttributeViString(s, "", 1050513, 10, nullptr); },
        "AttributeValue"},
   };
-  for (const NullCase& c : cases) {
+  int row = 0;
+  for (const auto& [call, parameter] : cases) {
+    SCOPED_TRACE(testing::Message() << "row " << row++ << ", " << parameter);
     veqdx_ClearError(vi);
-    EXPECT_EQ(c.call(vi), VEQDX_ERROR_NULL_POINTER) << c.name;
+    EXPECT_EQ(call(vi), VEQDX_ERROR_NULL_POINTER);
     const Recorded e = LastError(vi);
-    EXPECT_EQ(e.code, VEQDX_ERROR_NULL_POINTER) << c.name;
-    EXPECT_EQ(e.text, std::string("Parameter ") + c.parameter + " is VI_NULL.") << c.name;
+    EXPECT_EQ(e.code, VEQDX_ERROR_NULL_POINTER);
+    EXPECT_EQ(e.text, std::string("Parameter ") + parameter + " is VI_NULL.");
   }
 }
 
+// The buffer rules of every variable-size string output, on the output name "Output0": the
+// size needed when the buffer is too small (no error), at most size - 1 characters and a NUL,
+// nothing written past the NUL.
 TEST_F(SimulatedSession, OutputNamesFollowTheBufferRules) {
+  struct Size {
+    ViInt32 size;
+    ViStatus status;
+    const char* copied;  // nullptr: buffer untouched
+  };
+  const Size sizes[] = {{0, 8, nullptr},     {1, 8, ""},           {4, 8, "Out"},
+                        {7, 8, "Output"},    {8, VI_SUCCESS, "Output0"},
+                        {16, VI_SUCCESS, "Output0"}, {-1, VEQDX_ERROR_INVALID_VALUE, nullptr}};
   for (auto* fn : {veqdx_GetOutputName, veqdx_GetChannelName}) {
-    veqdx_ClearError(vi);
+    for (const Size& s : sizes) {
+      SCOPED_TRACE(testing::Message() << "size " << s.size);
+      veqdx_ClearError(vi);
+      char buffer[20];
+      std::memset(buffer, '#', sizeof buffer);
+      EXPECT_EQ(fn(vi, 1, s.size, buffer), s.status);
+      EXPECT_EQ(LastError(vi).code, s.status < 0 ? s.status : VI_SUCCESS);
+      if (s.copied == nullptr) {
+        EXPECT_EQ(buffer[0], '#');
+      } else {
+        EXPECT_STREQ(buffer, s.copied);
+        EXPECT_EQ(buffer[std::strlen(s.copied) + 1], '#');
+      }
+    }
     EXPECT_EQ(fn(vi, 1, 0, nullptr), 8);  // "Output0" and its NUL
-    char name[16];
-    EXPECT_EQ(fn(vi, 1, sizeof name, name), VI_SUCCESS);
-    EXPECT_STREQ(name, "Output0");
-    EXPECT_EQ(fn(vi, 1, 8, name), VI_SUCCESS);
-    EXPECT_STREQ(name, "Output0");
-    char small[4];
-    EXPECT_EQ(fn(vi, 1, sizeof small, small), 8);
-    EXPECT_STREQ(small, "Out");
-    EXPECT_EQ(LastError(vi).code, VI_SUCCESS);  // a short buffer is no error
-
-    EXPECT_EQ(fn(vi, 1, -1, name), VEQDX_ERROR_INVALID_VALUE);
-    EXPECT_EQ(LastError(vi).code, VEQDX_ERROR_INVALID_VALUE);
     EXPECT_EQ(fn(vi, 1, 5, nullptr), VEQDX_ERROR_NULL_POINTER);
     for (ViInt32 bad : {0, 2, -1}) {
+      char name[16];
       veqdx_ClearError(vi);
       EXPECT_EQ(fn(vi, bad, sizeof name, name), VEQDX_ERROR_INVALID_VALUE) << bad;
       EXPECT_EQ(LastError(vi).code, VEQDX_ERROR_INVALID_VALUE);
@@ -309,7 +357,7 @@ TEST_F(SimulatedSession, OutputNamesFollowTheBufferRules) {
 }
 
 TEST_F(SimulatedSession, SessionLockKeepsOtherThreadsWaiting) {
-  ViBoolean has = VI_FALSE;
+  ViBoolean has = 5;  // only VI_TRUE means "already held"
   ASSERT_EQ(veqdx_LockSession(vi, &has), VI_SUCCESS);
   EXPECT_EQ(has, VI_TRUE);
   EXPECT_EQ(veqdx_LockSession(vi, &has), VI_SUCCESS);  // already held: nothing done
@@ -332,6 +380,7 @@ TEST_F(SimulatedSession, SessionLockKeepsOtherThreadsWaiting) {
   EXPECT_EQ(veqdx_UnlockSession(vi, &has), VI_SUCCESS);  // VI_FALSE: nothing done
   other.join();
   EXPECT_EQ(otherStatus, VI_SUCCESS);
+  EXPECT_EQ(LastError(vi).code, VI_SUCCESS);
   ViReal64 level = 0;
   ASSERT_EQ(veqdx_GetAttributeViReal64(vi, "", VEQDX_ATTR_VOLTAGE_LEVEL, &level), VI_SUCCESS);
   EXPECT_EQ(level, 4.0);
@@ -379,13 +428,9 @@ TEST_F(EmulatedSession, InstrumentAnswersOfUtilityFunctions) {
 
   ASSERT_EQ(veqdx_reset(vi), VI_SUCCESS) << LastError(vi).text;
   EXPECT_WIRE(Lines{"*TST?", ":SYST:ERR?", ":SYST:ERR?", "*RST;*OPC?"});
-}
 
-TEST_F(EmulatedSession, UnexpectedErrorQueryReplyIsReported) {
-  Open();
+  sim->ClearFaults();
   sim->Garbage(":SYST:ERR?", "garbage");
-  ViInt32 code = 0;
-  char message[256];
   EXPECT_EQ(veqdx_error_query(vi, &code, message), VEQDX_ERROR_UNEXPECTED_RESPONSE);
   EXPECT_EQ(LastError(vi).text.rfind("VelmoraQdx: Unexpected response from the instrument.", 0),
             0u)

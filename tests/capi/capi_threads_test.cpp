@@ -26,6 +26,20 @@ int SessionOf(int t) { return t % 2; }
 int ChannelOf(int t) { return 1 + (t / 2) % 2; }
 double LevelOf(int t, int i) { return t + 1 + i / 1000.0; }
 
+// Waits for every result. A deadlock cannot be recovered from inside the process: report it
+// and end the run rather than hang the suite.
+void ExpectAllSucceedInTime(std::vector<std::future<ViStatus>>& results, const char* what) {
+  const auto deadline = std::chrono::steady_clock::now() + 240s;
+  for (std::size_t t = 0; t < results.size(); ++t) {
+    if (results[t].wait_until(deadline) != std::future_status::ready) {
+      std::fprintf(stderr, "Threads: %s, thread %zu did not finish in time (deadlock?)\n", what, t);
+      std::fflush(stderr);
+      std::_Exit(3);
+    }
+    EXPECT_EQ(results[t].get(), VI_SUCCESS) << what << ", thread " << t;
+  }
+}
+
 ViStatus Drive(ViSession vi, int t) {
   const std::string output = "Output" + std::to_string(ChannelOf(t));
   for (int i = 0; i < kIterations; ++i) {
@@ -70,17 +84,7 @@ TEST(Threads, EightThreadsOnTwoSessionsAndTwoOutputs) {
     results.push_back(std::async(std::launch::async,
                                  [&sessions, t] { return Drive(sessions[SessionOf(t)], t); }));
   }
-  // A deadlock cannot be recovered from inside the process: report it and end the run rather
-  // than hang the suite.
-  const auto deadline = std::chrono::steady_clock::now() + 240s;
-  for (int t = 0; t < kThreads; ++t) {
-    if (results[t].wait_until(deadline) != std::future_status::ready) {
-      std::fprintf(stderr, "Threads: thread %d did not finish in time (deadlock?)\n", t);
-      std::fflush(stderr);
-      std::_Exit(3);
-    }
-    EXPECT_EQ(results[t].get(), VI_SUCCESS) << "thread " << t;
-  }
+  ExpectAllSucceedInTime(results, "two sessions");
 
   for (int s = 0; s < 2; ++s) {
     int selected = -1;
@@ -113,19 +117,13 @@ TEST(Threads, OpenAndCloseFromManyThreads) {
         if (s != VI_SUCCESS) return s;
         if ((s = veqdx_ConfigureVoltageLevel(vi, "", 1.0 + i)) != VI_SUCCESS) return s;
         if ((s = veqdx_close(vi)) != VI_SUCCESS) return s;
-        if (veqdx_reset(vi) != VEQDX_ERROR_INVALID_SESSION_HANDLE) return VEQDX_ERROR_CANNOT_RECOVER;
+        if (veqdx_reset(vi) != VEQDX_ERROR_INVALID_SESSION_HANDLE)
+          return VEQDX_ERROR_CANNOT_RECOVER;
       }
       return VI_SUCCESS;
     }));
   }
-  const auto deadline = std::chrono::steady_clock::now() + 240s;
-  for (auto& r : results) {
-    if (r.wait_until(deadline) != std::future_status::ready) {
-      std::fprintf(stderr, "Threads: open/close did not finish in time\n");
-      std::_Exit(3);
-    }
-    EXPECT_EQ(r.get(), VI_SUCCESS);
-  }
+  ExpectAllSucceedInTime(results, "open and close");
 }
 
 }  // namespace

@@ -8,29 +8,26 @@
 namespace capi_test {
 
 struct Sim::Impl {
+  Impl(const std::string& model, const std::vector<std::string>& channelModels) {
+    qdxsim::Config config;
+    config.model = model;
+    config.port = 0;
+    int number = 1;
+    for (const std::string& m : channelModels) config.channels.push_back({number++, m});
+    emulator = std::make_unique<qdxsim::Emulator>(config);
+    started = emulator->start(&error);
+  }
   std::unique_ptr<qdxsim::Emulator> emulator;
   bool started = false;
   std::string error;
 };
 
-Sim::Sim(const std::string& model, int channels) : impl_(std::make_unique<Impl>()) {
-  qdxsim::Config config;
-  config.model = model;
-  config.port = 0;
-  for (int c = 1; c <= channels; ++c) config.channels.push_back({c, model});
-  impl_->emulator = std::make_unique<qdxsim::Emulator>(config);
-  impl_->started = impl_->emulator->start(&impl_->error);
-}
+Sim::Sim(const std::string& model, int channels)
+    : impl_(std::make_unique<Impl>(model, std::vector<std::string>(channels, model))) {}
 
-Sim::Sim(const std::vector<std::string>& channelModels) : impl_(std::make_unique<Impl>()) {
-  qdxsim::Config config;
-  config.model = channelModels.empty() ? "QDX750ML" : channelModels.front();
-  config.port = 0;
-  int number = 1;
-  for (const std::string& model : channelModels) config.channels.push_back({number++, model});
-  impl_->emulator = std::make_unique<qdxsim::Emulator>(config);
-  impl_->started = impl_->emulator->start(&impl_->error);
-}
+Sim::Sim(const std::vector<std::string>& channelModels)
+    : impl_(std::make_unique<Impl>(channelModels.empty() ? "QDX750ML" : channelModels.front(),
+                                   channelModels)) {}
 
 Sim::~Sim() { impl_->emulator->stop(); }
 
@@ -65,12 +62,6 @@ void Sim::ClearFaults() { impl_->emulator->clearFaults(); }
 void Sim::SetSelfTestResult(int result) { impl_->emulator->instrument().setSelfTestResult(result); }
 void Sim::RaiseAlarm(int channel, std::uint16_t bits) {
   impl_->emulator->instrument().raiseAlarm(channel, bits);
-}
-void Sim::SetLoad(int channel, double ohms) {
-  impl_->emulator->instrument().setLoadOhms(channel, ohms);
-}
-std::string Sim::Handle(const std::string& message) {
-  return impl_->emulator->instrument().handle(message).value_or("");
 }
 
 }  // namespace capi_test

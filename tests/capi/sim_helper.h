@@ -36,9 +36,6 @@ class Sim {
   void ClearFaults();
   void SetSelfTestResult(int result);
   void RaiseAlarm(int channel, std::uint16_t questionableBits);
-  void SetLoad(int channel, double ohms);
-  // Runs one message on the instrument directly (no transcript entry); the reply or "".
-  std::string Handle(const std::string& message);
 
  private:
   struct Impl;

@@ -38,48 +38,33 @@ std::vector<void*> RootInterfaces(IVelmoraQdx* root) {
           As<IVelmoraQdxStatusQuestionableInstrument>(root)};
 }
 
+// `Owner::get_Child` of `owner` gives the `Child` interface that a query of `of` finds.
+#define EXPECT_CHILD(Owner, owner, Child, Interface, of) \
+  ExpectSame<Interface>(owner, &Owner::get_##Child, As<Interface>(of), #Owner "." #Child)
+
 TEST_F(ObjectModel, ChildPropertiesOfTheRootGiveTheObjectsAQueryFinds) {
   IVelmoraQdx* root = driver.get();
-  ExpectSame<IVelmoraQdxOutputs>(root, &IVelmoraQdx::get_Outputs, As<IVelmoraQdxOutputs>(root),
-                                 "Outputs");
-  ExpectSame<IVelmoraQdxTrigger>(root, &IVelmoraQdx::get_Trigger, As<IVelmoraQdxTrigger>(root),
-                                 "Trigger");
-  ExpectSame<IVelmoraQdxSystem>(root, &IVelmoraQdx::get_System, As<IVelmoraQdxSystem>(root),
-                                "System");
-  ExpectSame<IVelmoraQdxStatus>(root, &IVelmoraQdx::get_Status, As<IVelmoraQdxStatus>(root),
-                                "Status");
-  ExpectSame<IVelmoraQdxGlobal>(root, &IVelmoraQdx::get_Global, As<IVelmoraQdxGlobal>(root),
-                                "Global");
+  EXPECT_CHILD(IVelmoraQdx, root, Outputs, IVelmoraQdxOutputs, root);
+  EXPECT_CHILD(IVelmoraQdx, root, Trigger, IVelmoraQdxTrigger, root);
+  EXPECT_CHILD(IVelmoraQdx, root, System, IVelmoraQdxSystem, root);
+  EXPECT_CHILD(IVelmoraQdx, root, Status, IVelmoraQdxStatus, root);
+  EXPECT_CHILD(IVelmoraQdx, root, Global, IVelmoraQdxGlobal, root);
   IIviDriver* ivi = root;
-  ExpectSame<IIviDriverOperation>(ivi, &IIviDriver::get_DriverOperation,
-                                  As<IIviDriverOperation>(root), "DriverOperation");
-  ExpectSame<IIviDriverIdentity>(ivi, &IIviDriver::get_Identity, As<IIviDriverIdentity>(root),
-                                 "Identity");
-  ExpectSame<IIviDriverUtility>(ivi, &IIviDriver::get_Utility, As<IIviDriverUtility>(root),
-                                "Utility");
+  EXPECT_CHILD(IIviDriver, ivi, DriverOperation, IIviDriverOperation, root);
+  EXPECT_CHILD(IIviDriver, ivi, Identity, IIviDriverIdentity, root);
+  EXPECT_CHILD(IIviDriver, ivi, Utility, IIviDriverUtility, root);
   IIviDCPwr* dcpwr = As<IIviDCPwr>(root);
-  ExpectSame<IIviDCPwrOutputs>(dcpwr, &IIviDCPwr::get_Outputs, As<IIviDCPwrOutputs>(root),
-                               "IIviDCPwr.Outputs");
-  ExpectSame<IIviDCPwrTrigger>(dcpwr, &IIviDCPwr::get_Trigger, As<IIviDCPwrTrigger>(root),
-                               "IIviDCPwr.Trigger");
-
+  EXPECT_CHILD(IIviDCPwr, dcpwr, Outputs, IIviDCPwrOutputs, root);
+  EXPECT_CHILD(IIviDCPwr, dcpwr, Trigger, IIviDCPwrTrigger, root);
   IVelmoraQdxStatus* status = As<IVelmoraQdxStatus>(root);
-  ExpectSame<IVelmoraQdxStatusOperation>(status, &IVelmoraQdxStatus::get_Operation,
-                                         As<IVelmoraQdxStatusOperation>(root), "Operation");
-  ExpectSame<IVelmoraQdxStatusQuestionable>(status, &IVelmoraQdxStatus::get_Questionable,
-                                            As<IVelmoraQdxStatusQuestionable>(root),
-                                            "Questionable");
-  ExpectSame<IVelmoraQdxStatusStandardEvent>(status, &IVelmoraQdxStatus::get_StandardEvent,
-                                             As<IVelmoraQdxStatusStandardEvent>(root),
-                                             "StandardEvent");
-  ExpectSame<IVelmoraQdxStatusStatusByte>(status, &IVelmoraQdxStatus::get_StatusByte,
-                                          As<IVelmoraQdxStatusStatusByte>(root), "StatusByte");
-  ExpectSame<IVelmoraQdxStatusOperationInstrument>(
-      As<IVelmoraQdxStatusOperation>(root), &IVelmoraQdxStatusOperation::get_Instrument,
-      As<IVelmoraQdxStatusOperationInstrument>(root), "Operation.Instrument");
-  ExpectSame<IVelmoraQdxStatusQuestionableInstrument>(
-      As<IVelmoraQdxStatusQuestionable>(root), &IVelmoraQdxStatusQuestionable::get_Instrument,
-      As<IVelmoraQdxStatusQuestionableInstrument>(root), "Questionable.Instrument");
+  EXPECT_CHILD(IVelmoraQdxStatus, status, Operation, IVelmoraQdxStatusOperation, root);
+  EXPECT_CHILD(IVelmoraQdxStatus, status, Questionable, IVelmoraQdxStatusQuestionable, root);
+  EXPECT_CHILD(IVelmoraQdxStatus, status, StandardEvent, IVelmoraQdxStatusStandardEvent, root);
+  EXPECT_CHILD(IVelmoraQdxStatus, status, StatusByte, IVelmoraQdxStatusStatusByte, root);
+  EXPECT_CHILD(IVelmoraQdxStatusOperation, As<IVelmoraQdxStatusOperation>(root), Instrument,
+               IVelmoraQdxStatusOperationInstrument, root);
+  EXPECT_CHILD(IVelmoraQdxStatusQuestionable, As<IVelmoraQdxStatusQuestionable>(root),
+               Instrument, IVelmoraQdxStatusQuestionableInstrument, root);
 
   // The inherent interfaces are the root object itself.
   EXPECT_EQ(As<IIviDriver>(root), static_cast<IIviDriver*>(root));
@@ -111,18 +96,14 @@ TEST_F(ObjectModel, DriverWideObjectsStayTheSameAndKeepWorkingAcrossSessions) {
 TEST_F(ObjectModel, OutputChildPropertiesGiveTheOutputItself) {
   OpenSimulated();
   IVelmoraQdxOutput* output = Item("Output0");
-  ExpectSame<IVelmoraQdxOutputExternalControl>(output, &IVelmoraQdxOutput::get_ExternalControl,
-                                               As<IVelmoraQdxOutputExternalControl>(output),
-                                               "ExternalControl");
-  ExpectSame<IVelmoraQdxOutputStatus>(output, &IVelmoraQdxOutput::get_Status,
-                                      As<IVelmoraQdxOutputStatus>(output), "Status");
+  EXPECT_CHILD(IVelmoraQdxOutput, output, ExternalControl, IVelmoraQdxOutputExternalControl,
+               output);
+  EXPECT_CHILD(IVelmoraQdxOutput, output, Status, IVelmoraQdxOutputStatus, output);
   IVelmoraQdxOutputStatus* status = As<IVelmoraQdxOutputStatus>(output);
-  ExpectSame<IVelmoraQdxOutputStatusOperation>(status, &IVelmoraQdxOutputStatus::get_Operation,
-                                               As<IVelmoraQdxOutputStatusOperation>(output),
-                                               "Status.Operation");
-  ExpectSame<IVelmoraQdxOutputStatusQuestionable>(
-      status, &IVelmoraQdxOutputStatus::get_Questionable,
-      As<IVelmoraQdxOutputStatusQuestionable>(output), "Status.Questionable");
+  EXPECT_CHILD(IVelmoraQdxOutputStatus, status, Operation, IVelmoraQdxOutputStatusOperation,
+               output);
+  EXPECT_CHILD(IVelmoraQdxOutputStatus, status, Questionable,
+               IVelmoraQdxOutputStatusQuestionable, output);
 
   // The same output object behind both collections and every interface.
   auto* node = dynamic_cast<dcpwr::VelmoraQdxOutput*>(output);
