@@ -14,6 +14,7 @@ namespace veqdx::attr {
 namespace {
 
 using testing::TestRoot;
+using testing::TreeTest;
 
 TEST(CacheTraits, DoublesCompareAtFourteenDecimals) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -23,24 +24,17 @@ TEST(CacheTraits, DoublesCompareAtFourteenDecimals) {
     bool equal;
   };
   const Case cases[] = {
-      {5.0, 5.0, true},
-      {5.0, 5.000000000000001, true},  // differs in the 15th decimal only
-      {5.0, 5.0001, false},
-      {5.0, 5.00000000000001, false},  // differs in the 14th decimal
-      {-5.0, -5.000000000000001, true},
-      {-5.0, 5.0, false},
-      {-12.5, -12.5001, false},
+      {5.0, 5.0, true},     {5.0, 5.0001, false},
+      {5.0, 5.000000000000001, true},   // differs in the 15th decimal only
+      {5.0, 5.00000000000001, false},   // differs in the 14th decimal
+      {-5.0, -5.000000000000001, true}, {-5.0, 5.0, false},  {-12.5, -12.5001, false},
       {0.0, -0.0, true},
       {0.0, 4e-15, true},   // rounds to 0 at 14 decimals
       {0.0, 6e-15, false},  // rounds to 1e-14
-      {1e17, 1e17, true},
+      {1e17, 1e17, true},   {-1e17, -1e17, true},
       {1e17, 1e17 + 16, false},  // next double up: no decimals left, compared as is
-      {-1e17, -1e17, true},
-      {1e300, 2e300, false},  // scaling would overflow both to infinity
-      {inf, inf, true},
-      {inf, -inf, false},
-      {nan, nan, false},
-      {nan, 0.0, false},
+      {1e300, 2e300, false},     // scaling would overflow both to infinity
+      {inf, inf, true},     {inf, -inf, false}, {nan, nan, false}, {nan, 0.0, false},
       {0.0, nan, false},
   };
   for (const Case& c : cases) {
@@ -95,20 +89,15 @@ TEST(CacheEntry, LifecycleOfOneEntry) {
   EXPECT_FALSE(entry.Matches(12.5));
   entry.SetValid();  // the value survived the invalidation
   EXPECT_TRUE(entry.Matches(12.5));
+
+  CCacheEntry<VelmoraQdxTriggerSourceEnum> enumEntry;  // enum entries start at zero too
+  enumEntry.SetValid();
+  VelmoraQdxTriggerSourceEnum source = VelmoraQdxTriggerSourceSwTrigFunc;
+  EXPECT_TRUE(enumEntry.TryGet(source));
+  EXPECT_EQ(source, VelmoraQdxTriggerSourceImmediate);
 }
 
-TEST(CacheEntry, EnumEntriesStartAtZero) {
-  CCacheEntry<VelmoraQdxTriggerSourceEnum> entry;
-  entry.SetValid();
-  VelmoraQdxTriggerSourceEnum out = VelmoraQdxTriggerSourceSwTrigFunc;
-  EXPECT_TRUE(entry.TryGet(out));
-  EXPECT_EQ(out, VelmoraQdxTriggerSourceImmediate);
-}
-
-TEST(NodeCache, GetCacheEntryCreatesOncePerKeyAndNode) {
-  TestRoot root;
-  CRepCap& out1 = root.AddOutput(1);
-  CRepCap& out2 = root.AddOutput(2);
+TEST_F(TreeTest, GetCacheEntryCreatesOncePerKeyAndNode) {
   auto* a = out1.GetCacheEntry<double>(keys::VoltageLevel);
   ASSERT_NE(a, nullptr);
   EXPECT_FALSE(a->IsValid());
@@ -144,11 +133,7 @@ TEST(NodeCache, KeyUsedWithTwoTypes) {
 #endif
 }
 
-TEST(NodeCache, FindCacheEntryFollowsPaths) {
-  TestRoot root;
-  CRepCap& out1 = root.AddOutput(1);
-  CRepCap& out2 = root.AddOutput(2);
-  CNode* sub = out1.AddChild("Sub", std::make_unique<CChildNode>());
+TEST_F(TreeTest, FindCacheEntryFollowsPaths) {
   auto* rootEntry = root.GetCacheEntry<std::int16_t>(keys::StatusOperationEnableRegister);
   auto* v1 = out1.GetCacheEntry<double>(keys::VoltageLevel);
   auto* v2 = out2.GetCacheEntry<double>(keys::VoltageLevel);
@@ -188,11 +173,7 @@ TEST(NodeCache, FindCacheEntryFollowsPaths) {
   EXPECT_EQ(out1.CacheSize(), 2u);
 }
 
-TEST(NodeCache, InvalidateCacheIsRecursive) {
-  TestRoot root;
-  CRepCap& out1 = root.AddOutput(1);
-  CRepCap& out2 = root.AddOutput(2);
-  CNode* sub = out1.AddChild("Sub", std::make_unique<CChildNode>());
+TEST_F(TreeTest, InvalidateCacheIsRecursive) {
   auto* r = root.GetCacheEntry<std::uint8_t>(keys::StatusStatusByteEnableRegister);
   auto* a = out1.GetCacheEntry<double>(keys::VoltageLevel);
   auto* b = out2.GetCacheEntry<VelmoraQdxPONStateEnum>(keys::PONState);

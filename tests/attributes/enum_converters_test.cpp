@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "attributes/enum_converters.h"
 
@@ -10,104 +11,70 @@ namespace {
 
 constexpr std::string_view kModel = "QDX750L";
 
-TEST(EnumConverters, WritingValues) {
+// Each converter found by name and context key, with values it writes (nullptr: the conversion
+// fails) and replies it reads (nullopt: the read fails and leaves the value alone).
+TEST(EnumConverters, WritingValuesAndReadingReplies) {
+  const char* const kFails = nullptr;
+  const std::optional<std::int32_t> kRefused;
   struct Case {
     std::string_view name, context;
-    std::int32_t value;
-    std::optional<std::string> keyword;  // nullopt: the conversion fails
+    std::vector<std::pair<std::int32_t, const char*>> writes;
+    std::vector<std::pair<std::string_view, std::optional<std::int32_t>>> reads;
   };
   const Case cases[] = {
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", -1, "1"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", 1, "1"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", 0, "0"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", 2, std::nullopt},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", 65537, std::nullopt},  // no wrap onto 1
-      {"VARIANT_BOOL", "", -1, "1"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.BleederEnabled", -1, "1"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.OutputControlEnabled", 0, "0"},
-      {"VARIANT_BOOL", "IVelmoraQdxGlobal.Enabled", 1, "1"},
-      {"VARIANT_BOOL", "IIviDCPwrOutput.ConfigureOVP", -1, "1"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CCControlEnabled", -1, "VOLT"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CCControlEnabled", 0, "NONE"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CVControlEnabled", 1, "VOLT"},
-      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CVControlEnabled", 0, "NONE"},
-      {"VARIANT_BOOL", "IVelmoraQdxSomething.Unknown", -1, "1, ON"},  // catch-all
-      {"VARIANT_BOOL", "IVelmoraQdxSomething.Unknown", 0, "0, OFF"},
-      {"VelmoraQdxCurrentLimitBehaviorEnum", "IVelmoraQdxOutput.CurrentLimitBehavior", 1, "1"},
-      {"VelmoraQdxCurrentLimitBehaviorEnum", "IVelmoraQdxOutput.CurrentLimitBehavior", 0, "0"},
-      {"VelmoraQdxMeasurementTypeEnum", "IVelmoraQdxOutput.Measure", 1, "VOLT?"},
-      {"VelmoraQdxMeasurementTypeEnum", "IVelmoraQdxOutput.Measure", 0, "CURR?"},
-      {"VelmoraQdxTriggerSourceEnum", "IVelmoraQdxOutput.TriggerSource", 2, "BUS"},
-      {"VelmoraQdxTriggerSourceEnum", "IVelmoraQdxOutput.TriggerSource", 0, "IMM"},
-      {"VelmoraQdxTriggerSourceEnum", "IVelmoraQdxOutput.TriggerSource", 1, std::nullopt},
-      {"VelmoraQdxExternalRangeEnum", "IVelmoraQdxOutput.ExternalMonitorRange", 1, "HIGH"},
-      {"VelmoraQdxExternalRangeEnum", "IVelmoraQdxOutputExternalControl.AlanogControlRange", 0,
-       "LOW"},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", 2, "FORC"},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", 1, "AUTO"},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", 0, "SAFE"},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", 3, std::nullopt},
-      {"VelmoraQdxProtectionRecoveryEnum", "IVelmoraQdxOutput.ProtectionRecovery", 1, "AUTO"},
-      {"VelmoraQdxProtectionRecoveryEnum", "IVelmoraQdxOutput.ProtectionRecovery", 0, "SAFE"},
-      {"VelmoraQdxOperationModeEnum", "IVelmoraQdxOutput.OperationPriority", 1, "CV"},
-      {"VelmoraQdxOperationModeEnum", "IVelmoraQdxOutput.OperationPriority", 0, "CC"},
-      {"VelmoraQdxExternalLogicEnum", "IVelmoraQdxOutputExternalControl.OutputControlLogic", 1,
-       "HIGH"},
-      {"VelmoraQdxExternalLogicEnum", "IVelmoraQdxOutputExternalControl.OutputControlLogic", 0,
-       "LOW"},
+      // Rows registered 1, -1, 0: "1" reads as -1. No wrap of 65537 onto 1; replies are
+      // trimmed first.
+      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled",
+       {{-1, "1"}, {1, "1"}, {0, "0"}, {2, kFails}, {65537, kFails}},
+       {{"1", -1}, {"1\n", -1}, {"0", 0}, {"OFF", kRefused}, {" OFF", kRefused}, {"ON", kRefused}}},
+      {"VARIANT_BOOL", "", {{-1, "1"}}, {}},
+      {"VARIANT_BOOL", "IVelmoraQdxOutput.BleederEnabled", {{-1, "1"}}, {}},
+      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.OutputControlEnabled", {{0, "0"}}, {}},
+      {"VARIANT_BOOL", "IVelmoraQdxGlobal.Enabled", {{1, "1"}}, {}},
+      {"VARIANT_BOOL", "IIviDCPwrOutput.ConfigureOVP", {{-1, "1"}}, {}},
+      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CCControlEnabled",
+       {{-1, "VOLT"}, {0, "NONE"}}, {{"VOLT", -1}, {"1", kRefused}}},
+      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CVControlEnabled",
+       {{1, "VOLT"}, {0, "NONE"}}, {{"NONE", 0}}},
+      {"VARIANT_BOOL", "IVelmoraQdxOther.Flag",  // the catch-all
+       {{-1, "1, ON"}, {0, "0, OFF"}}, {{"1, ON", -1}, {"0, OFF\n", 0}, {"1", kRefused}}},
+      {"VelmoraQdxCurrentLimitBehaviorEnum", "IVelmoraQdxOutput.CurrentLimitBehavior",
+       {{1, "1"}, {0, "0"}}, {{"1", 1}}},
+      {"VelmoraQdxMeasurementTypeEnum", "IVelmoraQdxOutput.Measure",
+       {{1, "VOLT?"}, {0, "CURR?"}}, {{"VOLT?", 1}, {"VOLT", kRefused}}},
+      {"VelmoraQdxTriggerSourceEnum", "IVelmoraQdxOutput.TriggerSource",
+       {{2, "BUS"}, {0, "IMM"}, {1, kFails}}, {{"BUS", 2}}},
+      {"VelmoraQdxExternalRangeEnum", "IVelmoraQdxOutput.ExternalMonitorRange", {{1, "HIGH"}}, {}},
+      {"VelmoraQdxExternalRangeEnum", "IVelmoraQdxOutputExternalControl.AlanogControlRange",
+       {{0, "LOW"}}, {}},
+      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState",
+       {{2, "FORC"}, {1, "AUTO"}, {0, "SAFE"}, {3, kFails}},
+       {{"  SAFE \t\n", 0}, {"SAFE\r\n", 0}, {"FORC", 2}, {"safe", kRefused}, {"SA FE", kRefused},
+        {"", kRefused}}},
+      {"VelmoraQdxProtectionRecoveryEnum", "IVelmoraQdxOutput.ProtectionRecovery",
+       {{1, "AUTO"}, {0, "SAFE"}}, {}},
+      {"VelmoraQdxOperationModeEnum", "IVelmoraQdxOutput.OperationPriority",
+       {{1, "CV"}, {0, "CC"}}, {{"CC", 0}}},
+      {"VelmoraQdxExternalLogicEnum", "IVelmoraQdxOutputExternalControl.OutputControlLogic",
+       {{1, "HIGH"}, {0, "LOW"}}, {}},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + " / " + std::string(c.context));
     const IEnumCommandConverterErased* conv = FindConverter(c.name, c.context);
-    ASSERT_NE(conv, nullptr) << c.name << " / " << c.context;
-    std::string keyword = "untouched";
-    const bool ok = conv->ToString(kModel, c.value, keyword);
-    EXPECT_EQ(ok, c.keyword.has_value()) << c.name << " " << c.value;
-    if (ok && c.keyword) {
-      EXPECT_EQ(keyword, *c.keyword) << c.name << " " << c.value;
+    ASSERT_NE(conv, nullptr);
+    for (const auto& [value, expected] : c.writes) {
+      std::string keyword = "untouched";
+      const bool ok = conv->ToString(kModel, value, keyword);
+      EXPECT_EQ(ok, expected != nullptr) << value;
+      if (ok && expected) {
+        EXPECT_EQ(keyword, expected) << value;
+      }
     }
-  }
-}
-
-TEST(EnumConverters, ReadingReplies) {
-  struct Case {
-    std::string_view name, context, reply;
-    std::optional<std::int32_t> value;
-  };
-  const Case cases[] = {
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", "  SAFE \t\n", 0},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", "SAFE\r\n", 0},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", "FORC", 2},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", "safe", std::nullopt},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", "SA FE", std::nullopt},
-      {"VelmoraQdxPONStateEnum", "IVelmoraQdxOutput.PONState", "", std::nullopt},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", "1", -1},  // rows registered 1, -1, 0
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", "1\n", -1},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", "0", 0},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", "OFF", std::nullopt},
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", " OFF", std::nullopt},  // trimmed first
-      {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", "ON", std::nullopt},
-      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CCControlEnabled", "VOLT", -1},
-      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CVControlEnabled", "NONE", 0},
-      {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CCControlEnabled", "1", std::nullopt},
-      {"VARIANT_BOOL", "IVelmoraQdxOther.Flag", "1, ON", -1},
-      {"VARIANT_BOOL", "IVelmoraQdxOther.Flag", "0, OFF\n", 0},
-      {"VARIANT_BOOL", "IVelmoraQdxOther.Flag", "1", std::nullopt},
-      {"VelmoraQdxCurrentLimitBehaviorEnum", "IVelmoraQdxOutput.CurrentLimitBehavior", "1", 1},
-      {"VelmoraQdxTriggerSourceEnum", "IVelmoraQdxOutput.TriggerSource", "BUS", 2},
-      {"VelmoraQdxMeasurementTypeEnum", "IVelmoraQdxOutput.Measure", "VOLT?", 1},
-      {"VelmoraQdxMeasurementTypeEnum", "IVelmoraQdxOutput.Measure", "VOLT", std::nullopt},
-      {"VelmoraQdxOperationModeEnum", "IVelmoraQdxOutput.OperationPriority", "CC", 0},
-  };
-  for (const Case& c : cases) {
-    const IEnumCommandConverterErased* conv = FindConverter(c.name, c.context);
-    ASSERT_NE(conv, nullptr) << c.name << " / " << c.context;
-    std::int32_t value = 12345;
-    const bool ok = conv->FromString(kModel, c.reply, value);
-    EXPECT_EQ(ok, c.value.has_value()) << c.name << " '" << c.reply << "'";
-    if (ok && c.value) {
-      EXPECT_EQ(value, *c.value) << c.name << " '" << c.reply << "'";
-    } else {
-      EXPECT_EQ(value, 12345) << "a failed read leaves the value alone";
+    for (const auto& [reply, expected] : c.reads) {
+      std::int32_t value = 12345;
+      const std::string quoted = "'" + std::string(reply) + "'";
+      EXPECT_EQ(conv->FromString(kModel, reply, value), expected.has_value()) << quoted;
+      EXPECT_EQ(value, expected.value_or(12345)) << quoted;
     }
   }
 }
@@ -181,18 +148,6 @@ TEST(EnumConverters, ContextKeysOutsideAConvertersListYieldNone) {
   }
 }
 
-TEST(EnumConverters, EmptyKeySelectsTheFirstTable) {
-  EXPECT_EQ(FindConverter("ExternalRange", ""),
-            FindConverter("ExternalRange", "IVelmoraQdxOutput.ExternalMonitorRange"));
-  EXPECT_NE(FindConverter("ExternalRange", ""),
-            FindConverter("ExternalRange", "IVelmoraQdxOutputExternalControl.AlanogControlRange"));
-  EXPECT_EQ(FindConverter("VARIANT_BOOL", ""),
-            FindConverter("VARIANT_BOOL", "IVelmoraQdxOutput.Enabled"));
-  // Contexts with the same rows still have tables of their own.
-  EXPECT_NE(FindConverter("VARIANT_BOOL", "IVelmoraQdxOutput.BleederEnabled"),
-            FindConverter("VARIANT_BOOL", "IVelmoraQdxOutput.Enabled"));
-}
-
 TEST(EnumConverters, ModelResolution) {
   // The built-in tables are for every model, so any model name resolves.
   std::string keyword;
@@ -230,7 +185,16 @@ TEST(EnumConverters, LaterRowsWinOnSharedKeywords) {
   EXPECT_EQ(map.KeywordOf(2), nullptr);
 }
 
-TEST(EnumConverters, TypedLookups) {
+TEST(EnumConverters, EmptyKeySelectsTheFirstTableAndTypedLookups) {
+  EXPECT_EQ(FindConverter("ExternalRange", ""),
+            FindConverter("ExternalRange", "IVelmoraQdxOutput.ExternalMonitorRange"));
+  EXPECT_NE(FindConverter("ExternalRange", ""),
+            FindConverter("ExternalRange", "IVelmoraQdxOutputExternalControl.AlanogControlRange"));
+  EXPECT_EQ(FindConverter("VARIANT_BOOL", ""),
+            FindConverter("VARIANT_BOOL", "IVelmoraQdxOutput.Enabled"));
+  // Contexts with the same rows still have tables of their own.
+  EXPECT_NE(FindConverter("VARIANT_BOOL", "IVelmoraQdxOutput.BleederEnabled"),
+            FindConverter("VARIANT_BOOL", "IVelmoraQdxOutput.Enabled"));
   EXPECT_NE(FindEnumConverter<VARIANT_BOOL>("IAnything.AtAll"), nullptr);
   EXPECT_EQ(FindEnumConverter<VelmoraQdxPONStateEnum>("IVelmoraQdxOutput.PONState"),
             FindEnumConverter<VelmoraQdxPONStateEnum>(""));

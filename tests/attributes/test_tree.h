@@ -1,6 +1,8 @@
 // A session root for the attribute tests: flags settable from the test, answered from atomics
 // without the root's lock, as the real driver class does.
 #pragma once
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <memory>
 #include <string>
@@ -34,6 +36,15 @@ class TestRoot : public CNode {
 
  private:
   std::string fullName_;
+};
+
+// A root with outputs 1 and 2, and a plain child "Sub" under output 1.
+class TreeTest : public ::testing::Test {
+ protected:
+  TestRoot root;
+  CRepCap& out1 = root.AddOutput(1);
+  CRepCap& out2 = root.AddOutput(2);
+  CNode* sub = out1.AddChild("Sub", std::make_unique<CChildNode>());
 };
 
 }  // namespace veqdx::attr::testing

@@ -25,31 +25,21 @@ TEST(ModelCheck, PrefixAndPositiveNumber) {
 
 TEST(Identity, ReplyFieldsAreTrimmedAndMissingOnesKept) {
   InstrumentIdentity id{"old maker", "old model", "old serial", "old firmware"};
+  auto fields = [&] {
+    return Lines{id.manufacturer, id.model, id.serialNumber, id.firmwareRevision};
+  };
   ParseIdentityReply(" Velmora , QDX750L ,SN1\n", id);
-  EXPECT_EQ(id.manufacturer, "Velmora");
-  EXPECT_EQ(id.model, "QDX750L");
-  EXPECT_EQ(id.serialNumber, "SN1");
-  EXPECT_EQ(id.firmwareRevision, "old firmware");
+  EXPECT_EQ(fields(), (Lines{"Velmora", "QDX750L", "SN1", "old firmware"}));
   ParseIdentityReply("A,B,C,D,E", id);
-  EXPECT_EQ(id.firmwareRevision, "D");
+  EXPECT_EQ(fields(), (Lines{"A", "B", "C", "D"}));
 }
 
 TEST(Ratings, SingleUnitsByModel) {
-  struct Case {
-    const char* model;
-    double volts;
-    double amps;
-  };
-  const Case cases[] = {{"QDX750L", 30, 75},      {"QDX750ML", 80, 28},
-                        {"QDX750MH", 230, 10},    {"QDX750H", 650, 3.5},
-                        {"QDX1500H", 9999, 9999}, {"qdx750h", 9999, 9999}};
-  for (const Case& c : cases) {
-    const OutputRecord r = SingleUnitRating(c.model);
-    EXPECT_EQ(r.maxVoltage, c.volts) << c.model;
-    EXPECT_EQ(r.maxCurrent, c.amps) << c.model;
-    EXPECT_EQ(r.maxPower, 750.0) << c.model;
-    EXPECT_EQ(r.model, c.model);
-  }
+  const std::pair<const char*, const char*> cases[] = {
+      {"QDX750L", "30,75,750,QDX750L"},       {"QDX750ML", "80,28,750,QDX750ML"},
+      {"QDX750MH", "230,10,750,QDX750MH"},    {"QDX750H", "650,3.5,750,QDX750H"},
+      {"QDX1500H", "9999,9999,750,QDX1500H"}, {"qdx750h", "9999,9999,750,qdx750h"}};
+  for (const auto& [model, rating] : cases) EXPECT_EQ(Describe(SingleUnitRating(model)), rating);
 }
 
 TEST_F(DriverOnDevice, SingleUnit) {
@@ -58,66 +48,78 @@ TEST_F(DriverOnDevice, SingleUnit) {
   EXPECT_EQ(device->Written(), (Lines{"*IDN?", "*OPT?"}));
   EXPECT_EQ(driver.OutputNames(), Lines{"Output0"});
   EXPECT_EQ(driver.OutputCount(), 1u);
-  auto rating = driver.Rating(0);
-  ASSERT_TRUE(rating.has_value());
-  EXPECT_EQ(rating->maxCurrent, 3.5);
-  EXPECT_EQ(rating->maxVoltage, 650.0);
-  EXPECT_EQ(rating->model, "QDX750H");
+  EXPECT_EQ(Describe(driver.Rating(0)), "650,3.5,750,QDX750H");
   EXPECT_EQ(driver.Model(), "QDX750H");
   EXPECT_EQ(driver.SelectedChannel(), -1);
-
   auto* output = dynamic_cast<attr::CRepCap*>(driver.FindChild("Output0"));
   ASSERT_NE(output, nullptr);
   EXPECT_EQ(output->Index(), 0);
   EXPECT_EQ(output->PhysicalName(), "Output0");
 }
 
-TEST_F(DriverOnDevice, TwoChannels) {
+// Two channels in catalog order, then the same object opened again on other configurations.
+TEST_F(DriverOnDevice, TwoChannelsAndReinitialize) {
   ScriptTwoChannels();
   ASSERT_EQ(Open(), S_OK);
   EXPECT_EQ(device->Written(), (Lines{"*IDN?", "*OPT?", ":INST:CAT?", ":INST:NSEL 1;INFO?",
                                       ":INST:NSEL 2;INFO?"}));
   EXPECT_EQ(driver.OutputNames(), (Lines{"Output1", "Output2"}));
   EXPECT_EQ(driver.FindChild("Output0"), nullptr);
-  EXPECT_FALSE(driver.Rating(0).has_value());
+  EXPECT_EQ(Describe(driver.Rating(0)), "none");
+  EXPECT_EQ(Describe(driver.Rating(1)), "80,28,750,QDX750ML");
+  EXPECT_EQ(Describe(driver.Rating(2)), "650,3.5,750,QDX750H");
   auto* second = dynamic_cast<attr::CRepCap*>(driver.FindChild("Output2"));
   ASSERT_NE(second, nullptr);
   EXPECT_EQ(second->Index(), 2);
-  auto rating = driver.Rating(2);
-  ASSERT_TRUE(rating.has_value());
-  EXPECT_EQ(rating->maxVoltage, 650.0);
-  EXPECT_EQ(rating->maxCurrent, 3.5);
-  EXPECT_EQ(rating->maxPower, 750.0);
-  EXPECT_EQ(rating->model, "QDX750H");
-  EXPECT_EQ(driver.Rating(1)->model, "QDX750ML");
-}
 
-TEST_F(DriverOnDevice, CatalogOrderNamesTheOutputs) {
-  ScriptTwoChannels();
-  device->OnQuery(":INST:CAT?", "2,1\n");
+  ASSERT_EQ(driver.Close(), S_OK);
+  device->OnQuery(":INST:CAT?", "2,1\n");  // the catalog order names the outputs
   ASSERT_EQ(Open(), S_OK);
   EXPECT_EQ(driver.OutputNames(), (Lines{"Output2", "Output1"}));
+
+  ASSERT_EQ(driver.Close(), S_OK);
+  ScriptSingleUnit();  // the outputs are replaced
+  ASSERT_EQ(Open(), S_OK);
+  EXPECT_EQ(driver.ChildCount(), 1u);
+  EXPECT_NE(driver.FindChild("Output0"), nullptr);
+  EXPECT_EQ(driver.FindChild("Output1"), nullptr);
 }
 
-TEST_F(DriverOnDevice, ChannelsThatCannotIndexTheRecordsAreRefused) {
-  for (const char* catalog : {"1;33\n", "-1\n", "2;2\n"}) {
+// Every failed Initialize leaves the object uninitialized and closes the connection.
+TEST_F(DriverOnDevice, BadDiscoveryRepliesFailInitialize) {
+  struct Case {
+    const char* catalog;  // nullptr: a single unit whose identification times out
+    const char* info2;    // the INFO reply of channel 2
+    HRESULT hr;
+    const char* message;  // part of the description
+  };
+  const char* const kInfo = "650,3.5,750,QDX750H\n";
+  const char* const kUnexpected = "VelmoraQdx: Unexpected response from the instrument.";
+  const Case cases[] = {
+      {"1;33\n", kInfo, MakeHr(0x80047059u), kUnexpected},  // beyond the records
+      {"-1\n", kInfo, MakeHr(0x80047059u), kUnexpected},
+      {"2;2\n", kInfo, MakeHr(0x80047059u), kUnexpected},    // listed twice
+      {"1;2\n", "lots,of,junk\n", MakeHr(0x80044214u),
+       "Unexpected response for read format \"%lf,%lf,%lf,%$C[^\\n]\": expected a number after 0 "
+       "characters, found 'l'"},
+      {nullptr, kInfo, MakeHr(0x80044215u), "I/O timeout error"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.catalog ? c.catalog : "timeout");
     ScriptTwoChannels();
-    device->OnQuery(":INST:CAT?", catalog);
-    device->OnQuery(":INST:NSEL 33;INFO?", "1,1,1,X\n");
-    EXPECT_EQ(Open(), MakeHr(0x80047059u)) << catalog;
-    EXPECT_NE(LastError().find("VelmoraQdx: Unexpected response from the instrument."),
-              std::string::npos);
+    if (c.catalog) {
+      device->OnQuery(":INST:CAT?", c.catalog);
+      device->OnQuery(":INST:NSEL 2;INFO?", c.info2);
+      device->OnQuery(":INST:NSEL 33;INFO?", "1,1,1,X\n");
+    } else {
+      ScriptSingleUnit();
+      device->TimeOutNextRead();
+    }
+    EXPECT_EQ(Open(), c.hr);
+    EXPECT_NE(LastError().find(c.message), std::string::npos) << LastError();
     EXPECT_FALSE(driver.Initialized());
-    EXPECT_FALSE(device->Connected()) << "a failed Initialize closes the connection";
+    EXPECT_FALSE(device->Connected());
   }
-}
-
-TEST_F(DriverOnDevice, MalformedInfoReplyFailsInitialize) {
-  ScriptTwoChannels();
-  device->OnQuery(":INST:NSEL 2;INFO?", "lots,of,junk\n");
-  EXPECT_TRUE(Failed(Open()));
-  EXPECT_FALSE(driver.Initialized());
-  EXPECT_FALSE(device->Connected());
 }
 
 TEST_F(DriverOnDevice, UnrecognizedModelFailsTheIdQuery) {
@@ -135,63 +137,36 @@ TEST_F(DriverOnDevice, UnrecognizedModelFailsTheIdQuery) {
   EXPECT_EQ(driver.Rating(0)->maxCurrent, 9999.0);
 }
 
-TEST_F(DriverOnDevice, IdentificationTimeoutFailsInitialize) {
-  device->TimeOutNextRead();
-  device->OnQuery("*IDN?", "Velmora,QDX750H,1,1\n");
-  EXPECT_EQ(Open(), MakeHr(0x80044215u));
-  EXPECT_FALSE(driver.Initialized());
-}
-
 TEST_F(DriverOnDevice, SimulationUsesFixedRatingsAndSendsNothing) {
   ASSERT_EQ(Open("Simulate=true, DriverSetup=Model=QDX1500H"), S_OK);
-  EXPECT_FALSE(device->Connected());
-  EXPECT_TRUE(device->Written().empty());
   EXPECT_EQ(driver.Model(), "QDX1500H");
   EXPECT_EQ(driver.OutputNames(), Lines{"Output0"});
-  auto rating = driver.Rating(0);
-  ASSERT_TRUE(rating.has_value());
-  EXPECT_EQ(rating->maxVoltage, 80.0);
-  EXPECT_EQ(rating->maxCurrent, 28.0);
-  EXPECT_EQ(rating->maxPower, 750.0);
-  EXPECT_EQ(rating->model, "QDX750ML");
-}
-
-TEST_F(DriverOnDevice, SimulatedModelIsCheckedToo) {
+  EXPECT_EQ(Describe(driver.Rating(0)), "80,28,750,QDX750ML");
+  EXPECT_EQ(driver.SelectChannel(2), S_OK);  // remembered, not sent
+  EXPECT_EQ(driver.SelectedChannel(), 2);
+  EXPECT_FALSE(device->Connected());
+  EXPECT_TRUE(device->Written().empty());
+  ASSERT_EQ(driver.Close(), S_OK);
+  // The simulated model is checked too.
   EXPECT_EQ(Open("Simulate=true, DriverSetup=Model=XYZ1"), MakeHr(0x8004705Eu));
   EXPECT_EQ(Open("Simulate=true, DriverSetup=Model=XYZ1", VARIANT_FALSE), S_OK);
 }
 
-TEST_F(DriverOnDevice, ReinitializeReplacesTheOutputs) {
-  ScriptTwoChannels();
-  ASSERT_EQ(Open(), S_OK);
-  ASSERT_EQ(driver.Close(), S_OK);
-  ScriptSingleUnit();
-  ASSERT_EQ(Open(), S_OK);
-  EXPECT_EQ(driver.ChildCount(), 1u);
-  EXPECT_NE(driver.FindChild("Output0"), nullptr);
-  EXPECT_EQ(driver.FindChild("Output1"), nullptr);
-}
-
 // ---- channel selection ----
 
-TEST_F(DriverOnDevice, SelectionIsSentOnceWithCache) {
+TEST_F(DriverOnDevice, SelectionIsSentOnceWithCacheAndEveryTimeWithout) {
   ScriptTwoChannels();
-  ASSERT_EQ(Open(), S_OK);
-  device->ClearWritten();
-  EXPECT_EQ(driver.SelectChannel(2), S_OK);
-  EXPECT_EQ(driver.SelectChannel(2), S_OK);
-  EXPECT_EQ(driver.SelectChannel(1), S_OK);
-  EXPECT_EQ(driver.SelectChannel(2), S_OK);
-  EXPECT_EQ(device->Written(), (Lines{":INST:NSEL 2", ":INST:NSEL 1", ":INST:NSEL 2"}));
-}
-
-TEST_F(DriverOnDevice, SelectionIsSentEveryTimeWithoutCache) {
-  ScriptTwoChannels();
-  ASSERT_EQ(Open("Cache=false"), S_OK);
-  device->ClearWritten();
-  EXPECT_EQ(driver.SelectChannel(2), S_OK);
-  EXPECT_EQ(driver.SelectChannel(2), S_OK);
-  EXPECT_EQ(device->Written(), (Lines{":INST:NSEL 2", ":INST:NSEL 2"}));
+  const std::pair<const char*, Lines> cases[] = {
+      {"", {":INST:NSEL 2", ":INST:NSEL 1", ":INST:NSEL 2"}},
+      {"Cache=false", {":INST:NSEL 2", ":INST:NSEL 2", ":INST:NSEL 1", ":INST:NSEL 2"}},
+  };
+  for (const auto& [options, wire] : cases) {
+    ASSERT_EQ(Open(options), S_OK);
+    device->ClearWritten();
+    for (int channel : {2, 2, 1, 2}) EXPECT_EQ(driver.SelectChannel(channel), S_OK);
+    EXPECT_EQ(device->Written(), wire) << options;
+    ASSERT_EQ(driver.Close(), S_OK);
+  }
 }
 
 TEST_F(DriverOnDevice, FailedSelectionKeepsThePreviousChannel) {
@@ -204,13 +179,6 @@ TEST_F(DriverOnDevice, FailedSelectionKeepsThePreviousChannel) {
   device->ClearWritten();
   EXPECT_EQ(driver.SelectChannel(2), S_OK);
   EXPECT_EQ(device->Written(), Lines{":INST:NSEL 2"});
-}
-
-TEST_F(DriverOnDevice, SimulationRemembersTheSelectionWithoutSending) {
-  ASSERT_EQ(Open("Simulate=1"), S_OK);
-  EXPECT_EQ(driver.SelectChannel(2), S_OK);
-  EXPECT_EQ(driver.SelectedChannel(), 2);
-  EXPECT_TRUE(device->Written().empty());
 }
 
 // The selection is forgotten only at discovery: after a reset the cache rule still applies.
@@ -226,12 +194,6 @@ TEST_F(DriverOnDevice, ResetKeepsTheSelection) {
   EXPECT_EQ(driver.SelectChannel(1), S_OK);
   EXPECT_EQ(device->Written(), Lines{":INST:NSEL 1"});
 }
-
-}  // namespace
-}  // namespace veqdx::testing
-
-namespace veqdx::testing {
-namespace {
 
 // Two threads drive two outputs of one session. Each holds the I/O lock across its selection
 // and its command, so on the wire every command follows the selection of its own channel.

@@ -12,56 +12,46 @@
 namespace veqdx::testing {
 namespace {
 
-std::string GetText(CVelmoraQdx& d, HRESULT (CDriver::*getter)(std::string*)) {
-  std::string text = "unset";
-  EXPECT_EQ((d.*getter)(&text), S_OK);
-  return text;
+// "manufacturer|model|firmware" as the identity getters report them.
+std::string IdentityOf(CVelmoraQdx& d) {
+  return Get(d, &CDriver::get_InstrumentManufacturer) + "|" +
+         Get(d, &CDriver::get_InstrumentModel) + "|" +
+         Get(d, &CDriver::get_InstrumentFirmwareRevision);
 }
 
 TEST(Identity, DriverConstants) {
   CVelmoraQdx d;
-  EXPECT_EQ(GetText(d, &CDriver::get_Description),
-            sizeof(void*) == 8 ? "IVI Driver for Velmora QDX DC Power Supply [Compiled for 64-bit.]"
-                               : "IVI Driver for Velmora QDX DC Power Supply [Compiled for 32-bit.]");
-  EXPECT_EQ(GetText(d, &CDriver::get_Vendor), "Velmora");
-  EXPECT_EQ(GetText(d, &CDriver::get_Revision), "1.0.4.0");
-  EXPECT_EQ(GetText(d, &CDriver::get_Identifier), "VelmoraQdx");
-  EXPECT_EQ(GetText(d, &CDriver::get_SupportedInstrumentModels),
-            "QDX750L,QDX750ML,QDX750MH,QDX750H,QDX1500H,QDX1500L,QDX1500MH,QDX1500ML");
-  EXPECT_EQ(GetText(d, &CDriver::get_GroupCapabilities),
-            "IviDCPwrBase,IviDCPwrTrigger,IviDCPwrSoftwareTrigger,IviDCPwrMeasurement");
-  std::int32_t major = -1;
-  std::int32_t minor = -1;
-  ASSERT_EQ(d.get_SpecificationMajorVersion(&major), S_OK);
-  ASSERT_EQ(d.get_SpecificationMinorVersion(&minor), S_OK);
-  EXPECT_EQ(major, 2);
-  EXPECT_EQ(minor, 0);
+  const std::pair<HRESULT (CDriver::*)(std::string*), std::string> texts[] = {
+      {&CDriver::get_Description,
+       sizeof(void*) == 8 ? "IVI Driver for Velmora QDX DC Power Supply [Compiled for 64-bit.]"
+                          : "IVI Driver for Velmora QDX DC Power Supply [Compiled for 32-bit.]"},
+      {&CDriver::get_Vendor, "Velmora"},
+      {&CDriver::get_Revision, "1.0.4.0"},
+      {&CDriver::get_Identifier, "VelmoraQdx"},
+      {&CDriver::get_SupportedInstrumentModels,
+       "QDX750L,QDX750ML,QDX750MH,QDX750H,QDX1500H,QDX1500L,QDX1500MH,QDX1500ML"},
+      {&CDriver::get_GroupCapabilities,
+       "IviDCPwrBase,IviDCPwrTrigger,IviDCPwrSoftwareTrigger,IviDCPwrMeasurement"},
+  };
+  for (const auto& [getter, text] : texts) EXPECT_EQ(Get(d, getter), text);
+  EXPECT_EQ(Get(d, &CDriver::get_SpecificationMajorVersion), 2);
+  EXPECT_EQ(Get(d, &CDriver::get_SpecificationMinorVersion), 0);
 }
 
-TEST(Identity, InstrumentBeforeInitializeAndSimulated) {
+TEST_F(DriverOnDevice, InstrumentIdentityBeforeInitializeFromTheReplyAndSimulated) {
+  EXPECT_EQ(IdentityOf(driver), "||");
+  ScriptSingleUnit("QDX750MH");
+  ASSERT_EQ(Open(), S_OK);
+  EXPECT_EQ(IdentityOf(driver), "Velmora|QDX750MH|2.1.0");
+
   CVelmoraQdx d;
-  EXPECT_EQ(GetText(d, &CDriver::get_InstrumentManufacturer), "");
-  EXPECT_EQ(GetText(d, &CDriver::get_InstrumentModel), "");
-  EXPECT_EQ(GetText(d, &CDriver::get_InstrumentFirmwareRevision), "");
-
-  ASSERT_EQ(d.Initialize("A", VARIANT_FALSE, VARIANT_FALSE, "Simulate=1"), S_OK);
-  EXPECT_EQ(GetText(d, &CDriver::get_InstrumentManufacturer), "Velmora");
-  EXPECT_EQ(GetText(d, &CDriver::get_InstrumentModel), "QDX750ML");
-  EXPECT_EQ(GetText(d, &CDriver::get_InstrumentFirmwareRevision), "Sim1.0.4.0");
-
+  ASSERT_EQ(OpenSimulated(d), S_OK);
+  EXPECT_EQ(IdentityOf(d), "Velmora|QDX750ML|Sim1.0.4.0");
   EXPECT_EQ(d.get_InstrumentFirmwareRevision(nullptr), MakeHr(0x80047058u));
   EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method "
                          "get_InstrumentFirmwareRevision, parameter val.");
   EXPECT_EQ(ThreadErrorRecord().interfaceName, "IIviDriverIdentity");
   EXPECT_EQ(d.get_SpecificationMinorVersion(nullptr), MakeHr(0x80047058u));
-}
-
-TEST_F(DriverOnDevice, InstrumentIdentityFromTheReply) {
-  ScriptSingleUnit("QDX750MH");
-  ASSERT_EQ(Open(), S_OK);
-  EXPECT_EQ(GetText(driver, &CDriver::get_InstrumentManufacturer), "Velmora");
-  EXPECT_EQ(GetText(driver, &CDriver::get_InstrumentModel), "QDX750MH");
-  EXPECT_EQ(GetText(driver, &CDriver::get_InstrumentFirmwareRevision), "2.1.0");
 }
 
 // ---- call context ----
@@ -102,61 +92,44 @@ TEST(CallContext, EachThreadSeesItsOwn) {
 
 // ---- enum formatter ----
 
-TEST(EnumFormatter, ConvertsByContext) {
+TEST(EnumFormatter, ConvertsByContextAndReportsFailures) {
   CVelmoraQdx d;
-  ASSERT_EQ(d.Initialize("A", VARIANT_FALSE, VARIANT_FALSE, "Simulate=1"), S_OK);
-  CCallContextGuard guard("IVelmoraQdxOutput", "put_PONState");
-  std::string keyword;
-  ASSERT_EQ(d.FormatEnum("VelmoraQdxPONStateEnum", 2, keyword), S_OK);
-  EXPECT_EQ(keyword, "FORC");
-  std::int32_t value = -1;
-  ASSERT_EQ(d.ParseEnum("PONState", " SAFE \n", value), S_OK);
-  EXPECT_EQ(value, 0);
-
-  // The engine reaches the driver's converters through the session.
-  std::string command;
-  ASSERT_EQ(d.Io().Formatted().Sprintf(command, ":OUTP:PON %{VelmoraQdxPONStateEnum}s",
-                                       VelmoraQdxPONStateAuto),
-            S_OK);
-  EXPECT_EQ(command, ":OUTP:PON AUTO");
-}
-
-TEST(EnumFormatter, Failures) {
-  CVelmoraQdx d;
-  ASSERT_EQ(d.Initialize("A", VARIANT_FALSE, VARIANT_FALSE, "Simulate=1"), S_OK);
-  CCallContextGuard guard("IVelmoraQdxOutput", "put_PONState");
-  std::string keyword;
-  std::int32_t value = 0;
-
-  EXPECT_TRUE(Failed(d.FormatEnum("Bogus", 1, keyword)));
-  EXPECT_NE(LastError().find("Unrecognized enum name 'Bogus'."), std::string::npos);
-  EXPECT_TRUE(Failed(d.ParseEnum("VelmoraQdxOutputStateEnum", "1", value)));
-  EXPECT_NE(LastError().find("Unrecognized enum name 'VelmoraQdxOutputStateEnum'."),
-            std::string::npos);
-
-  EXPECT_EQ(d.FormatEnum("VelmoraQdxPONStateEnum", 7, keyword), MakeHr(0x80047010u));
-  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (7) for method put_PONState, parameter nVal.");
-
-  EXPECT_TRUE(Failed(d.ParseEnum("VelmoraQdxPONStateEnum", "safe\n", value)));
-  EXPECT_NE(LastError().find("Unexpected value 'safe\n' for enum 'VelmoraQdxPONStateEnum'."),
-            std::string::npos)
-      << LastError();
-}
-
-TEST(EnumFormatter, ContextSelectsTheBooleanTable) {
-  CVelmoraQdx d;
-  ASSERT_EQ(d.Initialize("A", VARIANT_FALSE, VARIANT_FALSE, "Simulate=1"), S_OK);
+  ASSERT_EQ(OpenSimulated(d), S_OK);
   std::string keyword;
   {
     CCallContextGuard guard("IVelmoraQdxOutputExternalControl", "put_CCControlEnabled");
     ASSERT_EQ(d.FormatEnum("VARIANT_BOOL", VARIANT_TRUE, keyword), S_OK);
-    EXPECT_EQ(keyword, "VOLT");
+    EXPECT_EQ(keyword, "VOLT");  // the context selects the boolean table
   }
   {
     CCallContextGuard guard("IVelmoraQdxOutput", "put_Enabled");
     ASSERT_EQ(d.FormatEnum("VARIANT_BOOL", VARIANT_TRUE, keyword), S_OK);
     EXPECT_EQ(keyword, "1");
   }
+  CCallContextGuard guard("IVelmoraQdxOutput", "put_PONState");
+  ASSERT_EQ(d.FormatEnum("VelmoraQdxPONStateEnum", 2, keyword), S_OK);
+  EXPECT_EQ(keyword, "FORC");
+  std::int32_t value = -1;
+  ASSERT_EQ(d.ParseEnum("PONState", " SAFE \n", value), S_OK);
+  EXPECT_EQ(value, 0);
+  // The engine reaches the driver's converters through the session.
+  std::string command;
+  ASSERT_EQ(d.Io().Formatted().Sprintf(command, ":OUTP:PON %{VelmoraQdxPONStateEnum}s",
+                                       VelmoraQdxPONStateAuto),
+            S_OK);
+  EXPECT_EQ(command, ":OUTP:PON AUTO");
+
+  EXPECT_TRUE(Failed(d.FormatEnum("Bogus", 1, keyword)));
+  EXPECT_NE(LastError().find("Unrecognized enum name 'Bogus'."), std::string::npos);
+  EXPECT_TRUE(Failed(d.ParseEnum("VelmoraQdxOutputStateEnum", "1", value)));
+  EXPECT_NE(LastError().find("Unrecognized enum name 'VelmoraQdxOutputStateEnum'."),
+            std::string::npos);
+  EXPECT_EQ(d.FormatEnum("VelmoraQdxPONStateEnum", 7, keyword), MakeHr(0x80047010u));
+  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (7) for method put_PONState, parameter nVal.");
+  EXPECT_TRUE(Failed(d.ParseEnum("VelmoraQdxPONStateEnum", "safe\n", value)));
+  EXPECT_NE(LastError().find("Unexpected value 'safe\n' for enum 'VelmoraQdxPONStateEnum'."),
+            std::string::npos)
+      << LastError();
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 namespace veqdx {
 namespace {
 
+using Items = std::vector<std::pair<std::string, std::string>>;
+
 struct Parsed {
   HRESULT hr = S_OK;
   InitConfiguration config;
@@ -23,121 +25,87 @@ Parsed Apply(std::string_view optionString) {
   return p;
 }
 
-TEST(OptionString, EmptyLeavesDefaults) {
-  Parsed p = Apply("");
-  ASSERT_EQ(p.hr, S_OK);
-  const InherentSettings& s = p.config.settings;
-  EXPECT_TRUE(s.cache);
-  EXPECT_FALSE(s.interchangeCheck);
-  EXPECT_FALSE(s.queryInstrumentStatus);
-  EXPECT_TRUE(s.rangeCheck);
-  EXPECT_FALSE(s.recordCoercions);
-  EXPECT_FALSE(s.simulate);
-  EXPECT_TRUE(p.config.options.empty());
-  EXPECT_EQ(p.config.ioResourceDescriptor, "TCPIP::10.0.0.5::INSTR");
-  EXPECT_EQ(p.config.logicalName, "");
+// The inherent settings that are on, by name; "cache rangeCheck" for the defaults.
+std::string On(const InherentSettings& s) {
+  std::string out;
+  for (const auto& [name, on] :
+       {std::pair{"cache", s.cache}, {"interchangeCheck", s.interchangeCheck},
+        {"queryInstrumentStatus", s.queryInstrumentStatus}, {"rangeCheck", s.rangeCheck},
+        {"recordCoercions", s.recordCoercions}, {"simulate", s.simulate}}) {
+    if (on) out += (out.empty() ? "" : " ") + std::string(name);
+  }
+  return out;
 }
 
-TEST(OptionString, SetsSettingsByAnySpelling) {
+TEST(OptionString, SettingsDriverSetupAndModel) {
   struct Case {
     const char* text;
-    bool InherentSettings::*field;
-    bool expected;
+    HRESULT hr;
+    const char* on;                  // the inherent settings afterwards
+    const char* driverSetup = "";    // the raw DriverSetup text
+    const char* model = "";
+    Items items = {};                // DriverSetup items looked up by other spellings
   };
   const Case cases[] = {
-      {"Simulate=TRUE", &InherentSettings::simulate, true},
-      {" simulate = VI_TRUE ", &InherentSettings::simulate, true},
-      {"SIMULATE=vi_true", &InherentSettings::simulate, true},
-      {"RangeCheck=0", &InherentSettings::rangeCheck, false},
-      {"rangecheck=False", &InherentSettings::rangeCheck, false},
-      {"Cache=VI_FALSE", &InherentSettings::cache, false},
-      {"QueryInstrStatus=1", &InherentSettings::queryInstrumentStatus, true},
-      {"RecordCoercions=true", &InherentSettings::recordCoercions, true},
-      {"InterchangeCheck=1", &InherentSettings::interchangeCheck, true},
+      {"", S_OK, "cache rangeCheck"},
+      {"Simulate=TRUE", S_OK, "cache rangeCheck simulate"},
+      {" simulate = VI_TRUE ", S_OK, "cache rangeCheck simulate"},
+      {"SIMULATE=vi_true", S_OK, "cache rangeCheck simulate"},
+      {"RangeCheck=0", S_OK, "cache"},
+      {"rangecheck=False", S_OK, "cache"},
+      {"Cache=VI_FALSE", S_OK, "rangeCheck"},
+      {"QueryInstrStatus=1", S_OK, "cache queryInstrumentStatus rangeCheck"},
+      {"RecordCoercions=true", S_OK, "cache rangeCheck recordCoercions"},
+      {"InterchangeCheck=1", S_OK, "cache interchangeCheck rangeCheck"},
+      {"Simulate=TRUE, RangeCheck=0", S_OK, "cache simulate"},
+      {"Foo=1", S_OK, "cache rangeCheck"},  // unknown names are only stored
+      // What came before a bad value stays, what came after is not processed.
+      {"Cache=false, Simulate=yes, RangeCheck=0", MakeHr(0x8004704Cu), "rangeCheck"},
+      {"Simulate=true, DriverSetup=Model=QDX1500H, Trace=false", S_OK, "cache rangeCheck simulate",
+       "Model=QDX1500H, Trace=false", "QDX1500H", {{"trace", "false"}}},
+      // Everything after "DriverSetup=" is DriverSetup text: this Simulate is an item.
+      {"DriverSetup= Model=QDX750H, Simulate=true", S_OK, "cache rangeCheck",
+       " Model=QDX750H, Simulate=true", "QDX750H", {{"SIMULATE", "true"}}},
+      // Blanks before '='; unknown items are kept for the transports.
+      {"RangeCheck=false,driversetup  = IoBackend=socket, BaudRate=9600", S_OK, "cache",
+       " IoBackend=socket, BaudRate=9600", "", {{"iobackend", "socket"}, {"BaudRate", "9600"}}},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
     Parsed p = Apply(c.text);
-    EXPECT_EQ(p.hr, S_OK) << c.text;
-    EXPECT_EQ(p.config.settings.*c.field, c.expected) << c.text;
+    EXPECT_EQ(p.hr, c.hr);
+    EXPECT_EQ(On(p.config.settings), c.on);
+    EXPECT_EQ(p.config.driverSetup, c.driverSetup);
+    EXPECT_EQ(p.config.model, c.model);
+    for (const auto& [name, value] : c.items) EXPECT_EQ(p.config.DriverSetupItem(name), value);
+    EXPECT_EQ(p.config.options.count("DriverSetup"), 0u);  // not an option of its own
   }
 }
 
-TEST(OptionString, TwoOptions) {
-  Parsed p = Apply("Simulate=TRUE, RangeCheck=0");
+TEST(OptionString, OptionMapDescriptorAndMessages) {
+  Parsed p = Apply("Simulate=TRUE, RangeCheck=0, Foo=1, DriverSetup=Trace=false");
   ASSERT_EQ(p.hr, S_OK);
-  EXPECT_TRUE(p.config.settings.simulate);
-  EXPECT_FALSE(p.config.settings.rangeCheck);
-  EXPECT_TRUE(p.config.settings.cache);
   // The options map holds trimmed pairs and is searched without regard to case.
   ASSERT_EQ(p.config.options.count("rangecheck"), 1u);
   EXPECT_EQ(p.config.options.at("RANGECHECK"), "0");
-}
+  EXPECT_EQ(p.config.options.at("foo"), "1");
+  EXPECT_EQ(p.config.ioResourceDescriptor, "TCPIP::10.0.0.5::INSTR");
+  EXPECT_EQ(p.config.logicalName, "");
+  EXPECT_EQ(p.config.DriverSetupItem("Parity", "none"), "none");
+  EXPECT_FALSE(p.trace.Enabled());
+  EXPECT_TRUE(Apply("").config.options.empty());
 
-TEST(OptionString, BadBooleanNamesTheValue) {
-  Parsed p = Apply("Cache=false, Simulate=yes, RangeCheck=0");
-  EXPECT_EQ(p.hr, MakeHr(0x8004704Cu));
+  EXPECT_EQ(Apply("Cache=false, Simulate=yes").hr, MakeHr(0x8004704Cu));
   EXPECT_EQ(ThreadErrorRecord().description,
             "VelmoraQdx: The yes value in the option string is unknown.");
-  // What came before the failure stays, what came after is not processed.
-  EXPECT_FALSE(p.config.settings.cache);
-  EXPECT_TRUE(p.config.settings.rangeCheck);
-}
-
-TEST(OptionString, UnknownNameIsOnlyStored) {
-  Parsed p = Apply("Foo=1");
-  ASSERT_EQ(p.hr, S_OK);
-  EXPECT_EQ(p.config.options.at("foo"), "1");
-  EXPECT_FALSE(p.config.settings.simulate);
-  EXPECT_TRUE(p.config.settings.cache);
-}
-
-TEST(OptionString, EmptyNameOrValue) {
-  struct Case {
-    const char* text;
-    const char* parameter;
-  };
-  const Case cases[] = {{" =1", "strNameIn"}, {"Simulate=  ", "strValueIn"}};
-  for (const Case& c : cases) {
-    Parsed p = Apply(c.text);
-    EXPECT_EQ(p.hr, MakeHr(0x80047010u)) << c.text;
-    const std::string& text = ThreadErrorRecord().description;
-    EXPECT_NE(text.find("for method ProcessInitOption, parameter " + std::string(c.parameter)),
+  for (const auto& [text, parameter] :
+       {std::pair{" =1", "strNameIn"}, {"Simulate=  ", "strValueIn"}}) {
+    EXPECT_EQ(Apply(text).hr, MakeHr(0x80047010u)) << text;
+    const std::string& description = ThreadErrorRecord().description;
+    EXPECT_NE(description.find("for method ProcessInitOption, parameter " + std::string(parameter)),
               std::string::npos)
-        << text;
+        << description;
   }
-}
-
-TEST(OptionString, DriverSetupPart) {
-  Parsed p = Apply("Simulate=true, DriverSetup=Model=QDX1500H, Trace=false");
-  ASSERT_EQ(p.hr, S_OK);
-  EXPECT_TRUE(p.config.settings.simulate);
-  EXPECT_EQ(p.config.driverSetup, "Model=QDX1500H, Trace=false");
-  EXPECT_EQ(p.config.model, "QDX1500H");
-  EXPECT_FALSE(p.trace.Enabled());
-  EXPECT_EQ(p.config.DriverSetupItem("trace"), "false");
-  // DriverSetup is not an option of its own.
-  EXPECT_EQ(p.config.options.count("DriverSetup"), 0u);
-}
-
-TEST(OptionString, DriverSetupMustBeLast) {
-  // Everything after "DriverSetup=" is DriverSetup text, so Simulate here is a DriverSetup item
-  // and not an option.
-  Parsed p = Apply("DriverSetup= Model=QDX750H, Simulate=true");
-  ASSERT_EQ(p.hr, S_OK);
-  EXPECT_FALSE(p.config.settings.simulate);
-  EXPECT_EQ(p.config.model, "QDX750H");
-  EXPECT_EQ(p.config.DriverSetupItem("SIMULATE"), "true");
-}
-
-TEST(OptionString, DriverSetupWithBlanksBeforeEquals) {
-  Parsed p = Apply("RangeCheck=false,driversetup  = IoBackend=socket, BaudRate=9600");
-  ASSERT_EQ(p.hr, S_OK);
-  EXPECT_FALSE(p.config.settings.rangeCheck);
-  EXPECT_EQ(p.config.driverSetup, " IoBackend=socket, BaudRate=9600");
-  // Unknown items are kept for the transports.
-  EXPECT_EQ(p.config.DriverSetupItem("iobackend"), "socket");
-  EXPECT_EQ(p.config.DriverSetupItem("BaudRate"), "9600");
-  EXPECT_EQ(p.config.DriverSetupItem("Parity", "none"), "none");
 }
 
 TEST(OptionString, TraceItems) {
@@ -153,8 +121,7 @@ TEST(OptionString, TraceItems) {
   EXPECT_EQ(p.trace.saveInterval, -5);
   EXPECT_EQ(p.trace.transform, "t.xsl");
 
-  Parsed bad = Apply("DriverSetup=TraceArray=maybe");
-  EXPECT_EQ(bad.hr, MakeHr(0x8004704Cu));
+  EXPECT_EQ(Apply("DriverSetup=TraceArray=maybe").hr, MakeHr(0x8004704Cu));
   EXPECT_NE(ThreadErrorRecord().description.find("The maybe value"), std::string::npos);
 }
 
@@ -175,7 +142,7 @@ TEST(TraceState, SecondStopAfterRestartIsRefused) {
   EXPECT_EQ(processor.ApplyDriverSetup("Trace=false"), E_UNEXPECTED);
 }
 
-TEST(OptionValues, BooleansAndIntegers) {
+TEST(OptionValues, BooleansIntegersAndItems) {
   bool b = false;
   EXPECT_TRUE(ParseBooleanOption("  TrUe ", b));
   EXPECT_TRUE(b);
@@ -189,14 +156,10 @@ TEST(OptionValues, BooleansAndIntegers) {
   EXPECT_EQ(ParseDecimalOption("123abc"), 123);
   EXPECT_EQ(ParseDecimalOption("x1"), 0);
   EXPECT_EQ(ParseDecimalOption("99999999999"), INT32_MAX);
-}
 
-TEST(OptionItems, RegularExpressionSplitsAndSkips) {
-  auto items = SplitOptionItems("a=1,,junk, b = 2 ,c=3=4");
-  ASSERT_EQ(items.size(), 3u);
-  EXPECT_EQ(items[0], (std::pair<std::string, std::string>{"a", "1"}));
-  EXPECT_EQ(items[1], (std::pair<std::string, std::string>{" b ", " 2 "}));
-  EXPECT_EQ(items[2], (std::pair<std::string, std::string>{"c", "3"}));
+  // Items are split by a pattern: what does not match is skipped, nothing is trimmed.
+  EXPECT_EQ(SplitOptionItems("a=1,,junk, b = 2 ,c=3=4"),
+            (Items{{"a", "1"}, {" b ", " 2 "}, {"c", "3"}}));
 }
 
 // A store that knows one session.
@@ -223,8 +186,7 @@ TEST(ConfigStore, SessionSettingsThenOptionString) {
   ASSERT_EQ(LoadConfiguration("MySupply", "Cache=true", store, config, trace, reporter), S_OK);
   EXPECT_EQ(config.logicalName, "MySupply");
   EXPECT_EQ(config.ioResourceDescriptor, "ASRL1::INSTR");
-  EXPECT_TRUE(config.settings.simulate);
-  EXPECT_TRUE(config.settings.cache);  // the option string wins
+  EXPECT_EQ(On(config.settings), "cache rangeCheck simulate");  // the option string wins
   EXPECT_EQ(config.model, "QDX750L");
 
   store.session.softwareModuleLoadable = false;

@@ -12,6 +12,7 @@ class Utility : public DriverOnDevice {
   void OpenWithProbe(const char* options = "") {
     ScriptSingleUnit();
     device->OnQuery("*ESR?", "0\n");
+    device->OnQuery("*RST;*OPC?", "1\n");
     ASSERT_EQ(Open(options), S_OK);
     probe = static_cast<ProbeNode*>(driver.AddChild("Probe", std::make_unique<ProbeNode>()));
     ASSERT_NE(probe, nullptr);
@@ -20,29 +21,46 @@ class Utility : public DriverOnDevice {
   ProbeNode* probe = nullptr;
 };
 
-TEST_F(Utility, ErrorQueryReadsTheQueue) {
+using Query = HRESULT (CDriver::*)(std::int32_t*, std::string*);
+
+// Both return a number and a message read from one query; the I/O timeout is left alone.
+TEST_F(Utility, ErrorQueryAndSelfTestParseTheirReply) {
   OpenWithProbe();
+  const int timeoutBefore = driver.Io().GetTimeout();
   struct Case {
+    Query method;
+    const char* query;
     const char* reply;
-    std::int32_t code;
+    std::int32_t number;
     const char* message;
   };
+  const Query err = &CDriver::ErrorQuery, tst = &CDriver::SelfTest;
   const Case cases[] = {
-      {"-222,\"Data out of range\"\n", -222, "Data out of range"},
-      {"0,\"No error\"\n", 0, "No error"},
-      {"-113, \"Undefined header\" \n", -113, "Undefined header"},
-      {"0,\n", 0, ""},
+      {err, ":SYST:ERR?", "-222,\"Data out of range\"\n", -222, "Data out of range"},
+      {err, ":SYST:ERR?", "0,\"No error\"\n", 0, "No error"},
+      {err, ":SYST:ERR?", "-113, \"Undefined header\" \n", -113, "Undefined header"},
+      {err, ":SYST:ERR?", "0,\n", 0, ""},
+      {tst, "*TST?", "1\n", 1, "Selftest failed"},
+      {tst, "*TST?", "0\n", 0, "Selftest passed"},
+      {tst, "*TST?", "-3\n", -3, "Selftest failed"},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.reply);
     device->ClearWritten();
-    device->OnQuery(":SYST:ERR?", c.reply);
-    std::int32_t code = 12345;
+    device->OnQuery(c.query, c.reply);
+    std::int32_t number = 12345;
     std::string message = "stale";
-    ASSERT_EQ(driver.ErrorQuery(&code, &message), S_OK) << c.reply << LastError();
-    EXPECT_EQ(code, c.code) << c.reply;
-    EXPECT_EQ(message, c.message) << c.reply;
-    EXPECT_EQ(device->Written(), Lines{":SYST:ERR?"});
+    ASSERT_EQ((driver.*c.method)(&number, &message), S_OK) << LastError();
+    EXPECT_EQ(number, c.number);
+    EXPECT_EQ(message, c.message);
+    EXPECT_EQ(device->Written(), Lines{c.query});
+    EXPECT_EQ(driver.Io().GetTimeout(), timeoutBefore);
   }
+  device->TimeOutNextRead();
+  std::int32_t result = 0;
+  std::string message;
+  EXPECT_EQ(driver.SelfTest(&result, &message), MakeHr(0x80044215u));
+  EXPECT_EQ(driver.Io().GetTimeout(), timeoutBefore);
 }
 
 TEST_F(Utility, ErrorQuerySuspendsTheStatusCheck) {
@@ -60,9 +78,7 @@ TEST_F(Utility, ErrorQuerySuspendsTheStatusCheck) {
   EXPECT_EQ(driver.ErrorQuery(&code, &message), MakeHr(0x80047059u));
   EXPECT_NE(LastError().find("VelmoraQdx: Unexpected response from the instrument."),
             std::string::npos);
-  VARIANT_BOOL on = VARIANT_FALSE;
-  ASSERT_EQ(driver.get_QueryInstrumentStatus(&on), S_OK);
-  EXPECT_EQ(on, VARIANT_TRUE);
+  EXPECT_EQ(Get(driver, &CDriver::get_QueryInstrumentStatus), VARIANT_TRUE);
   EXPECT_EQ(driver.PollInstrumentStatus(), S_OK);
   EXPECT_EQ(device->Written(), (Lines{":SYST:ERR?", "*ESR?"}));
 
@@ -73,68 +89,8 @@ TEST_F(Utility, ErrorQuerySuspendsTheStatusCheck) {
   EXPECT_EQ(device->Written().back(), "*ESR?");
 }
 
-TEST_F(Utility, ErrorQueryPointersAndSimulation) {
-  CVelmoraQdx d;
-  std::int32_t code = 5;
-  std::string message;
-  EXPECT_EQ(d.ErrorQuery(nullptr, &message), MakeHr(0x80047058u));
-  EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method ErrorQuery, parameter "
-                         "ErrorCode.");
-  EXPECT_EQ(d.ErrorQuery(&code, nullptr), MakeHr(0x80047058u));
-  EXPECT_NE(LastError().find("parameter ErrorMessage."), std::string::npos);
-  EXPECT_EQ(d.ErrorQuery(&code, &message), MakeHr(0x8004701Du));
-
-  ASSERT_EQ(d.Initialize("A", VARIANT_FALSE, VARIANT_FALSE, "Simulate=1"), S_OK);
-  ASSERT_EQ(d.ErrorQuery(&code, &message), S_OK);
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(message, "No error.");
-}
-
-TEST_F(Utility, SelfTest) {
-  OpenWithProbe();
-  const int timeoutBefore = driver.Io().GetTimeout();
-  struct Case {
-    const char* reply;
-    std::int32_t result;
-    const char* message;
-  };
-  for (const Case& c : {Case{"1\n", 1, "Selftest failed"}, Case{"0\n", 0, "Selftest passed"},
-                        Case{"-3\n", -3, "Selftest failed"}}) {
-    device->ClearWritten();
-    device->OnQuery("*TST?", c.reply);
-    std::int32_t result = 99;
-    std::string message;
-    ASSERT_EQ(driver.SelfTest(&result, &message), S_OK) << c.reply;
-    EXPECT_EQ(result, c.result);
-    EXPECT_EQ(message, c.message);
-    EXPECT_EQ(device->Written(), Lines{"*TST?"});
-  }
-  EXPECT_EQ(driver.Io().GetTimeout(), timeoutBefore);
-
-  std::int32_t result = 0;
-  std::string message;
-  EXPECT_EQ(driver.SelfTest(nullptr, &message), MakeHr(0x80047058u));
-  EXPECT_NE(LastError().find("method SelfTest, parameter TestResult."), std::string::npos);
-  EXPECT_EQ(driver.SelfTest(&result, nullptr), MakeHr(0x80047058u));
-  EXPECT_NE(LastError().find("parameter TestMessage."), std::string::npos);
-
-  device->TimeOutNextRead();
-  EXPECT_EQ(driver.SelfTest(&result, &message), MakeHr(0x80044215u));
-  EXPECT_EQ(driver.Io().GetTimeout(), timeoutBefore);
-}
-
-TEST_F(Utility, SimulatedSelfTestPasses) {
-  ASSERT_EQ(Open("Simulate=1"), S_OK);
-  std::int32_t result = 7;
-  std::string message;
-  ASSERT_EQ(driver.SelfTest(&result, &message), S_OK);
-  EXPECT_EQ(result, 0);
-  EXPECT_EQ(message, "Selftest passed");
-}
-
 TEST_F(Utility, ResetOnTheDevice) {
   OpenWithProbe();
-  device->OnQuery("*RST;*OPC?", "1\n");
   const int timeoutBefore = driver.Io().GetTimeout();
   ASSERT_EQ(driver.Reset(), S_OK);
   EXPECT_EQ(device->Written(), Lines{"*RST;*OPC?"});
@@ -148,17 +104,8 @@ TEST_F(Utility, ResetOnTheDevice) {
   EXPECT_EQ(probe->resets, 1);
 }
 
-TEST_F(Utility, ResetInSimulationSendsNothingButRunsTheHooks) {
-  ASSERT_EQ(Open("Simulate=1"), S_OK);
-  auto* probe = static_cast<ProbeNode*>(driver.AddChild("Probe", std::make_unique<ProbeNode>()));
-  ASSERT_EQ(driver.Reset(), S_OK);
-  EXPECT_EQ(probe->resets, 1);
-  EXPECT_TRUE(device->Written().empty());
-}
-
 TEST_F(Utility, ResetWithDefaultsAndDisableInvalidateTheCache) {
   OpenWithProbe();
-  device->OnQuery("*RST;*OPC?", "1\n");
   attr::CNode* output = driver.FindChild("Output0");
   ASSERT_NE(output, nullptr);
   auto* entry = output->GetCacheEntry<double>("IVelmoraQdxOutput.VoltageLevel");
@@ -173,9 +120,38 @@ TEST_F(Utility, ResetWithDefaultsAndDisableInvalidateTheCache) {
   EXPECT_EQ(probe->resets, 0);
 }
 
-TEST_F(Utility, ResetBeforeInitializeFails) {
+// Pointers are checked first; before Initialize every operation fails; in simulation they
+// send nothing and succeed.
+TEST_F(Utility, UninitializedAndSimulated) {
+  std::int32_t code = 5;
+  std::string message;
   EXPECT_EQ(driver.Reset(), MakeHr(0x8004701Du));
   EXPECT_EQ(driver.Disable(), MakeHr(0x8004701Du));
+  EXPECT_EQ(driver.ErrorQuery(&code, &message), MakeHr(0x8004701Du));
+  const std::pair<Query, const char*> pointers[] = {
+      {&CDriver::ErrorQuery, "ErrorQuery, parameter ErrorCode"},
+      {&CDriver::SelfTest, "SelfTest, parameter TestResult"}};
+  for (const auto& [method, name] : pointers) {
+    EXPECT_EQ((driver.*method)(nullptr, &message), MakeHr(0x80047058u));
+    EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method " + std::string(name) + ".");
+  }
+  EXPECT_EQ(driver.ErrorQuery(&code, nullptr), MakeHr(0x80047058u));
+  EXPECT_NE(LastError().find("method ErrorQuery, parameter ErrorMessage."), std::string::npos);
+  EXPECT_EQ(driver.SelfTest(&code, nullptr), MakeHr(0x80047058u));
+  EXPECT_NE(LastError().find("method SelfTest, parameter TestMessage."), std::string::npos);
+
+  ASSERT_EQ(Open("Simulate=1"), S_OK);
+  ASSERT_EQ(driver.ErrorQuery(&code, &message), S_OK);
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(message, "No error.");
+  std::int32_t result = 7;
+  ASSERT_EQ(driver.SelfTest(&result, &message), S_OK);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(message, "Selftest passed");
+  auto* probe = static_cast<ProbeNode*>(driver.AddChild("Probe", std::make_unique<ProbeNode>()));
+  ASSERT_EQ(driver.Reset(), S_OK);
+  EXPECT_EQ(probe->resets, 1);  // the hooks still run
+  EXPECT_TRUE(device->Written().empty());
 }
 
 TEST_F(Utility, ResetAtInitialize) {

@@ -2,6 +2,10 @@
 // end-of-read step, all through a session on the scripted device.
 #include <cfloat>
 #include <cmath>
+#include <cstring>
+#include <functional>
+#include <initializer_list>
+#include <tuple>
 #include <span>
 #include <vector>
 
@@ -9,6 +13,9 @@
 
 namespace veqdx::io::fmt_test {
 namespace {
+
+template <class T>
+using Rows = std::initializer_list<std::tuple<const char*, const char*, T>>;
 
 class ReadTest : public FmtTest {
  protected:
@@ -18,110 +25,74 @@ class ReadTest : public FmtTest {
     dev->Reply(std::move(reply));
     return io().Scanf(format, dest...);
   }
+  // Each (format, reply, value): the reply parses into a T of that value.
+  template <class T>
+  void ExpectValues(Rows<T> rows) {
+    for (const auto& [format, reply, expected] : rows) {
+      T v = expected == T(0) ? T(1) : T(0);  // anything but the expected value
+      EXPECT_EQ(Read(reply, format, &v), S_OK) << format << " " << reply << LastError();
+      EXPECT_EQ(v, expected) << format << " " << reply;
+    }
+  }
+  // Each (format, reply, text): the reply does not fit a T, the description is the overflow
+  // message ending in `text`, and nothing is stored.
+  template <class T>
+  void ExpectOverflows(Rows<const char*> rows) {
+    for (const auto& [format, reply, text] : rows) {
+      alignas(8) unsigned char dest[sizeof(T)];
+      std::memset(dest, 0xAA, sizeof dest);
+      EXPECT_EQ(Read(reply, format, reinterpret_cast<T*>(dest)), E_VELMORAQDX_IO_GENERAL) << reply;
+      EXPECT_EQ(LastError(),
+                IoErrorText(std::string("Overflow or underflow reading value of ") + text));
+      for (const unsigned char b : dest) EXPECT_EQ(b, 0xAA) << format << " stored something";
+    }
+  }
 };
 
-TEST_F(ReadTest, RealsInEveryDecimalForm) {
-  struct Case {
-    const char* format;
-    const char* reply;
-    double expected;
-  } cases[] = {
-      {"%lg", "12.5\n", 12.5},           {"%@3lg", "+1.25000E+01\n", 12.5},
-      {"%lf", "  -3\n", -3.0},           {"%lg", "#H1F\n", 31.0},
-      {"%lg", "9.9E37\n", 9.9e37},       {"%le", "1e-320\n", 1e-320},
-      {"%lg", ".5", 0.5},                {"%lg", "7.", 7.0},
-      {"%3lg", "12345", 123.0},          {"%lg", "1e\n", 1.0},
-  };
-  for (const Case& c : cases) {
-    double d = -1;
-    EXPECT_EQ(Read(c.reply, c.format, &d), S_OK) << c.format << " " << c.reply << LastError();
-    EXPECT_EQ(d, c.expected) << c.format << " " << c.reply;
-  }
-}
-
-TEST_F(ReadTest, IntegersInEveryForm) {
-  struct Case {
-    const char* format;
-    const char* reply;
-    std::int32_t expected;
-  } cases[] = {
-      {"%d", "42\n", 42},     {"%d", "-7,", -7},       {"%d", "12.7", 12},
-      {"%d", "1e3", 1000},    {"%d", "#HFF", 255},     {"%d", "#Q17", 15},
-      {"%d", "#B101", 5},     {"%x", "ff", 255},       {"%x", "0x1A", 26},
-      {"%o", "17", 15},       {"%@1d", "+5", 5},       {"%3d", "12345", 123},
+TEST_F(ReadTest, NumbersInEveryForm) {
+  ExpectValues<double>({
+      {"%lg", "12.5\n", 12.5},     {"%@3lg", "+1.25000E+01\n", 12.5}, {"%lf", "  -3\n", -3.0},
+      {"%lg", "#H1F\n", 31.0},     {"%lg", "9.9E37\n", 9.9e37},       {"%le", "1e-320\n", 1e-320},
+      {"%lg", ".5", 0.5},          {"%lg", "7.", 7.0},                {"%3lg", "12345", 123.0},
+      {"%lg", "1e\n", 1.0},
+  });
+  ExpectValues<std::int32_t>({
+      {"%d", "42\n", 42},    {"%d", "-7,", -7},     {"%d", "12.7", 12},  {"%d", "1e3", 1000},
+      {"%d", "#HFF", 255},   {"%d", "#Q17", 15},    {"%d", "#B101", 5},  {"%x", "ff", 255},
+      {"%x", "0x1A", 26},    {"%o", "17", 15},      {"%@1d", "+5", 5},   {"%3d", "12345", 123},
       {"%d", "-2147483648", INT32_MIN},
-  };
-  for (const Case& c : cases) {
-    std::int32_t v = -1;
-    EXPECT_EQ(Read(c.reply, c.format, &v), S_OK) << c.format << " " << c.reply << LastError();
-    EXPECT_EQ(v, c.expected) << c.format << " " << c.reply;
-  }
-  std::int16_t reg16 = 0;
-  EXPECT_EQ(Read("-32768\n", "%hd", &reg16), S_OK);
-  EXPECT_EQ(reg16, -32768);
-  std::uint8_t reg8 = 0;
-  EXPECT_EQ(Read("255\n", "%bd", &reg8), S_OK);
-  EXPECT_EQ(reg8, 255);
-  std::int64_t big = 0;
-  EXPECT_EQ(Read("9007199254740993\n", "%Id", &big), S_OK);
-  EXPECT_EQ(big, 9007199254740993);  // exact, not through a double
+  });
+  ExpectValues<std::int16_t>({{"%hd", "-32768\n", -32768}});
+  ExpectValues<std::uint8_t>({{"%bd", "255\n", 255}});
+  ExpectValues<std::int64_t>({{"%Id", "9007199254740993\n", 9007199254740993}});  // not via double
+  // A float takes zero, the normal range and values below the smallest normal double.
+  ExpectValues<float>({{"%f", "0", 0.0f},  {"%f", "1e-320", 0.0f},  {"%f", "-2.5", -2.5f},
+                       {"%f", "1.1754943508222875e-38", FLT_MIN},
+                       {"%f", "3.4028234663852886e+38", FLT_MAX}});
 }
 
 TEST_F(ReadTest, OutOfRangeValuesFailWithTheTargetsMessageAndStoreNothing) {
-  struct Case {
-    const char* format;
-    const char* reply;
-    const char* text;
-  } cases[] = {
-      {"%hd", "40000", "Overflow or underflow reading value of '4.000000e+04' into a short."},
-      {"%hd", "-32769", "Overflow or underflow reading value of '-3.276900e+04' into a short."},
-      {"%bd", "300", "Overflow or underflow reading value of '3.000000e+02' into a BYTE."},
-      {"%bd", "-1", "Overflow or underflow reading value of '-1.000000e+00' into a BYTE."},
-      {"%d", "2147483648", "Overflow or underflow reading value of '2.147484e+09' into a long."},
-      {"%f", "1e-40",
-       "Overflow or underflow reading value of '1.000000e-40' into a single-precision float."},
-      {"%f", "-1e39",
-       "Overflow or underflow reading value of '-1.000000e+39' into a single-precision float."},
-      {"%Id", "1e19", "Overflow or underflow reading value of '1.000000e+19' into a 64-bit integer."},
-  };
-  for (const Case& c : cases) {
-    alignas(8) unsigned char dest[8] = {0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA};
-    HRESULT hr = E_FAIL;
-    const std::string f = c.format;
-    if (f == "%hd") hr = Read(c.reply, c.format, reinterpret_cast<std::int16_t*>(dest));
-    else if (f == "%bd") hr = Read(c.reply, c.format, reinterpret_cast<std::uint8_t*>(dest));
-    else if (f == "%d") hr = Read(c.reply, c.format, reinterpret_cast<std::int32_t*>(dest));
-    else if (f == "%f") hr = Read(c.reply, c.format, reinterpret_cast<float*>(dest));
-    else hr = Read(c.reply, c.format, reinterpret_cast<std::int64_t*>(dest));
-    EXPECT_EQ(hr, E_VELMORAQDX_IO_GENERAL) << c.format << " " << c.reply;
-    EXPECT_EQ(LastError(), IoErrorText(c.text));
-    for (const unsigned char b : dest) EXPECT_EQ(b, 0xAA) << c.format << " stored something";
-  }
+  ExpectOverflows<std::int16_t>({{"%hd", "40000", "'4.000000e+04' into a short."},
+                                 {"%hd", "-32769", "'-3.276900e+04' into a short."}});
+  ExpectOverflows<std::uint8_t>({{"%bd", "300", "'3.000000e+02' into a BYTE."},
+                                 {"%bd", "-1", "'-1.000000e+00' into a BYTE."}});
+  ExpectOverflows<std::int32_t>({{"%d", "2147483648", "'2.147484e+09' into a long."}});
+  ExpectOverflows<float>({{"%f", "1e-40", "'1.000000e-40' into a single-precision float."},
+                          {"%f", "-1e39", "'-1.000000e+39' into a single-precision float."}});
+  ExpectOverflows<std::int64_t>({{"%Id", "1e19", "'1.000000e+19' into a 64-bit integer."}});
   EXPECT_EQ(polls, 0);
 }
 
-TEST_F(ReadTest, FloatAcceptsZeroNormalsAndValuesBelowTheSmallestNormalDouble) {
-  const struct {
-    const char* reply;
-    float expected;
-  } cases[] = {{"0", 0.0f}, {"1e-320", 0.0f}, {"1.1754943508222875e-38", FLT_MIN},
-               {"3.4028234663852886e+38", FLT_MAX}, {"-2.5", -2.5f}};
-  for (const auto& c : cases) {
-    float f = -1;
-    EXPECT_EQ(Read(c.reply, "%f", &f), S_OK) << c.reply << LastError();
-    EXPECT_EQ(f, c.expected) << c.reply;
-  }
-}
-
 TEST_F(ReadTest, ErrorQueueEntryKeepsTheRestOfTheReplyQuotesIncluded) {
-  std::int32_t code = 0;
-  CountedString text;
-  ASSERT_EQ(Read("-113,\"Undefined header\"\n", "%d,%$Ct", &code, &text), S_OK) << LastError();
-  EXPECT_EQ(code, -113);
-  EXPECT_EQ(text, "\"Undefined header\"\n");  // everything up to END
-  ASSERT_EQ(Read("0,\"No error\"\n", "%d,%$Ct", &code, &text), S_OK);
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(text, "\"No error\"\n");
+  for (const auto& [reply, rest, number] : Rows<std::int32_t>{
+           {"-113,\"Undefined header\"\n", "\"Undefined header\"\n", -113},  // all up to END
+           {"0,\"No error\"\n", "\"No error\"\n", 0}}) {
+    std::int32_t code = 1;
+    CountedString text;
+    ASSERT_EQ(Read(reply, "%d,%$Ct", &code, &text), S_OK) << LastError();
+    EXPECT_EQ(code, number);
+    EXPECT_EQ(text, rest);
+  }
   EXPECT_EQ(polls, 2);
 }
 
@@ -134,18 +105,16 @@ TEST_F(ReadTest, DiscoveryFormats) {
   EXPECT_EQ(std::vector<std::int32_t>(channels.begin(), channels.begin() + 4),
             (std::vector<std::int32_t>{1, 2, 3, -1}));
 
-  count = 2;
+  count = 2;  // a count below the list length stops there
   ASSERT_EQ(Read("4;5;6\n", "%(;,)#d", &count, std::span<std::int32_t>(channels)), S_OK);
   EXPECT_EQ(count, 2);
-  EXPECT_EQ(channels[1], 5);
-  EXPECT_EQ(channels[2], 3);
+  EXPECT_EQ(std::vector<std::int32_t>(channels.begin(), channels.begin() + 3),
+            (std::vector<std::int32_t>{4, 5, 3}));
 
   double v = 0, i = 0, p = 0;
   CountedString model;
   ASSERT_EQ(Read("80.0,28.0,750.0,QDX750ML\n", "%lf,%lf,%lf,%$C[^\n]", &v, &i, &p, &model), S_OK);
-  EXPECT_EQ(v, 80.0);
-  EXPECT_EQ(i, 28.0);
-  EXPECT_EQ(p, 750.0);
+  EXPECT_EQ((std::vector<double>{v, i, p}), (std::vector<double>{80.0, 28.0, 750.0}));
   EXPECT_EQ(model, "QDX750ML");
 
   std::string options;
@@ -232,22 +201,17 @@ TEST_F(ReadTest, BinaryBlocks) {
 
 TEST_F(ReadTest, BadBlocksFailInBoundedTimeAndMemory) {
   std::vector<char> bytes(4);
-  const struct {
-    std::string reply;
-    const char* text;
-  } cases[] = {
-      {",,#13abc", "Binary block header not found."},
-      {"#x3abc", "Binary block header not found."},
-      {"#2x1abc", "Binary block header not found."},
-      {"", "Binary block header not found."},
+  const char* const kNoHeader = "Binary block header not found.";
+  const std::pair<std::string, const char*> cases[] = {
+      {",,#13abc", kNoHeader}, {"#x3abc", kNoHeader}, {"#2x1abc", kNoHeader}, {"", kNoHeader},
       {"#13ab", "Binary block ended after 2 of 3 data bytes."},
       {"#9999999999", "Binary block of 999999999 bytes does not fit in the destination of 4 "
                       "elements of 1 bytes."},
       {"#0abcdef\n", "Binary block does not fit in the destination of 4 elements of 1 bytes."},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Read(c.reply, "%b", std::span<char>(bytes)), E_VELMORAQDX_IO_GENERAL) << c.reply;
-    EXPECT_EQ(LastError(), IoErrorText(c.text)) << c.reply;
+  for (const auto& [reply, text] : cases) {
+    EXPECT_EQ(Read(reply, "%b", std::span<char>(bytes)), E_VELMORAQDX_IO_GENERAL) << reply;
+    EXPECT_EQ(LastError(), IoErrorText(text)) << reply;
   }
   std::vector<std::int16_t> shorts(4);
   EXPECT_EQ(Read("#13abc", "%hb", std::span<std::int16_t>(shorts)), E_VELMORAQDX_IO_GENERAL);

@@ -10,65 +10,42 @@
 namespace veqdx::io::fmt_test {
 namespace {
 
+// Each (format, kinds): the tokenizer finds exactly these kinds, and fails only when none.
 template <class Kind>
-std::vector<Kind> KindsOf(const ParsedFormat& f) {
-  std::vector<Kind> kinds;
-  for (const FormatItem& it : f.items) kinds.push_back(static_cast<Kind>(it.kind));
-  return kinds;
-}
-
-TEST(FormatTokens, WriteKinds) {
-  using K = WriteKind;
-  const struct {
-    const char* format;
-    std::vector<K> kinds;
-  } cases[] = {
-      {":VOLT %0.15lg", {K::Literal, K::Real}},
-      {"%@1d%%", {K::Integer, K::Literal}},
-      {"%0@3.15lg", {K::Real}},
-      {"%bd", {K::Integer}},
-      {"%hb", {K::Block}},
-      {"%12$SZB", {K::BlockLf}},
-      {"%*!obly", {K::Raw}},
-      {"%,d%(;)2$Slf", {K::IntegerList, K::RealList}},
-      {"%-5.*c", {K::Char}},
-      {"%$CQs", {K::String}},
-      {"%(n)*$S$Bqs", {K::StringList}},
-      {"%{ VARIANT_BOOL }s", {K::Enum}},
-      {"%{TestSource},3s", {K::EnumList}},
-  };
-  for (const auto& c : cases) {
-    const auto parsed = TokenizeWriteFormat(c.format);
-    EXPECT_EQ(parsed->error, "") << c.format;
-    EXPECT_EQ(KindsOf<K>(*parsed), c.kinds) << c.format;
+void ExpectKinds(std::unique_ptr<ParsedFormat> (*tokenize)(std::string_view),
+                 std::initializer_list<std::pair<const char*, std::vector<Kind>>> rows) {
+  for (const auto& [format, kinds] : rows) {
+    const auto parsed = tokenize(format);
+    std::vector<Kind> found;
+    for (const FormatItem& it : parsed->items) found.push_back(static_cast<Kind>(it.kind));
+    EXPECT_EQ(found, kinds) << format;
+    EXPECT_EQ(parsed->error.empty(), !kinds.empty()) << format;
   }
 }
 
-TEST(FormatTokens, ReadKinds) {
-  using K = ReadKind;
-  const struct {
-    const char* format;
-    std::vector<K> kinds;
-  } cases[] = {
-      {"%d,%$Ct", {K::Integer, K::Literal, K::RestToEnd}},
-      {"%lf,%lf,%lf,%$C[^\n]", {K::Real, K::Literal, K::Real, K::Literal, K::Real, K::Literal,
-                                K::CharSet}},
-      {"%(;,)#d", {K::IntegerList}},
-      {"%#$Cs", {K::Word}},
+TEST(FormatTokens, WriteAndReadKinds) {
+  using W = WriteKind;
+  ExpectKinds<W>(TokenizeWriteFormat, {
+      {":VOLT %0.15lg", {W::Literal, W::Real}}, {"%@1d%%", {W::Integer, W::Literal}},
+      {"%0@3.15lg", {W::Real}},                 {"%bd", {W::Integer}},
+      {"%hb", {W::Block}},                      {"%12$SZB", {W::BlockLf}},
+      {"%*!obly", {W::Raw}},                    {"%,d%(;)2$Slf", {W::IntegerList, W::RealList}},
+      {"%-5.*c", {W::Char}},                    {"%$CQs", {W::String}},
+      {"%(n)*$S$Bqs", {W::StringList}},         {"%{ VARIANT_BOOL }s", {W::Enum}},
+      {"%{TestSource},3s", {W::EnumList}},
+  });
+  using R = ReadKind;
+  ExpectKinds<R>(TokenizeReadFormat, {
+      {"%d,%$Ct", {R::Integer, R::Literal, R::RestToEnd}},
+      {"%lf,%lf,%lf,%$C[^\n]",
+       {R::Real, R::Literal, R::Real, R::Literal, R::Real, R::Literal, R::CharSet}},
+      {"%(;,)#d", {R::IntegerList}},            {"%#$Cs", {R::Word}},
       {"% * @3 lg", {}},  // blanks before the length are not part of the language
-      {"%*#hb", {K::Block}},
-      {"%!oby", {K::Raw}},
-      {"%3c%T", {K::Char, K::RestToTerm}},
-      {"%,#$S$Bqs", {K::StringList}},
-      {"%{VARIANT_BOOL}s", {K::EnumWord}},
-      {"%{E}[A-Z#]", {K::EnumSet}},
-      {"%{E}(;)#Qs", {K::EnumList}},
-  };
-  for (const auto& c : cases) {
-    const auto parsed = TokenizeReadFormat(c.format);
-    EXPECT_EQ(KindsOf<K>(*parsed), c.kinds) << c.format;
-    EXPECT_EQ(parsed->error.empty(), !c.kinds.empty()) << c.format;
-  }
+      {"%*#hb", {R::Block}},                    {"%!oby", {R::Raw}},
+      {"%3c%T", {R::Char, R::RestToTerm}},      {"%,#$S$Bqs", {R::StringList}},
+      {"%{VARIANT_BOOL}s", {R::EnumWord}},      {"%{E}[A-Z#]", {R::EnumSet}},
+      {"%{E}(;)#Qs", {R::EnumList}},
+  });
 }
 
 TEST(FormatTokens, DecodedParts) {

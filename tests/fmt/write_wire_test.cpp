@@ -10,11 +10,18 @@ namespace {
 
 class WriteWireTest : public FmtTest {};
 
-TEST_F(WriteWireTest, PrintfSendsExactBytesWithEndAndPollsOnce) {
+TEST_F(WriteWireTest, PrintfAndWriteStringSendExactBytesWithEndAndPollOnce) {
   ASSERT_EQ(io().Printf(":VOLT %0.15lg", 12.5), S_OK);
-  EXPECT_EQ(dev->Writes(), (std::vector<WriteRecord>{{":VOLT 12.5", true}}));
   EXPECT_EQ(polls, 1);
+  ASSERT_EQ(io().WriteString("*RST;*CLS %d"), S_OK);  // verbatim
+  EXPECT_EQ(polls, 2);
+  EXPECT_EQ(dev->Writes(),
+            (std::vector<WriteRecord>{{":VOLT 12.5", true}, {"*RST;*CLS %d", true}}));
   EXPECT_EQ(session.Buffer()->WritePending(), 0);
+  // A failing poll is the result of a Printf that was sent.
+  session.SetPollHook([] { return E_FAIL; });
+  EXPECT_EQ(io().Printf("*CLS"), E_FAIL);
+  EXPECT_EQ(dev->Written().back(), "*CLS");
 }
 
 TEST_F(WriteWireTest, NoFlushBuildsACommandThatTheNextPrintfSends) {
@@ -25,6 +32,9 @@ TEST_F(WriteWireTest, NoFlushBuildsACommandThatTheNextPrintfSends) {
   ASSERT_EQ(io().Printf(":OUTP %{VARIANT_BOOL}s", VARIANT_TRUE), S_OK);
   EXPECT_EQ(dev->Writes(), (std::vector<WriteRecord>{{":INST:NSEL 2;:OUTP 1", true}}));
   EXPECT_EQ(polls, 1);
+  // What was formatted before a failing item stays in the buffer.
+  EXPECT_EQ(io().PrintfNoFlush(":VOLT %d;%s", 5, 6), E_INVALIDARG);
+  EXPECT_EQ(session.Buffer()->WritePending(), 8);  // ":VOLT 5;"
 }
 
 TEST_F(WriteWireTest, CommandLongerThanTheBufferGoesOutInPiecesEndOnTheLast) {
@@ -34,18 +44,6 @@ TEST_F(WriteWireTest, CommandLongerThanTheBufferGoesOutInPiecesEndOnTheLast) {
   ASSERT_EQ(writes.size(), 2u);
   EXPECT_EQ(writes[0], (WriteRecord{text.substr(0, 4096), false}));
   EXPECT_EQ(writes[1], (WriteRecord{text.substr(4096), true}));
-}
-
-TEST_F(WriteWireTest, WriteStringSendsTextVerbatimAndPolls) {
-  ASSERT_EQ(io().WriteString("*RST;*CLS %d"), S_OK);
-  EXPECT_EQ(dev->Writes(), (std::vector<WriteRecord>{{"*RST;*CLS %d", true}}));
-  EXPECT_EQ(polls, 1);
-}
-
-TEST_F(WriteWireTest, PollFailureIsThePrintfResult) {
-  session.SetPollHook([] { return E_FAIL; });
-  EXPECT_EQ(io().Printf("*CLS"), E_FAIL);
-  EXPECT_EQ(dev->Written(), std::vector<std::string>{"*CLS"});
 }
 
 TEST_F(WriteWireTest, ShortFlushIsReported) {
@@ -107,11 +105,6 @@ TEST_F(WriteWireTest, ArgumentMistakesAreInvalidArgumentsAndSendNothing) {
   }
   EXPECT_TRUE(dev->Writes().empty());
   EXPECT_EQ(polls, 0);
-}
-
-TEST_F(WriteWireTest, NoFlushKeepsWhatWasFormattedBeforeAFailingItem) {
-  EXPECT_EQ(io().PrintfNoFlush(":VOLT %d;%s", 5, 6), E_INVALIDARG);
-  EXPECT_EQ(session.Buffer()->WritePending(), 8);  // ":VOLT 5;"
 }
 
 TEST_F(WriteWireTest, EnumErrorsComeFromTheFormatter) {

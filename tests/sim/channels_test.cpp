@@ -9,8 +9,7 @@ class ChannelsTest : public EmulatorFixture {
  protected:
   void SetUp() override {
     // Channel 1: 30 V / 75 A, channel 2: 230 V / 10 A, channel 3: the unit's model, 80 V / 28 A.
-    startWith(testConfig("QDX750ML", {{1, "QDX750L"}, {2, "QDX750MH"}, {3, ""}}));
-    c_ = connect();
+    c_ = startAndConnect(testConfig("QDX750ML", {{1, "QDX750L"}, {2, "QDX750MH"}, {3, ""}}));
     c_->send("*CLS");
   }
   std::string on(int channel, const std::string& message) {

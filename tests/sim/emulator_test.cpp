@@ -13,8 +13,7 @@ namespace {
 class EmulatorTest : public EmulatorFixture {};
 
 TEST_F(EmulatorTest, TranscriptHoldsExactlyWhatWasReceived) {
-  startWith(testConfig());
-  auto c = connect();
+  auto c = startAndConnect(testConfig());
   const std::vector<std::string> sent = {"*rst", ":VOLT 5;:CURR 1", ":VOLT 6\r", "  FOO  ", ""};
   for (const auto& m : sent) c->send(m);
   ASSERT_EQ(c->query("*OPC?"), "1");
@@ -34,16 +33,11 @@ TEST_F(EmulatorTest, TranscriptFileHasTimeStampedLines) {
   std::string path = ::testing::TempDir() + "qdx_sim_transcript_" + std::to_string(getpid()) + ".log";
   Config config = testConfig();
   config.transcriptPath = path;
-  startWith(config);
-  auto c = connect();
+  auto c = startAndConnect(config);
   c->send(":VOLT 1.5");
   c->send("A\\B\x7f");
   ASSERT_EQ(c->query("*OPC?"), "1");
   emulator_->stop();
-  std::ifstream file(path);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  ASSERT_EQ(lines.size(), 3u);
   // "2024-05-01T12:00:00.123456Z c1 <message>"
   auto messageOf = [](const std::string& line) {
     const std::string shape = "dddd-dd-ddTdd:dd:dd.ddddddZ c1 ";
@@ -55,9 +49,10 @@ TEST_F(EmulatorTest, TranscriptFileHasTimeStampedLines) {
     }
     return line.substr(shape.size());
   };
-  EXPECT_EQ(messageOf(lines[0]), ":VOLT 1.5");
-  EXPECT_EQ(messageOf(lines[1]), "A\\\\B\\x7F");
-  EXPECT_EQ(messageOf(lines[2]), "*OPC?");
+  std::ifstream file(path);
+  std::vector<std::string> messages;
+  for (std::string line; std::getline(file, line);) messages.push_back(messageOf(line));
+  EXPECT_EQ(messages, (std::vector<std::string>{":VOLT 1.5", "A\\\\B\\x7F", "*OPC?"}));
   std::remove(path.c_str());
 }
 
@@ -125,20 +120,17 @@ TEST_F(EmulatorTest, ConcurrentClientsRunWholeMessages) {
   EXPECT_EQ(emulator_->takeTranscript().size(), 400u);
 }
 
-TEST_F(EmulatorTest, ReplyDelay) {
-  startWith(testConfig());
-  auto c = connect();
+// Delayed, silent and garbage replies, each switched off again on the same connection.
+TEST_F(EmulatorTest, ReplyFaults) {
+  auto c = startAndConnect(testConfig());
   emulator_->setReplyDelay(400ms);
   c->send("*OPC?");
   EXPECT_EQ(c->readLine(100ms), std::nullopt);
   EXPECT_EQ(c->readLine(3s), "1");
   emulator_->setReplyDelay(0ms);
   EXPECT_EQ(c->query("*OPC?", 1s), "1");
-}
 
-TEST_F(EmulatorTest, SilentQueryIsExecutedButNeverAnswered) {
-  startWith(testConfig());
-  auto c = connect();
+  // A silent query is executed but never answered.
   emulator_->addSilentQuery(":volt?");
   c->send(":VOLT 3;:VOLT?");
   EXPECT_EQ(c->readLine(300ms), std::nullopt);
@@ -146,11 +138,7 @@ TEST_F(EmulatorTest, SilentQueryIsExecutedButNeverAnswered) {
   EXPECT_EQ(c->query(":CURR?"), "28");
   emulator_->clearFaults();
   EXPECT_EQ(c->query(":VOLT?"), "3");
-}
 
-TEST_F(EmulatorTest, GarbageReplies) {
-  startWith(testConfig());
-  auto c = connect();
   emulator_->addGarbageQuery("*IDN?");
   emulator_->addGarbageQuery("*ESR?", "1,2,\x01");
   EXPECT_EQ(c->query("*idn?"), std::string(kDefaultGarbage));
@@ -161,8 +149,7 @@ TEST_F(EmulatorTest, GarbageReplies) {
 TEST_F(EmulatorTest, CloseAfterMessagesFiresOnce) {
   Config config = testConfig();
   config.faults.closeAfterMessages = 3;
-  startWith(config);
-  auto c = connect();
+  auto c = startAndConnect(config);
   c->send(":VOLT 2");  // messages without reply count too
   EXPECT_EQ(c->query("*OPC?"), "1");
   EXPECT_EQ(c->query(":VOLT?"), "2");  // the third message is still answered, then closed
@@ -175,8 +162,7 @@ TEST_F(EmulatorTest, CloseAfterMessagesFiresOnce) {
 }
 
 TEST_F(EmulatorTest, ChunkedRepliesArriveInPieces) {
-  startWith(testConfig());
-  auto c = connect();
+  auto c = startAndConnect(testConfig());
   emulator_->setChunkedReplies(4, 60ms);
   ASSERT_TRUE(c->send("*IDN?"));
   std::vector<std::string> pieces;

@@ -117,6 +117,11 @@ void EmulatorFixture::TearDown() {
   if (emulator_) emulator_->stop();
 }
 
+std::unique_ptr<SimClient> EmulatorFixture::startAndConnect(Config config) {
+  startWith(std::move(config));
+  return connect();
+}
+
 std::unique_ptr<SimClient> EmulatorFixture::connect() {
   auto client = std::make_unique<SimClient>(emulator_->port());
   EXPECT_TRUE(client->connected());

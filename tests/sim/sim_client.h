@@ -50,6 +50,8 @@ class EmulatorFixture : public ::testing::Test {
   void startWith(Config config);
   void TearDown() override;
   std::unique_ptr<SimClient> connect();
+  // startWith(config), then one connected client.
+  std::unique_ptr<SimClient> startAndConnect(Config config);
 
   std::unique_ptr<Emulator> emulator_;
 };
