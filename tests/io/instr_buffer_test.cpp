@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,93 +11,69 @@ namespace {
 
 using test::IoErrorText;
 using test::LastDescription;
+using test::ReadAll;
 using test::ScriptedSession;
 
 const std::string kNoPushback =
     "Can't push character back into read buffer.  Buffer has not been read from.";
 
-std::string ReadAll(CInstrBuffer& b) {
-  std::string out;
-  for (int c = 0;;) {
-    EXPECT_EQ(b.ReadChar(c), S_OK);
-    if (c == CInstrBuffer::kEndOfResponse) return out;
-    out.push_back(static_cast<char>(c));
+// What leaves on Write and on the flush after it: each buffer that fills goes out without END
+// at once, the rest with END at the flush, and an empty buffer sends nothing at all.
+TEST(InstrBuffer, WritesLeaveInFullBuffersAndTheRestWithTheFlush) {
+  std::string big;
+  for (int i = 0; i < 10000; ++i) big.push_back(static_cast<char>('a' + i % 26));
+  const std::string full(4096, 'x');
+  using Records = std::vector<WriteRecord>;
+  const struct {
+    std::string data;
+    Records onWrite;  // sent by Write itself
+    std::int32_t pending;
+    Records onFlush;  // sent by Flush(true)
+  } rows[] = {
+      {"", {}, 0, {}},
+      {":VOLT 12.5", {}, 10, {{":VOLT 12.5", true}}},
+      {full, {}, 4096, {{full, true}}},  // exactly full waits for the flush
+      {big, {{big.substr(0, 4096), false}, {big.substr(4096, 4096), false}}, 10000 - 8192,
+       {{big.substr(8192), true}}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.data.size());
+    ScriptedSession s;
+    if (!row.data.empty()) {
+      ASSERT_EQ(s.buffer().Write(row.data), S_OK);
+    }
+    EXPECT_EQ(s.device->Writes(), row.onWrite);
+    EXPECT_EQ(s.buffer().WritePending(), row.pending);
+    ASSERT_EQ(s.buffer().Flush(true), S_OK);
+    ASSERT_EQ(s.buffer().Flush(false), S_OK);  // empty now: sends nothing
+    Records all = row.onWrite;
+    all.insert(all.end(), row.onFlush.begin(), row.onFlush.end());
+    EXPECT_EQ(s.device->Writes(), all);
+    EXPECT_EQ(s.buffer().WritePending(), 0);
+    EXPECT_EQ(s.device->Written(),
+              row.data.empty() ? std::vector<std::string>{} : std::vector<std::string>{row.data});
   }
 }
 
-TEST(InstrBuffer, FreshSessionHasEmptyBuffersAndRefusesPushback) {
-  ScriptedSession s;
-  ASSERT_EQ(s.openResult, S_OK);
-  CInstrBuffer& b = s.buffer();
-  EXPECT_EQ(b.ReadCapacity(), 4096);
-  EXPECT_EQ(b.WriteCapacity(), 4096);
-  EXPECT_EQ(b.ReadPending(), 0);
-  EXPECT_EQ(b.WritePending(), 0);
-  EXPECT_FALSE(b.HasBeenRead());
-  EXPECT_EQ(b.PushBack(), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastDescription(), IoErrorText(kNoPushback));
-  EXPECT_TRUE(s.device->Reads().empty());
-}
-
-TEST(InstrBuffer, FlushOfEmptyBufferSendsNothing) {
-  ScriptedSession s;
-  EXPECT_EQ(s.buffer().Flush(true), S_OK);
-  EXPECT_EQ(s.buffer().Flush(false), S_OK);
-  EXPECT_TRUE(s.device->Writes().empty());
-}
-
-TEST(InstrBuffer, FlushSendsOneWriteWithEnd) {
-  ScriptedSession s;
-  ASSERT_EQ(s.buffer().Write(":VOLT 12.5"), S_OK);
-  EXPECT_EQ(s.buffer().WritePending(), 10);
-  EXPECT_TRUE(s.device->Writes().empty());  // nothing leaves before the flush
-  ASSERT_EQ(s.buffer().Flush(true), S_OK);
-  EXPECT_EQ(s.device->Writes(), (std::vector<WriteRecord>{{":VOLT 12.5", true}}));
-  EXPECT_EQ(s.buffer().WritePending(), 0);
-}
-
-TEST(InstrBuffer, WriteLargerThanBufferFlushesFullBuffersWithoutEnd) {
-  ScriptedSession s;
-  std::string big;
-  for (int i = 0; i < 10000; ++i) big.push_back(static_cast<char>('a' + i % 26));
-  ASSERT_EQ(s.buffer().Write(big), S_OK);
-  auto writes = s.device->Writes();
-  ASSERT_EQ(writes.size(), 2u);
-  EXPECT_EQ(writes[0], (WriteRecord{big.substr(0, 4096), false}));
-  EXPECT_EQ(writes[1], (WriteRecord{big.substr(4096, 4096), false}));
-  EXPECT_EQ(s.buffer().WritePending(), 10000 - 8192);
-  ASSERT_EQ(s.buffer().Flush(true), S_OK);
-  writes = s.device->Writes();
-  ASSERT_EQ(writes.size(), 3u);
-  EXPECT_EQ(writes[2], (WriteRecord{big.substr(8192), true}));
-  EXPECT_EQ(s.device->Written(), std::vector<std::string>{big});
-}
-
-TEST(InstrBuffer, ExactlyFullBufferWaitsForTheFlush) {
-  ScriptedSession s;
-  ASSERT_EQ(s.buffer().Write(std::string(4096, 'x')), S_OK);
-  EXPECT_TRUE(s.device->Writes().empty());
-  ASSERT_EQ(s.buffer().Flush(true), S_OK);
-  EXPECT_EQ(s.device->Writes(), (std::vector<WriteRecord>{{std::string(4096, 'x'), true}}));
-}
-
-TEST(InstrBuffer, PartialFlushIsReportedAndEmptiesTheBuffer) {
-  ScriptedSession s;
-  s.device->AcceptAtMostNextWrite(3);
-  ASSERT_EQ(s.buffer().Write("*RST;*CLS"), S_OK);
-  EXPECT_EQ(s.buffer().Flush(true), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastDescription(),
-            IoErrorText("Flush of formatted I/O write buffer only successfully sent 3 of 9 "
-                        "bytes to the device."));
-  EXPECT_EQ(s.buffer().WritePending(), 0);
-}
-
-TEST(InstrBuffer, FailedWriteOfTheLinkIsTheIoError) {
-  ScriptedSession s;
-  s.device->FailNextWrite("link down");
-  ASSERT_EQ(s.buffer().Write("X"), S_OK);
-  EXPECT_EQ(s.buffer().Flush(true), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastDescription(), IoErrorText("link down"));
+// A flush that does not get everything out reports it, and the bytes leave the buffer anyway.
+TEST(InstrBuffer, FailedFlushIsReportedAndEmptiesTheBuffer) {
+  const struct {
+    std::function<void(ScriptedDevice&)> fault;
+    std::string message;
+  } rows[] = {
+      {[](ScriptedDevice& d) { d.AcceptAtMostNextWrite(3); },
+       "Flush of formatted I/O write buffer only successfully sent 3 of 9 bytes to the device."},
+      {[](ScriptedDevice& d) { d.FailNextWrite("link down"); }, "link down"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.message);
+    ScriptedSession s;
+    row.fault(*s.device);
+    ASSERT_EQ(s.buffer().Write("*RST;*CLS"), S_OK);
+    EXPECT_EQ(s.buffer().Flush(true), E_VELMORAQDX_IO_GENERAL);
+    EXPECT_EQ(LastDescription(), IoErrorText(row.message));
+    EXPECT_EQ(s.buffer().WritePending(), 0);
+  }
 }
 
 TEST(InstrBuffer, NullUserBuffersAreReported) {
@@ -130,25 +107,19 @@ TEST(InstrBuffer, DiscardReadsInThousandCharacterSteps) {
   }
 }
 
-TEST(InstrBuffer, DiscardAfterTheResponseEndedDoesNotTouchTheDevice) {
+// Discard asks nothing of a device whose response has ended, ends quietly on a silent one and
+// reports a broken link.
+TEST(InstrBuffer, DiscardEndsQuietlyButReportsABrokenLink) {
   ScriptedSession s;
   s.device->Reply("1,2,3\n");
   int c = 0;
   ASSERT_EQ(s.buffer().ReadChar(c), S_OK);
   EXPECT_EQ(c, '1');
-  ASSERT_EQ(s.buffer().DiscardPending(), S_OK);
+  ASSERT_EQ(s.buffer().DiscardPending(), S_OK);  // the response had ended: no read
   EXPECT_EQ(s.device->Reads().size(), 1u);
   EXPECT_EQ(s.buffer().ReadPending(), 0);
-}
-
-TEST(InstrBuffer, DiscardOfASilentDeviceSucceeds) {
-  ScriptedSession s;
-  EXPECT_EQ(s.buffer().DiscardPending(), S_OK);
-  EXPECT_EQ(s.device->Reads().size(), 1u);
-}
-
-TEST(InstrBuffer, DiscardReportsABrokenLink) {
-  ScriptedSession s;
+  EXPECT_EQ(s.buffer().DiscardPending(), S_OK);  // nothing comes
+  EXPECT_EQ(s.device->Reads().size(), 2u);
   s.device->FailNextRead("connection reset");
   EXPECT_EQ(s.buffer().DiscardPending(), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(LastDescription(), IoErrorText("connection reset"));
@@ -206,16 +177,28 @@ TEST(InstrBuffer, BlockReadStopsAtTheEndOfTheResponse) {
   EXPECT_EQ(s.device->PendingOutput(), 5u);
 }
 
-TEST(InstrBuffer, OneCharacterCanBePushedBack) {
+// A fresh session has empty buffers and nothing to push back; after a read, one character.
+TEST(InstrBuffer, OneCharacterCanBePushedBackOnceSomethingWasRead) {
   ScriptedSession s;
-  s.device->Reply("AB\n");
+  ASSERT_EQ(s.openResult, S_OK);
   CInstrBuffer& b = s.buffer();
+  EXPECT_EQ(b.ReadCapacity(), 4096);
+  EXPECT_EQ(b.WriteCapacity(), 4096);
+  EXPECT_EQ(b.ReadPending(), 0);
+  EXPECT_EQ(b.WritePending(), 0);
+  EXPECT_FALSE(b.HasBeenRead());
+  EXPECT_EQ(b.PushBack(), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(LastDescription(), IoErrorText(kNoPushback));
+  EXPECT_TRUE(s.device->Reads().empty());
+
+  s.device->Reply("AB\n");
   int c = 0;
   ASSERT_EQ(b.ReadChar(c), S_OK);
   ASSERT_EQ(b.ReadChar(c), S_OK);
   EXPECT_EQ(c, 'B');
   EXPECT_TRUE(b.HasBeenRead());
   ASSERT_EQ(b.PushBack(), S_OK);
+  ClearThreadErrorRecord();
   EXPECT_EQ(b.PushBack(), E_VELMORAQDX_IO_GENERAL);  // only one
   EXPECT_EQ(LastDescription(), IoErrorText(kNoPushback));
   ASSERT_EQ(b.ReadChar(c), S_OK);

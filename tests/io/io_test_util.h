@@ -1,5 +1,7 @@
 // Helpers shared by the I/O tests.
 #pragma once
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 
@@ -15,6 +17,28 @@ inline std::string IoErrorText(const std::string& text) {
 }
 
 inline const std::string& LastDescription() { return ThreadErrorRecord().description; }
+
+// The rest of the current response, character by character, up to its end.
+inline std::string ReadAll(CInstrBuffer& b) {
+  std::string out;
+  for (int c = 0;;) {
+    const HRESULT hr = b.ReadChar(c);
+    EXPECT_EQ(hr, S_OK);
+    if (hr != S_OK || c == CInstrBuffer::kEndOfResponse) return out;
+    out.push_back(static_cast<char>(c));
+  }
+}
+
+// Sends `command` and reads one reply through the session's low-level calls: the reply, or
+// "<description>" of the error that stopped it.
+inline std::string Ask(CIoSession& session, const std::string& command) {
+  std::string text;
+  std::int32_t status = 0;
+  if (session.LowLevelWriteStringNoPoll(command) != S_OK ||
+      session.LowLevelReadStringNoPoll(100, text, status) != S_OK)
+    return "<" + LastDescription() + ">";
+  return text;
+}
 
 // A session opened on a scripted device.
 struct ScriptedSession {

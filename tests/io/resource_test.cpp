@@ -53,7 +53,7 @@ INSTANTIATE_TEST_SUITE_P(
         Good{"TCPIP::[fe80::abc]::INSTR", kInstr, 0, "fe80::abc", 0, "inst0"},
         Good{"TCPIP::[::1]::inst2::INSTR", kInstr, 0, "::1", 0, "inst2"}));
 
-TEST(ParseResource, SerialForms) {
+TEST(ParseResource, SerialUsbAndGpibForms) {
   Resource r;
   std::string error;
   ASSERT_TRUE(ParseResource("ASRL3::INSTR", r, error)) << error;
@@ -66,11 +66,7 @@ TEST(ParseResource, SerialForms) {
   EXPECT_EQ(r.serialPort, -1);
   ASSERT_TRUE(ParseResource("ASRL/dev/serial/by-id/usb-Velmora_QDX-if00::INSTR", r, error));
   EXPECT_EQ(r.ttyPath, "/dev/serial/by-id/usb-Velmora_QDX-if00");
-}
 
-TEST(ParseResource, UsbForms) {
-  Resource r;
-  std::string error;
   ASSERT_TRUE(ParseResource("USB0::0x1AB1::0x0e11::DP8C1234::INSTR", r, error)) << error;
   EXPECT_EQ(r.kind, ResourceKind::UsbTmc);
   EXPECT_EQ(r.vendorId, 0x1AB1);
@@ -85,11 +81,7 @@ TEST(ParseResource, UsbForms) {
   EXPECT_EQ(r.productId, 3601);
   EXPECT_EQ(r.serialNumber, "sn-1");
   EXPECT_EQ(r.usbInterface, 1);
-}
 
-TEST(ParseResource, GpibForms) {
-  Resource r;
-  std::string error;
   ASSERT_TRUE(ParseResource("GPIB0::12::INSTR", r, error)) << error;
   EXPECT_EQ(r.kind, ResourceKind::Gpib);
   EXPECT_EQ(r.primaryAddress, 12);

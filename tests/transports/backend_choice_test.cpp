@@ -126,16 +126,5 @@ TEST(BackendChoice, BadValuesAndUnusableLibrariesAreClearErrors) {
   ::unsetenv("VEQDX_VISA_LIBRARY");
 }
 
-TEST(BackendChoice, OpenFailureThroughTheSessionNamesTheDescriptor) {
-  CVelmoraQdxErrorReporter reporter;
-  CIoSession session(reporter);
-  IoOpenOptions options;
-  options.transport.setup["iobackend"] = "builtin";
-  EXPECT_EQ(session.Open("GPIB0::5::INSTR", options), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(ThreadErrorRecord().description,
-            "VelmoraQdx: I/O error: GPIB resources need an installed VISA library "
-            "(IoBackend=builtin): GPIB0::5::INSTR.\r\nResource descriptor = GPIB0::5::INSTR.");
-}
-
 }  // namespace
 }  // namespace veqdx::io

@@ -1,7 +1,8 @@
 // The whole driver over each built-in link to the emulator: the same operations give the same
 // results and put the same messages on the wire over a raw socket, a serial line (pseudo-
-// terminal) and a USB TMC stand-in; a silent instrument times out on each and the session
-// goes on; opening and closing a session many times leaks nothing.
+// terminal) and a USB TMC stand-in; a silent instrument times out on each, with the link's own
+// message, and the session goes on; opening and closing a session many times, with failed
+// opens between, leaks nothing.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -29,9 +30,9 @@ class Link {
  public:
   enum class Kind { Socket, Serial, Usb };
 
-  explicit Link(Kind kind, const std::string& model = "QDX750L") {
+  explicit Link(Kind kind) : kind_(kind) {
     qdxsim::Config config;
-    config.model = model;
+    config.model = "QDX750L";
     config.port = 0;
     emulator_ = std::make_unique<qdxsim::Emulator>(config);
     if (kind == Kind::Socket) {
@@ -54,6 +55,18 @@ class Link {
   bool started() const { return started_; }
   const std::string& error() const { return error_; }
   const std::string& resource() const { return resource_; }
+  // What the transport's messages name as the other end.
+  std::string peer() const {
+    if (kind_ == Kind::Socket) return "127.0.0.1:" + std::to_string(emulator_->port());
+    return kind_ == Kind::Serial ? pty_->path() : usb_.devRoot() + "/usbtmc0";
+  }
+  // A resource that fails to open while a session holds this one: the serial port is
+  // exclusive, and no USB device has this serial number. Empty: none here (the socket tests
+  // of tests/io open refused connections).
+  std::string failingResource() const {
+    if (kind_ == Kind::Socket) return "";
+    return kind_ == Kind::Usb ? "USB0::0x1AB1::0x0E11::NOPE::INSTR" : resource_;
+  }
   std::string options() const { return "DriverSetup=IoBackend=builtin" + setup_; }
   Lines Transcript() { return pty_ ? pty_->takeTranscript() : emulator_->takeTranscript(); }
   void Silence(const std::string& query) {
@@ -66,6 +79,7 @@ class Link {
   }
 
  private:
+  Kind kind_;
   std::unique_ptr<qdxsim::Emulator> emulator_;
   std::unique_ptr<qdxsim::SerialPtyServer> pty_;
   io::test::FakeUsbTree usb_;
@@ -154,8 +168,8 @@ TEST(DriverOverLinks, SilentInstrumentTimesOutInBoundedTimeAndTheSessionGoesOn) 
     auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
     EXPECT_GE(elapsed.count(), 290);
     EXPECT_LT(elapsed.count(), 5000);  // guards against a hang, not a speed requirement
-    EXPECT_NE(ThreadErrorRecord().description.find("within 300 ms"), std::string::npos)
-        << ThreadErrorRecord().description;
+    EXPECT_EQ(ThreadErrorRecord().description,
+              "VelmoraQdx: I/O timeout error: no reply from " + link.peer() + " within 300 ms.");
     double amps = -1;
     EXPECT_EQ(out.Measure(VelmoraQdxMeasurementCurrent, &amps), S_OK)
         << ThreadErrorRecord().description;
@@ -177,13 +191,26 @@ TEST(DriverOverLinks, NoDescriptorLeaksOverManyOpenAndCloseCycles) {
       options.transport.setup["usbsysfsroot"] = link.usbTree().sysfsRoot();
       options.transport.setup["usbdevroot"] = link.usbTree().devRoot();
     }
+    const std::string failing = link.failingResource();
     int before = io::test::OpenDescriptorCount();
     for (int i = 0; i < 100; ++i) {
       ASSERT_EQ(session.Open(link.resource(), options), S_OK)
           << i << ": " << ThreadErrorRecord().description;
+      if (!failing.empty()) {  // a failed open must not leak either
+        io::CIoSession refused(reporter);
+        ASSERT_EQ(refused.Open(failing, options), E_VELMORAQDX_IO_GENERAL) << i;
+      }
       ASSERT_EQ(session.Close(), S_OK);
     }
     EXPECT_EQ(io::test::SettledDescriptorCount(before), before);
+    // And the instrument still answers: nothing was left locked or half set up.
+    ASSERT_EQ(session.Open(link.resource(), options), S_OK) << ThreadErrorRecord().description;
+    ASSERT_EQ(session.LowLevelWriteStringNoPoll("*OPC?"), S_OK);
+    std::string reply;
+    std::int32_t status = 0;
+    ASSERT_EQ(session.LowLevelReadStringNoPoll(100, reply, status), S_OK)
+        << ThreadErrorRecord().description;
+    EXPECT_EQ(reply, "1\n");
   }
 }
 

@@ -15,6 +15,7 @@
 
 #include "io/io_session.h"
 #include "io/serial_transport.h"
+#include "transport_test_util.h"
 
 extern char** environ;
 
@@ -41,11 +42,7 @@ class SimProcess {
     out_ = fds[0];
   }
   ~SimProcess() {
-    if (pid_ > 0) {
-      ::kill(pid_, SIGTERM);
-      for (int i = 0; i < 500 && ::waitpid(pid_, &status_, WNOHANG) == 0; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    if (pid_ > 0) Stop();
     if (out_ >= 0) ::close(out_);
   }
   // The first line of standard output, waiting at most `ms`.
@@ -89,18 +86,9 @@ TEST(SimSerialProgram, PrintsThePathAndAnswersOverIt) {
   IoResult result;
   auto t = SerialTransport::Open(path, 0, options, result);
   ASSERT_NE(t, nullptr) << result.message;
-  auto query = [&](const std::string& command) {
-    std::size_t written = 0;
-    EXPECT_TRUE(t->Write(command.data(), command.size(), true, written).ok());
-    char buffer[128];
-    std::size_t got = 0;
-    ReadEnd why{};
-    IoResult r = t->Read(buffer, sizeof buffer, got, why);
-    return r.ok() ? std::string(buffer, got) : "<" + r.message + ">";
-  };
-  EXPECT_EQ(query("*IDN?"), "Velmora,QDX1500H,SIM0001,1.00\n");
+  EXPECT_EQ(test::Query(*t, "*IDN?"), "Velmora,QDX1500H,SIM0001,1.00\n");
   t->SetTimeout(200);
-  EXPECT_EQ(query("*TST?"), "<no reply from " + path + " within 200 ms>");
+  EXPECT_EQ(test::Query(*t, "*TST?"), "<no reply from " + path + " within 200 ms>");
   t->Close();
   EXPECT_EQ(sim.Stop(), 0);
 }

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "io/transport.h"
+
 namespace veqdx::io::test {
 
 namespace fs = std::filesystem;
@@ -57,6 +59,19 @@ inline int SettledDescriptorCount(int expected, int ms = 5000) {
     count = OpenDescriptorCount();
   }
   return count;
+}
+
+// Writes `command` with END and reads one reply: the reply, or "<why>" when either failed.
+inline std::string Query(ITransport& t, const std::string& command, ReadEnd* end = nullptr) {
+  std::size_t written = 0;
+  IoResult r = t.Write(command.data(), command.size(), true, written);
+  EXPECT_EQ(written, r.ok() ? command.size() : 0u);
+  char buffer[256];
+  std::size_t got = 0;
+  ReadEnd why{};
+  if (r.ok()) r = t.Read(buffer, sizeof buffer, got, why);
+  if (end) *end = why;
+  return r.ok() ? std::string(buffer, got) : "<" + r.message + ">";
 }
 
 inline void WriteFile(const std::string& path, const std::string& text) {

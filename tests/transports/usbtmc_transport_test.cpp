@@ -115,14 +115,8 @@ TEST_F(UsbTmcOverStandIn, QueriesTheDeviceFoundInSysfs) {
   EXPECT_EQ(t->InterfaceNumber(), 2);
   EXPECT_EQ(t->ResourceClass(), "INSTR");
 
-  std::size_t written = 0;
-  ASSERT_TRUE(t->Write("*IDN?", 5, true, written).ok());
-  EXPECT_EQ(written, 5u);
-  char buffer[128];
-  std::size_t got = 0;
   ReadEnd why{};
-  ASSERT_TRUE(t->Read(buffer, sizeof buffer, got, why).ok());
-  EXPECT_EQ(std::string(buffer, got), "Velmora,QDX750ML,SIM0001,1.00\n");
+  EXPECT_EQ(test::Query(*t, "*IDN?", &why), "Velmora,QDX750ML,SIM0001,1.00\n");
   EXPECT_EQ(why, ReadEnd::TermChar);
   EXPECT_EQ(server_->takeTranscript(), std::vector<std::string>{"*IDN?"});
 
@@ -154,34 +148,6 @@ TEST_F(UsbTmcOverStandIn, MissingDeviceAndUnopenableNodeAreClearErrors) {
   EXPECT_EQ(Open("USB::0x1AB1::0x0E11::GONE::INSTR"), nullptr);
   EXPECT_EQ(result.message, "cannot open " + tree.devRoot() + "/usbtmc1 for USB TMC device "
                             "0x1AB1::0x0E11::GONE: No such file or directory");
-}
-
-TEST_F(UsbTmcOverStandIn, SilentInstrumentTimesOutAndTheLinkGoesOn) {
-  server_->addSilentQuery("*TST?");
-  auto t = Open();
-  ASSERT_NE(t, nullptr) << result.message;
-  t->SetTimeout(200);
-  std::size_t written = 0;
-  ASSERT_TRUE(t->Write("*TST?", 5, true, written).ok());
-  char buffer[64];
-  std::size_t got = 0;
-  ReadEnd why{};
-  IoResult r = t->Read(buffer, sizeof buffer, got, why);
-  EXPECT_EQ(r.code, IoCode::Timeout);
-  EXPECT_EQ(r.message, "no reply from " + tree.devRoot() + "/usbtmc0 within 200 ms");
-  ASSERT_TRUE(t->Write("*OPC?", 5, true, written).ok());
-  ASSERT_TRUE(t->Read(buffer, sizeof buffer, got, why).ok());
-  EXPECT_EQ(std::string(buffer, got), "1\n");
-}
-
-TEST_F(UsbTmcOverStandIn, NoDescriptorLeaksOverManyOpens) {
-  int before = test::OpenDescriptorCount();
-  for (int i = 0; i < 100; ++i) {
-    auto t = Open();
-    ASSERT_NE(t, nullptr) << result.message;
-    ASSERT_EQ(Open("USB::0x1AB1::0x0E11::NOPE::INSTR"), nullptr);
-  }
-  EXPECT_EQ(test::OpenDescriptorCount(), before);
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
-// VISA numbers to the driver's, and the checks of values on their way to VISA.
+// The checks of values on their way to VISA and the conversions of attribute values. How VISA's
+// interface types, classes and names become the driver's is checked through the fake library
+// (visa_transport_test).
 #include "io/visa_mapping.h"
 
 #include <gtest/gtest.h>
@@ -9,43 +11,6 @@
 
 namespace veqdx::io {
 namespace {
-
-TEST(VisaMapping, InterfaceTypesFollowTheTable) {
-  const struct {
-    std::uint16_t visa;
-    InterfaceType driver;
-  } table[] = {{1, InterfaceType::Gpib},   {2, InterfaceType::Vxi}, {3, InterfaceType::GpibVxi},
-               {4, InterfaceType::Serial}, {6, InterfaceType::Tcpip}, {7, InterfaceType::Usb}};
-  for (const auto& row : table) {
-    EXPECT_EQ(InterfaceFromVisa(row.visa), row.driver) << "VISA interface " << row.visa;
-    EXPECT_EQ(static_cast<int>(InterfaceFromVisa(row.visa)), row.visa - 1);
-  }
-}
-
-TEST(VisaMapping, ResourceClassFallbacksAndTheSocketRule) {
-  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Gpib, std::nullopt, "GPIB0::5::INSTR"), "OTHER");
-  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Gpib, "INSTR", "GPIB0::5::INSTR"), "INSTR");
-  // The name decides for TCPIP, in any case, even against what the library said.
-  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Tcpip, "INSTR", "TCPIP0::h::5025::SOCKET"),
-            "SOCKET");
-  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Tcpip, std::nullopt, "tcpip::h::5025::socket"),
-            "SOCKET");
-  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Tcpip, "INSTR", "TCPIP0::h::inst0::INSTR"),
-            "INSTR");
-  // Only TCPIP resources: a serial name that happens to contain it keeps its class.
-  EXPECT_EQ(EffectiveResourceClass(InterfaceType::Serial, "INSTR", "ASRL1::SOCKET"), "INSTR");
-  EXPECT_EQ(EffectiveResourceName(std::nullopt), "UNKNOWN");
-  EXPECT_EQ(EffectiveResourceName("GPIB0::5::INSTR"), "GPIB0::5::INSTR");
-}
-
-TEST(VisaMapping, LineFeedTerminationForSerialAndSocketOnly) {
-  EXPECT_TRUE(NeedsLineFeedTermination(InterfaceType::Serial, "INSTR"));
-  EXPECT_TRUE(NeedsLineFeedTermination(InterfaceType::Tcpip, "SOCKET"));
-  EXPECT_FALSE(NeedsLineFeedTermination(InterfaceType::Tcpip, "INSTR"));
-  EXPECT_FALSE(NeedsLineFeedTermination(InterfaceType::Gpib, "INSTR"));
-  EXPECT_FALSE(NeedsLineFeedTermination(InterfaceType::Usb, "INSTR"));
-  EXPECT_FALSE(NeedsLineFeedTermination(InterfaceType::Gpib, "SOCKET"));
-}
 
 TEST(VisaMapping, ChecksKnowVisaValuesAndNameTheKindOfValue) {
   using Check = std::string (*)(std::uint32_t);

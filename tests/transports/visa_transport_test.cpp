@@ -74,6 +74,11 @@ TEST_F(VisaTransportTest, TerminationAttributesPerResourceClass) {
       {"TCPIP0::10.0.0.5::5025::SOCKET", "sattr 0xBFFF0001 INSTR\n", true, false, "SOCKET"},
       // A class the library cannot say is OTHER, and gets no line feed.
       {"TCPIP0::10.0.0.5::inst0::INSTR", "attr_fail 0xBFFF0001 0xBFFF001D\n", false, false, "OTHER"},
+      // The name's SOCKET counts in any case; only for TCPIP, and the line feed needs both.
+      {"tcpip::h::5025::socket", "attr 0x3FFF0171 2 6\nattr_fail 0xBFFF0001 0xBFFF001D\n", true,
+       false, "SOCKET"},
+      {"ASRL1::SOCKET", "sattr 0xBFFF0001 INSTR\n", true, true, "INSTR"},
+      {"GPIB0::5::INSTR", "sattr 0xBFFF0001 SOCKET\n", false, false, "SOCKET"},
   };
   for (const auto& row : table) {
     SCOPED_TRACE(row.resource);
@@ -86,6 +91,7 @@ TEST_F(VisaTransportTest, TerminationAttributesPerResourceClass) {
     EXPECT_EQ(Contains(sets, asrlEndIn), row.serial);
     EXPECT_EQ(t->TermCharEnabled(), row.lineFeed);
     EXPECT_EQ(t->ResourceClass(), row.resourceClass);
+    EXPECT_EQ(AsVisa(t)->ResourceName(), row.resource);
   }
 }
 
@@ -100,6 +106,7 @@ TEST_F(VisaTransportTest, InterfaceTypeMappedFromTheLibrarysAnswer) {
     auto t = Open("GPIB3::5::INSTR");
     ASSERT_NE(t, nullptr) << result.message;
     EXPECT_EQ(t->Interface(), row.driver) << row.visaType;
+    EXPECT_EQ(static_cast<unsigned>(t->Interface()), row.visaType - 1);  // the driver's numbers
     EXPECT_EQ(t->InterfaceNumber(), 3);
     EXPECT_EQ(AsVisa(t)->VisaInterfaceType(), row.visaType);
   }

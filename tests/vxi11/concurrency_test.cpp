@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,6 +12,25 @@
 
 namespace veqdx::io::test {
 namespace {
+
+// Runs `body(link, k)` for k = 1..n, each on its own thread with its own link; a link that
+// cannot be opened counts in `failures`.
+void OnLinksInParallel(const Vxi11Bench& bench, int n, std::atomic<int>& failures,
+                       const std::function<void(ITransport&, int)>& body) {
+  std::vector<std::thread> threads;
+  for (int k = 1; k <= n; ++k) {
+    threads.emplace_back([&, k] {
+      IoResult r;
+      auto t = bench.Open(r);
+      if (!t) {
+        ++failures;
+        return;
+      }
+      body(*t, k);
+    });
+  }
+  for (auto& th : threads) th.join();
+}
 
 // Each channel of this unit answers ":INST:NSEL k;INFO?" with its own rating, whatever the
 // other threads select meanwhile (one message is executed whole).
@@ -21,25 +41,14 @@ TEST(Vxi11Concurrency, LinksOnSeveralThreadsEachGetTheirOwnReplies) {
                                          "650,7,1500,QDX1500H\n", "650,3.5,750,QDX750H\n"};
   std::atomic<int> mismatches{0};
   std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int channel = 1; channel <= 4; ++channel) {
-    threads.emplace_back([&, channel] {
-      IoResult r;
-      auto t = bench.Open(r);
-      if (!t) {
-        ++failures;
-        return;
-      }
-      const std::string query = ":INST:NSEL " + std::to_string(channel) + ";INFO?";
-      for (int i = 0; i < 50; ++i) {
-        std::string reply = Query(*t, query);
-        if (reply != info[channel - 1]) ++mismatches;
-        std::uint8_t stb = 0;
-        if (i % 10 == 0 && !t->ReadStatusByte(stb).ok()) ++failures;
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
+  OnLinksInParallel(bench, 4, failures, [&](ITransport& t, int channel) {
+    const std::string query = ":INST:NSEL " + std::to_string(channel) + ";INFO?";
+    for (int i = 0; i < 50; ++i) {
+      if (Query(t, query) != info[channel - 1]) ++mismatches;
+      std::uint8_t stb = 0;
+      if (i % 10 == 0 && !t.ReadStatusByte(stb).ok()) ++failures;
+    }
+  });
   EXPECT_EQ(failures, 0);
   EXPECT_EQ(mismatches, 0);
   EXPECT_EQ(bench.AwaitLinks(0), 0u);
@@ -52,28 +61,18 @@ TEST(Vxi11Concurrency, DeviceLockSerialisesThreads) {
   std::atomic<int> inside{0};
   std::atomic<int> overlaps{0};
   std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int k = 0; k < 3; ++k) {
-    threads.emplace_back([&] {
-      IoResult r;
-      auto t = bench.Open(r);
-      if (!t) {
+  OnLinksInParallel(bench, 3, failures, [&](ITransport& t, int) {
+    for (int i = 0; i < 10; ++i) {
+      if (!t.Lock(5000).ok()) {
         ++failures;
-        return;
+        continue;
       }
-      for (int i = 0; i < 10; ++i) {
-        if (!t->Lock(5000).ok()) {
-          ++failures;
-          continue;
-        }
-        if (inside.fetch_add(1) != 0) ++overlaps;
-        if (Query(*t, "*OPC?") != "1\n") ++failures;
-        inside.fetch_sub(1);
-        if (!t->Unlock().ok()) ++failures;
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
+      if (inside.fetch_add(1) != 0) ++overlaps;
+      if (Query(t, "*OPC?") != "1\n") ++failures;
+      inside.fetch_sub(1);
+      if (!t.Unlock().ok()) ++failures;
+    }
+  });
   EXPECT_EQ(failures, 0);
   EXPECT_EQ(overlaps, 0);
 }

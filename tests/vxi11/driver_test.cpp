@@ -64,21 +64,5 @@ TEST(Vxi11Driver, SameSessionSameWireTrafficAsOverARawSocket) {
   }
 }
 
-TEST(Vxi11Driver, InitializeFailureNamesTheResource) {
-  io::test::Vxi11Bench bench(1);
-  ASSERT_BENCH(bench);
-  io::IoResult r;
-  auto holder = bench.Open(r);  // the instrument's only link
-  ASSERT_TRUE(holder) << r.message;
-  CVelmoraQdx driver;
-  const std::string options =
-      "DriverSetup=IoBackend=builtin, PortmapperPort=" + std::to_string(bench.server->portmapPort());
-  EXPECT_EQ(driver.Initialize(io::test::kResource, VARIANT_TRUE, VARIANT_FALSE, options.c_str()),
-            E_VELMORAQDX_IO_GENERAL);
-  const std::string& text = ThreadErrorRecord().description;
-  EXPECT_TRUE(io::test::Contains(text, "VXI-11 error 9 (out of resources)")) << text;
-  EXPECT_TRUE(io::test::Contains(text, "Resource descriptor = TCPIP::127.0.0.1::INSTR.")) << text;
-}
-
 }  // namespace
 }  // namespace veqdx

@@ -1,8 +1,5 @@
 // How the VXI-11 transport fails: timeouts that leave the link usable, wrong ports, a device
 // out of links, an instrument that drops the connection, a peer that never answers.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -11,6 +8,7 @@
 #include <string>
 
 #include "core/error_reporter.h"
+#include "core/velmoraqdx.h"
 #include "io/formatted_io.h"
 #include "vxi11_bench.h"
 
@@ -22,22 +20,13 @@ using Clock = std::chrono::steady_clock;
 // A loopback TCP listener that accepts (through the kernel backlog) and never answers.
 class MuteListener {
  public:
-  MuteListener() {
-    fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof a;
-    if (::bind(fd_, reinterpret_cast<sockaddr*>(&a), len) == 0 && ::listen(fd_, 8) == 0 &&
-        ::getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len) == 0)
-      port_ = ntohs(a.sin_port);
-  }
+  MuteListener() : fd_(ListenOnLoopback(8, port_)) {}
   ~MuteListener() { ::close(fd_); }
   int port() const { return port_; }
 
  private:
-  int fd_ = -1;
   int port_ = 0;
+  int fd_;
 };
 
 // A loopback port with nothing listening on it.
@@ -77,9 +66,7 @@ TEST(Vxi11Failure, SessionReportsTimeoutAndLinkErrorsWithTheirMessages) {
   ASSERT_BENCH(bench);
   CVelmoraQdxErrorReporter reporter;
   CIoSession session(reporter);
-  IoOpenOptions options;
-  options.transport = bench.Options(200);
-  ASSERT_EQ(session.Open(kResource, options), S_OK);
+  ASSERT_EQ(bench.OpenSession(session, 200), S_OK);
   bench.emulator->addSilentQuery(":VOLT?");
   double volts = 0;
   EXPECT_EQ(session.Formatted().QueryString(":VOLT?", "%lg", &volts), E_VELMORAQDX_IO_TIMEOUT);
@@ -88,10 +75,11 @@ TEST(Vxi11Failure, SessionReportsTimeoutAndLinkErrorsWithTheirMessages) {
       << text;
   bench.emulator->clearFaults();
   EXPECT_EQ(session.Formatted().QueryString(":VOLT?", "%lg", &volts), S_OK);
-  std::uint8_t stb = 0;
+  std::uint8_t stb = 0xFF;
   EXPECT_EQ(session.Unlock(), E_VELMORAQDX_IO_GENERAL);
   EXPECT_TRUE(Contains(ThreadErrorRecord().description, "no lock held by this link"));
   EXPECT_EQ(session.ReadStatusByte(&stb), S_OK);
+  EXPECT_EQ(stb, bench.emulator->instrument().statusByte());
 }
 
 // Each case: DriverSetup items (PORTMAPPER/CORE/CLOSED stand for the bench's ports and a
@@ -171,13 +159,21 @@ TEST(Vxi11Failure, NoFreeLinkIsAClearErrorUntilOneIsClosed) {
 
   CVelmoraQdxErrorReporter reporter;
   CIoSession session(reporter);
-  IoOpenOptions options;
-  options.transport = bench.Options();
-  EXPECT_EQ(session.Open(kResource, options), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(bench.OpenSession(session), E_VELMORAQDX_IO_GENERAL);
   EXPECT_TRUE(Contains(ThreadErrorRecord().description, expected));
+  // The driver's Initialize says the same, and names the resource.
+  CVelmoraQdx driver;
+  const std::string setup =
+      "DriverSetup=IoBackend=builtin, PortmapperPort=" + std::to_string(bench.server->portmapPort());
+  ClearThreadErrorRecord();
+  EXPECT_EQ(driver.Initialize(kResource, VARIANT_TRUE, VARIANT_FALSE, setup.c_str()),
+            E_VELMORAQDX_IO_GENERAL);
+  const std::string& text = ThreadErrorRecord().description;
+  EXPECT_TRUE(Contains(text, expected)) << text;
+  EXPECT_TRUE(Contains(text, "Resource descriptor = TCPIP::127.0.0.1::INSTR.")) << text;
 
   links[1]->Close();
-  EXPECT_EQ(session.Open(kResource, options), S_OK);
+  EXPECT_EQ(bench.OpenSession(session), S_OK);
   EXPECT_EQ(bench.server->linkCount(), 3u);
 }
 

@@ -1,9 +1,6 @@
 // An RPC whose answer comes after the client gave up: the call is a timeout, and the late
 // answer, when it arrives, is skipped instead of being taken for the next call's.
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -15,6 +12,7 @@
 
 #include "io/vxi11_transport.h"
 #include "vxi11/vxi11.h"
+#include "vxi11_bench.h"
 #include "vxi11_wire.h"
 
 namespace veqdx::io::test {
@@ -28,15 +26,8 @@ using qdxsim::vxi11::Xdr;
 class SlowDevice {
  public:
   explicit SlowDevice(int lateMs) : lateMs_(lateMs) {
-    listen_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listen_ = ListenOnLoopback(1, port_);
     stop_ = ::eventfd(0, EFD_CLOEXEC);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof a;
-    if (::bind(listen_, reinterpret_cast<sockaddr*>(&a), len) == 0 && ::listen(listen_, 1) == 0 &&
-        ::getsockname(listen_, reinterpret_cast<sockaddr*>(&a), &len) == 0)
-      port_ = ntohs(a.sin_port);
     thread_ = std::thread([this] { Serve(); });
   }
   ~SlowDevice() {

@@ -33,38 +33,12 @@ TEST(Vxi11Transport, QueriesThroughEveryFormOfTheResource) {
     EXPECT_EQ(Query(*t, "*IDN?"), kIdn);
     EXPECT_EQ(bench.emulator->takeTranscript(), Transcript{"*IDN?"});
   }
-}
-
-TEST(Vxi11Transport, UnknownDeviceNameIsRefusedByTheInstrument) {
-  Vxi11Bench bench;
-  ASSERT_BENCH(bench);
+  // A device name the instrument does not know is its refusal.
   IoResult r;
   EXPECT_FALSE(bench.Open(r, 2000, "TCPIP::127.0.0.1::gpib0,5::INSTR"));
   EXPECT_EQ(r.code, IoCode::Error);
   EXPECT_TRUE(Contains(r.message, "refused a link to device 'gpib0,5': VXI-11 error 21"))
       << r.message;
-  EXPECT_EQ(bench.server->linkCount(), 0u);
-}
-
-TEST(Vxi11Transport, DriverSessionWritesAndReadsFormattedValues) {
-  Vxi11Bench bench;
-  ASSERT_BENCH(bench);
-  CVelmoraQdxErrorReporter reporter;
-  CIoSession session(reporter);
-  IoOpenOptions options;
-  options.transport = bench.Options();
-  ASSERT_EQ(session.Open(kResource, options), S_OK) << ThreadErrorRecord().description;
-  EXPECT_EQ(session.GetInterfaceType(), InterfaceType::Tcpip);
-  EXPECT_EQ(session.GetResourceClass(), "INSTR");
-  ASSERT_EQ(session.Formatted().Printf(":VOLT %0.15lg", 12.5), S_OK);
-  double volts = 0;
-  ASSERT_EQ(session.Formatted().QueryString(":VOLT?", "%lg", &volts), S_OK);
-  EXPECT_EQ(volts, 12.5);
-  std::uint8_t stb = 0xFF;
-  EXPECT_EQ(session.ReadStatusByte(&stb), S_OK);
-  EXPECT_EQ(stb, bench.emulator->instrument().statusByte());
-  EXPECT_EQ(bench.emulator->takeTranscript(), (Transcript{":VOLT 12.5", ":VOLT?"}));
-  EXPECT_EQ(session.Close(), S_OK);
   EXPECT_EQ(bench.AwaitLinks(0), 0u);
 }
 
@@ -97,9 +71,7 @@ TEST(Vxi11Transport, LongReplyTakesSeveralReadsAndEndsAtEnd) {
   // The driver's 4096-byte read buffer takes it whole through the formatted engine.
   CVelmoraQdxErrorReporter reporter;
   CIoSession session(reporter);
-  IoOpenOptions options;
-  options.transport = bench.Options();
-  ASSERT_EQ(session.Open(kResource, options), S_OK) << ThreadErrorRecord().description;
+  ASSERT_EQ(bench.OpenSession(session), S_OK) << ThreadErrorRecord().description;
   CountedString got;
   ASSERT_EQ(session.Formatted().QueryString("*IDN?", "%$Ct", &got), S_OK)
       << ThreadErrorRecord().description;

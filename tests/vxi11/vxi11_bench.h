@@ -2,7 +2,10 @@
 // driver's VXI-11 transport. The portmapper always listens on a free port (never 111), and
 // the driver is pointed at it with the DriverSetup item PortmapperPort.
 #pragma once
+#include <arpa/inet.h>
 #include <dirent.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <gtest/gtest.h>
 
@@ -60,6 +63,13 @@ class Vxi11Bench {
   std::unique_ptr<ITransport> Open(IoResult& result, int timeoutMs = 2000,
                                    const std::string& resource = kResource) const {
     return OpenTransport(resource, Options(timeoutMs), result);
+  }
+
+  // Opens `session` on this bench's instrument.
+  HRESULT OpenSession(CIoSession& session, int timeoutMs = 2000) const {
+    IoOpenOptions o;
+    o.transport = Options(timeoutMs);
+    return session.Open(kResource, o);
   }
 
   // Waits (bounded) until the server's link count is `n`; the count after the wait.
@@ -139,6 +149,20 @@ inline int SettledDescriptors() {
     last = now;
   }
   return last;
+}
+
+// A TCP socket listening on a free loopback port, and that port (0 when it failed).
+inline int ListenOnLoopback(int backlog, int& port) {
+  int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t len = sizeof a;
+  port = ::bind(fd, reinterpret_cast<sockaddr*>(&a), len) == 0 && ::listen(fd, backlog) == 0 &&
+                 ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len) == 0
+             ? ntohs(a.sin_port)
+             : 0;
+  return fd;
 }
 
 inline bool Contains(const std::string& text, const std::string& part) {
