@@ -341,12 +341,7 @@ HRESULT CDriver::OpenConnection() {
   if (!options.simulate && transportFactory_) {
     io::IoResult result;
     std::unique_ptr<io::ITransport> transport = transportFactory_(resource, options.transport, result);
-    if (!transport) {
-      if (result.ok()) result = io::IoResult::Error("no transport for the resource");
-      const std::string extra = "Resource descriptor = " + resource + ".";
-      return result.code == io::IoCode::Timeout ? reporter_.ReportIoTimeout(result.message, extra)
-                                                : reporter_.ReportIoError(result.message, extra);
-    }
+    if (!transport) return io::ReportOpenFailure(reporter_, resource);
     return io_.OpenWithTransport(resource, std::move(transport));
   }
   return io_.Open(resource, options);
@@ -376,9 +371,8 @@ HRESULT CDriver::CheckInstrumentStatus() {
     hr = io_.LowLevelReadStringNoPoll(kEsrReplyMax, rest, readStatus);
   }
   if (Failed(hr)) {
-    const std::string why = ThreadErrorRecord().description;
     io_.ClearErrorState();
-    return reporter_.ReportInstrumentError(why);
+    return reporter_.ReportInstrumentError();
   }
   const long esr = std::strtol(reply.c_str(), nullptr, 10);
   if (esr & kEsrErrorBits) return reporter_.ReportInstrumentError();

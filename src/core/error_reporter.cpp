@@ -136,11 +136,11 @@ HRESULT CErrorReporter::ReportError(std::uint32_t number, std::string_view extra
 
   ErrorRecord& rec = ThreadErrorRecord();
   rec.hr = row->hr;
+  // A message-table text ends with a line break: the description ends with it, or, when an
+  // extra text follows, that break is the one between the two.
   rec.description = FormatMessageText(row->text, inserts);
-  if (!extra.empty()) {
-    rec.description += "\r\n";
-    rec.description.append(extra);
-  }
+  rec.description += "\r\n";
+  rec.description.append(extra);
   rec.interfaceName = currentInterface_ ? currentInterface_() : std::string();
   rec.source = source_;
   rec.helpFile = kHelpFile;

@@ -93,7 +93,7 @@ std::string FormatMessageText(const char* text, std::initializer_list<std::strin
 // The error record of the last failure, kept per calling thread.
 struct ErrorRecord {
   HRESULT hr = S_OK;
-  std::string description;
+  std::string description;  // message text and its CR LF, then the extra text if any
   std::string interfaceName;  // interface through which the failing call came
   std::string source;         // the driver's programmatic identifier
   std::string helpFile;       // "VelmoraQdx.chm"

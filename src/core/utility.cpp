@@ -120,10 +120,7 @@ HRESULT CDriver::ErrorQuery(std::int32_t* errorCode, std::string* errorMessage) 
     std::int32_t code = 0;
     io::CountedString text;
     hr = fio.Scanf("%d,%$Ct", &code, &text);
-    if (Failed(hr)) {
-      const std::string why = ThreadErrorRecord().description;  // copied: reporting rewrites it
-      return reporter_.ReportUnexpectedResponse(why);
-    }
+    if (Failed(hr)) return reporter_.ReportUnexpectedResponse();
     *errorCode = code;
     *errorMessage = CleanErrorMessage(text.View());
     return hr;

@@ -25,8 +25,7 @@ HRESULT CTrigger::SendSoftwareTrigger() {
 HRESULT CTrigger::Fire(const char* member, const char* command, bool changesLevels) {
   const AccessTarget root{driver_, driver_, kNoChannel};
   return RunMember(root, kInterface, member, [&]() -> HRESULT {
-    if (driver_.Simulate()) return S_OK;
-    const HRESULT hr = SendCommand(root, false, command);
+    const HRESULT hr = driver_.Simulate() ? S_OK : SendCommand(root, false, command);
     // The I/O lock is released by now: the walk below reads the child maps.
     if (Succeeded(hr) && changesLevels && driver_.Cache()) InvalidateProgrammedLevels(driver_);
     return hr;

@@ -8,10 +8,9 @@
 // The commands address the instrument as a whole: no ":INST:NSEL". Nothing is sent while
 // simulating, and the call succeeds. A trigger may replace the programmed levels of any output
 // with its triggered ones, so after a successful Initiate or SendSoftwareTrigger with Cache on
-// the cached "IVelmoraQdxOutput.VoltageLevel" and "IVelmoraQdxOutput.CurrentLimit" of every
-// output are made invalid. Abort changes no level and invalidates nothing; neither does a
-// failed send, nor a simulated trigger (the cache is then the simulated instrument's whole
-// state, and a simulated trigger applies nothing).
+// (simulated ones included) the cached "IVelmoraQdxOutput.VoltageLevel" and
+// "IVelmoraQdxOutput.CurrentLimit" of every output are made invalid. Abort changes no level
+// and invalidates nothing; neither does a failed send.
 #pragma once
 #include "core/hresult.h"
 #include "veqdx/interfaces.h"

@@ -58,10 +58,7 @@ HRESULT CIoSession::Open(std::string_view resource, const IoOpenOptions& options
   IoResult result;
   std::unique_ptr<ITransport> transport = OpenTransport(resource, options.transport, result);
   if (!transport) {
-    if (result.ok()) result = IoResult::Error("the transport could not be created");
-    std::string extra = "Resource descriptor = " + resource_ + ".";
-    HRESULT hr = result.code == IoCode::Timeout ? reporter_.ReportIoTimeout(result.message, extra)
-                                                : reporter_.ReportIoError(result.message, extra);
+    const HRESULT hr = ReportOpenFailure(reporter_, resource_);
     lastStatus_ = hr;
     resource_.clear();
     return hr;
@@ -277,6 +274,11 @@ HRESULT CIoSession::Unlock() {
   if (!transport_) return Report(NotOpen());
   IoResult r = transport_->Unlock();
   return r.ok() ? S_OK : Report(r);
+}
+
+HRESULT ReportOpenFailure(const CErrorReporter& reporter, std::string_view resource) {
+  return reporter.ReportIoError("Failed to open VISA resource.",
+                                "Resource descriptor = " + std::string(resource) + ".");
 }
 
 }  // namespace veqdx::io

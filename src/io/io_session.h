@@ -217,4 +217,9 @@ class CIoSession {
 std::unique_ptr<ITransport> OpenTransport(std::string_view resource,
                                           const TransportOptions& options, IoResult& result);
 
+// A failed open, whatever the link said: the general I/O error "Failed to open VISA
+// resource." with "Resource descriptor = <resource>." as its extra text. Every transport
+// reports an open the same way, so callers can rely on one description.
+HRESULT ReportOpenFailure(const CErrorReporter& reporter, std::string_view resource);
+
 }  // namespace veqdx::io
