@@ -99,7 +99,7 @@ TEST_F(SimulatedSession, UnknownIdentifiersAreNotSupported) {
       EXPECT_EQ(Set(vi, id, type), VEQDX_ERROR_ATTRIBUTE_NOT_SUPPORTED) << id;
     }
     EXPECT_EQ(LastError(vi).text, "VelmoraQdx: Does not support this class-compliant feature: "
-                                  "property " + std::to_string(id) + ".");
+                                  "property " + std::to_string(id) + ".\r\n");
   }
 }
 
@@ -175,7 +175,7 @@ TEST_F(SimulatedSession, RefusedAttributeValues) {
   };
   const Refusal rows[] = {
       {"", VEQDX_ATTR_SIMULATE, Bool, VI_FALSE, VEQDX_ERROR_SIMULATION_STATE_UNSUPPORTED,
-       "VelmoraQdx: The simulation state cannot be changed."},
+       "VelmoraQdx: The simulation state cannot be changed.\r\n"},
       {"", VEQDX_ATTR_INTERCHANGE_CHECK, Bool, VI_TRUE, VEQDX_ERROR_VALUE_NOT_SUPPORTED,
        nullptr},
       {"", VEQDX_ATTR_OVP_ENABLED, Bool, VI_FALSE, VEQDX_ERROR_VALUE_NOT_SUPPORTED, nullptr},

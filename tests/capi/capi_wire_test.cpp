@@ -67,7 +67,7 @@ TEST_F(EmulatedSession, TheFirstFailingOutputStopsTheWalk) {
   Start(std::make_unique<Sim>(std::vector<std::string>{"QDX750ML", "QDX750L", "QDX750L"}));
   EXPECT_EQ(veqdx_ConfigureVoltageLevel(vi, "Output1-Output3", 50), VEQDX_ERROR_INVALID_VALUE);
   EXPECT_EQ(LastError(vi).text,
-            "VelmoraQdx: Invalid value (50) for method put_VoltageLevel, parameter val.");
+            "VelmoraQdx: Invalid value (50) for method put_VoltageLevel, parameter val.\r\n");
   EXPECT_WIRE(Lines{":INST:NSEL 1", ":VOLT 50"});  // Output3 is never asked
   EXPECT_EQ(veqdx_ConfigureVoltageLevel(vi, "Output2-Output3", 20), VI_SUCCESS);
   EXPECT_WIRE(Lines{":INST:NSEL 2", ":VOLT 20", ":INST:NSEL 3", ":VOLT 20"});
@@ -82,9 +82,9 @@ struct SelectorCase {
 TEST_F(EmulatedSession, SelectorErrorsOnATwoChannelUnit) {
   Open("QDX750ML", 2);
   const SelectorCase cases[] = {
-      {nullptr, VEQDX_ERROR_CHANNEL_NAME_REQUIRED, "VelmoraQdx: A channel name is required."},
-      {"", VEQDX_ERROR_CHANNEL_NAME_REQUIRED, "VelmoraQdx: A channel name is required."},
-      {"  ", VEQDX_ERROR_CHANNEL_NAME_REQUIRED, "VelmoraQdx: A channel name is required."},
+      {nullptr, VEQDX_ERROR_CHANNEL_NAME_REQUIRED, "VelmoraQdx: A channel name is required.\r\n"},
+      {"", VEQDX_ERROR_CHANNEL_NAME_REQUIRED, "VelmoraQdx: A channel name is required.\r\n"},
+      {"  ", VEQDX_ERROR_CHANNEL_NAME_REQUIRED, "VelmoraQdx: A channel name is required.\r\n"},
       {"Output1-", VEQDX_ERROR_BADLY_FORMED_SELECTOR,
        "The repeated capability selector is badly-formed."},
       {"Output 1", VEQDX_ERROR_BADLY_FORMED_SELECTOR,
@@ -217,7 +217,7 @@ TEST_F(EmulatedSession, InstrumentErrorIsReportedWhenQueryInstrumentStatusIsOn) 
   ASSERT_EQ(veqdx_SetAttributeViBoolean(vi, "", VEQDX_ATTR_RANGE_CHECK, VI_FALSE), VI_SUCCESS);
   EXPECT_EQ(veqdx_ConfigureVoltageLevel(vi, "", 1000), VEQDX_ERROR_INSTRUMENT_STATUS);
   EXPECT_EQ(LastError(vi).text,
-            "VelmoraQdx: Instrument error detected.  Use ErrorQuery() to determine error(s).");
+            "VelmoraQdx: Instrument error detected.  Use ErrorQuery() to determine error(s).\r\n");
   EXPECT_WIRE(Lines{":INST:NSEL 0", "*ESR?", ":VOLT 1000", "*ESR?"});
 }
 
@@ -256,7 +256,7 @@ TEST_F(EmulatedSession, DirectIoSharesTheDriversLink) {
 }
 
 TEST_F(SimulatedSession, DirectIoIsRefusedWhileSimulating) {
-  const char* expected = "VelmoraQdx: I/O error: Direct I/O not available while Simulating.";
+  const char* expected = "VelmoraQdx: I/O error: Direct I/O not available while Simulating.\r\n";
   EXPECT_EQ(veqdx_SystemWrite(vi, "*RST"), VEQDX_ERROR_IO_GENERAL);
   EXPECT_EQ(LastError(vi).text, expected);
   char buffer[16] = "junk";

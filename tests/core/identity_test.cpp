@@ -49,7 +49,7 @@ TEST_F(DriverOnDevice, InstrumentIdentityBeforeInitializeFromTheReplyAndSimulate
   EXPECT_EQ(IdentityOf(d), "Velmora|QDX750ML|Sim1.0.4.0");
   EXPECT_EQ(d.get_InstrumentFirmwareRevision(nullptr), MakeHr(0x80047058u));
   EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method "
-                         "get_InstrumentFirmwareRevision, parameter val.");
+                         "get_InstrumentFirmwareRevision, parameter val.\r\n");
   EXPECT_EQ(ThreadErrorRecord().interfaceName, "IIviDriverIdentity");
   EXPECT_EQ(d.get_SpecificationMinorVersion(nullptr), MakeHr(0x80047058u));
 }
@@ -125,7 +125,8 @@ TEST(EnumFormatter, ConvertsByContextAndReportsFailures) {
   EXPECT_NE(LastError().find("Unrecognized enum name 'VelmoraQdxOutputStateEnum'."),
             std::string::npos);
   EXPECT_EQ(d.FormatEnum("VelmoraQdxPONStateEnum", 7, keyword), MakeHr(0x80047010u));
-  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (7) for method put_PONState, parameter nVal.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Invalid value (7) for method put_PONState, parameter nVal.\r\n");
   EXPECT_TRUE(Failed(d.ParseEnum("VelmoraQdxPONStateEnum", "safe\n", value)));
   EXPECT_NE(LastError().find("Unexpected value 'safe\n' for enum 'VelmoraQdxPONStateEnum'."),
             std::string::npos)

@@ -97,7 +97,7 @@ TEST(OptionString, OptionMapDescriptorAndMessages) {
 
   EXPECT_EQ(Apply("Cache=false, Simulate=yes").hr, MakeHr(0x8004704Cu));
   EXPECT_EQ(ThreadErrorRecord().description,
-            "VelmoraQdx: The yes value in the option string is unknown.");
+            "VelmoraQdx: The yes value in the option string is unknown.\r\n");
   for (const auto& [text, parameter] :
        {std::pair{" =1", "strNameIn"}, {"Simulate=  ", "strValueIn"}}) {
     EXPECT_EQ(Apply(text).hr, MakeHr(0x80047010u)) << text;

@@ -76,8 +76,7 @@ TEST_F(Utility, ErrorQuerySuspendsTheStatusCheck) {
   device->ClearWritten();
   device->OnQuery(":SYST:ERR?", "garbage\n");
   EXPECT_EQ(driver.ErrorQuery(&code, &message), MakeHr(0x80047059u));
-  EXPECT_NE(LastError().find("VelmoraQdx: Unexpected response from the instrument."),
-            std::string::npos);
+  EXPECT_EQ(LastError(), "VelmoraQdx: Unexpected response from the instrument.\r\n");
   EXPECT_EQ(Get(driver, &CDriver::get_QueryInstrumentStatus), VARIANT_TRUE);
   EXPECT_EQ(driver.PollInstrumentStatus(), S_OK);
   EXPECT_EQ(device->Written(), (Lines{":SYST:ERR?", "*ESR?"}));
@@ -85,6 +84,7 @@ TEST_F(Utility, ErrorQuerySuspendsTheStatusCheck) {
   device->ClearWritten();
   device->TimeOutNextRead();
   EXPECT_EQ(driver.ErrorQuery(&code, &message), MakeHr(0x80047059u));
+  EXPECT_EQ(LastError(), "VelmoraQdx: Unexpected response from the instrument.\r\n");
   EXPECT_EQ(driver.PollInstrumentStatus(), S_OK);
   EXPECT_EQ(device->Written().back(), "*ESR?");
 }
@@ -133,7 +133,8 @@ TEST_F(Utility, UninitializedAndSimulated) {
       {&CDriver::SelfTest, "SelfTest, parameter TestResult"}};
   for (const auto& [method, name] : pointers) {
     EXPECT_EQ((driver.*method)(nullptr, &message), MakeHr(0x80047058u));
-    EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method " + std::string(name) + ".");
+    EXPECT_EQ(LastError(),
+              "VelmoraQdx: Null pointer passed for method " + std::string(name) + ".\r\n");
   }
   EXPECT_EQ(driver.ErrorQuery(&code, nullptr), MakeHr(0x80047058u));
   EXPECT_NE(LastError().find("method ErrorQuery, parameter ErrorMessage."), std::string::npos);
@@ -165,7 +166,7 @@ TEST_F(Utility, ResetAtInitialize) {
   device->ClearWritten();
   device->OnQuery("*RST;*OPC?", "not a number\n");
   EXPECT_EQ(Open("", VARIANT_TRUE, VARIANT_TRUE), MakeHr(0x8004705Fu));
-  EXPECT_EQ(LastError(), "VelmoraQdx: Instrument reset failed.");
+  EXPECT_EQ(LastError(), "VelmoraQdx: Instrument reset failed.\r\n");
   EXPECT_FALSE(driver.Initialized());
   EXPECT_FALSE(device->Connected());
   attr::CNode* output = driver.FindChild("Output0");

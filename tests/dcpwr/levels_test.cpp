@@ -39,12 +39,12 @@ TEST_F(OutputOnDevice, RatingsDriveTheRangeChecks) {
   }
   EXPECT_EQ(out.put_VoltageLevel(31.6), kInvalidValue);
   EXPECT_EQ(LastError(),
-            "VelmoraQdx: Invalid value (31.6) for method put_VoltageLevel, parameter val.");
+            "VelmoraQdx: Invalid value (31.6) for method put_VoltageLevel, parameter val.\r\n");
 
   EXPECT_EQ(out.put_CurrentLimit(78.75), S_OK);
   EXPECT_EQ(out.put_CurrentLimit(78.76), kInvalidValue);
   EXPECT_EQ(LastError(),
-            "VelmoraQdx: Invalid value (78.76) for method put_CurrentLimit, parameter val.");
+            "VelmoraQdx: Invalid value (78.76) for method put_CurrentLimit, parameter val.\r\n");
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":CURR 78.75"}));
 
   ASSERT_EQ(driver.put_RangeCheck(VARIANT_FALSE), S_OK);
@@ -159,7 +159,7 @@ TEST_F(OutputOnDevice, ConfigureMethodsGoThroughTheSetters) {
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":CURR 5", ":VOLT:PROT 40", ":CURR 6"}));
   EXPECT_EQ(out.ConfigureCurrentLimit(VelmoraQdxCurrentLimitTrip, 80), kInvalidValue);
   EXPECT_EQ(LastError(),
-            "VelmoraQdx: Invalid value (80) for method put_CurrentLimit, parameter val.");
+            "VelmoraQdx: Invalid value (80) for method put_CurrentLimit, parameter val.\r\n");
 }
 
 TEST_F(OutputOnDevice, MaximumQueriesAskTheInstrument) {
@@ -212,7 +212,7 @@ TEST_F(OutputOnDevice, SessionChecksComeFirst) {
   VelmoraQdxOutput& out = Out();
   EXPECT_EQ(out.get_VoltageLevel(nullptr), kNullPointer);
   EXPECT_EQ(LastError(),
-            "VelmoraQdx: Null pointer passed for method get_VoltageLevel, parameter val.");
+            "VelmoraQdx: Null pointer passed for method get_VoltageLevel, parameter val.\r\n");
   EXPECT_EQ(out.Measure(VelmoraQdxMeasurementVoltage, nullptr), kNullPointer);
   ASSERT_EQ(driver.Close(), S_OK);
   double v = 0;

@@ -20,7 +20,8 @@ TEST_F(OutputOnDevice, BooleanKeywordsOfEnabled) {
   EXPECT_EQ(on, VARIANT_TRUE);
   device->Reply("OFF\n");
   EXPECT_EQ(out.get_Enabled(&on), kIoError);
-  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: Unexpected value 'OFF' for enum 'VARIANT_BOOL'..");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: I/O error: Unexpected value 'OFF' for enum 'VARIANT_BOOL'..\r\n");
   EXPECT_EQ(on, VARIANT_FALSE);
 }
 
@@ -34,7 +35,8 @@ TEST_F(OutputOnDevice, EnumerationRepliesAreTrimmedButCaseSensitive) {
   device->Reply("safe\n");
   EXPECT_EQ(out.get_PONState(&pon), kIoError);
   EXPECT_EQ(LastError(),
-            "VelmoraQdx: I/O error: Unexpected value 'safe' for enum 'VelmoraQdxPONStateEnum'..");
+            "VelmoraQdx: I/O error: Unexpected value 'safe' for enum 'VelmoraQdxPONStateEnum'.."
+            "\r\n");
   VelmoraQdxExternalRangeEnum range = VelmoraQdxExternalRangeLow;
   device->Reply("HIGH\n");
   ASSERT_EQ(out.get_ExternalMonitorRange(&range), S_OK);
@@ -76,21 +78,23 @@ TEST_F(OutputOnDevice, TableChecksRejectBeforeAnyIo) {
   OpenSingle();
   VelmoraQdxOutput& out = Out();
   EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), kInvalidValue);
-  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.\r\n");
   EXPECT_EQ(out.put_TriggerSource(static_cast<VelmoraQdxTriggerSourceEnum>(1)), kInvalidValue);
   EXPECT_EQ(LastError(),
-            "VelmoraQdx: Invalid value (1) for method put_TriggerSource, parameter val.");
+            "VelmoraQdx: Invalid value (1) for method put_TriggerSource, parameter val.\r\n");
   EXPECT_EQ(out.IviDCPwr().put_TriggerSource(IviDCPwrTriggerSourceExternal), kInvalidValue);
   EXPECT_EQ(out.put_AlanogControlRange(static_cast<VelmoraQdxExternalRangeEnum>(2)), kInvalidValue);
   EXPECT_EQ(LastError(),
-            "VelmoraQdx: Invalid value (2) for method put_AlanogControlRange, parameter val.");
+            "VelmoraQdx: Invalid value (2) for method put_AlanogControlRange, parameter val.\r\n");
   EXPECT_EQ(out.put_OutputControlLogic(static_cast<VelmoraQdxExternalLogicEnum>(-1)),
             kInvalidValue);
   EXPECT_EQ(Traffic(), Lines{});
   // Without the check the converter refuses the value, still before any I/O.
   ASSERT_EQ(driver.put_RangeCheck(VARIANT_FALSE), S_OK);
   EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), kInvalidValue);
-  EXPECT_EQ(LastError(), "VelmoraQdx: Invalid value (3) for method put_PONState, parameter nVal.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Invalid value (3) for method put_PONState, parameter nVal.\r\n");
   EXPECT_EQ(Traffic(), Lines{});
 }
 
@@ -152,7 +156,7 @@ TEST_F(OutputOnDevice, QueryStateOnASingleUnitReadsThePlainRegisters) {
   EXPECT_EQ(Out().QueryState(static_cast<VelmoraQdxOutputStateEnum>(7), &in), kInvalidValue);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Invalid value (7) for method IVelmoraQdxOutputQueryState, parameter "
-            "OutputState.");
+            "OutputState.\r\n");
   EXPECT_EQ(in, VARIANT_FALSE);
   EXPECT_EQ(Traffic(), (Lines{"STAT:OPER:COND?", "STAT:QUES:COND?"}));
   device->TimeOutNextRead();

@@ -6,7 +6,7 @@ namespace veqdx::dcpwr::testing {
 namespace {
 
 constexpr const char* kSimulatingText =
-    "VelmoraQdx: I/O error: Direct I/O not available while Simulating.";
+    "VelmoraQdx: I/O error: Direct I/O not available while Simulating.\r\n";
 
 class DirectIoTest : public SystemOnDevice {};
 
@@ -113,7 +113,7 @@ TEST_F(DirectIoTest, NothingPendingTimesOut) {
   EXPECT_EQ(reply, "");
   device->FailNextRead("connection reset");
   EXPECT_EQ(system.SystemRead(256, reply), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: connection reset.");
+  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: connection reset.\r\n");
 }
 
 TEST_F(DirectIoTest, NullArgumentsAndClosedSessionsAreReported) {
@@ -123,7 +123,8 @@ TEST_F(DirectIoTest, NullArgumentsAndClosedSessionsAreReported) {
 
   OpenSingle();
   EXPECT_EQ(system.get_DirectIO(nullptr), MakeHr(0x80047058u));
-  EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method get_DirectIO, parameter val.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Null pointer passed for method get_DirectIO, parameter val.\r\n");
   EXPECT_EQ(system.SystemWrite(nullptr), MakeHr(0x80047058u));
   ASSERT_EQ(system.get_DirectIO(&direct), S_OK);
   EXPECT_EQ(direct->WriteString(nullptr), MakeHr(0x80047058u));

@@ -34,7 +34,7 @@ TEST_F(GlobalTest, SimulatedSettingsFailCleanlyWithoutIo) {
   // No simulation shortcut of their own: the I/O session of a simulated driver has no device.
   OpenSimulated();
   EXPECT_EQ(global.put_VoltageLevel(5), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: .");
+  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: .\r\n");
   EXPECT_EQ(ThreadErrorRecord().interfaceName, "IVelmoraQdxGlobal");
   EXPECT_EQ(global.put_CurrentLimit(1), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(global.put_Enabled(VARIANT_TRUE), E_VELMORAQDX_IO_GENERAL);
@@ -44,7 +44,8 @@ TEST_F(GlobalTest, SimulatedSettingsFailCleanlyWithoutIo) {
 
 TEST_F(GlobalTest, ClosedSessionIsReported) {
   EXPECT_EQ(global.put_VoltageLevel(5), MakeHr(0x8004701Du));
-  EXPECT_EQ(LastError(), "VelmoraQdx: A connection to the instrument has not been established.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: A connection to the instrument has not been established.\r\n");
 }
 
 class MemoryTest : public SystemOnDevice {};
@@ -67,12 +68,12 @@ TEST_F(MemoryTest, OutOfRangeMemoryIsReportedAndStillSent) {
   };
   const Case cases[] = {
       {&CSystem::SaveState, 0, "*SAV 0",
-       "VelmoraQdx: Invalid value (0) for method SaveState, parameter Memory."},
+       "VelmoraQdx: Invalid value (0) for method SaveState, parameter Memory.\r\n"},
       {&CSystem::RecallState, 4, "*RCL 4",
-       "VelmoraQdx: Invalid value (4) for method RecallState, parameter Memory."},
+       "VelmoraQdx: Invalid value (4) for method RecallState, parameter Memory.\r\n"},
       // "%@1d" adds one half and truncates toward zero: -3 goes out as -2.
       {&CSystem::SaveState, -3, "*SAV -2",
-       "VelmoraQdx: Invalid value (-3) for method SaveState, parameter Memory."},
+       "VelmoraQdx: Invalid value (-3) for method SaveState, parameter Memory.\r\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.command);
@@ -99,7 +100,7 @@ TEST_F(MemoryTest, FailedSendIsTheResult) {
   OpenSingle();
   device->FailNextWrite("cable pulled");
   EXPECT_EQ(system.SaveState(0), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: cable pulled.");
+  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: cable pulled.\r\n");
 }
 
 TEST_F(MemoryTest, RecallLeavesTheCacheAsItWas) {

@@ -173,7 +173,7 @@ TEST_F(StatusTest, RepliesOutsideTheRegisterWidthFailAndStoreNothing) {
   EXPECT_EQ(cases[0].get(status, stb), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: I/O error: Overflow or underflow reading value of '3.000000e+02' into "
-            "a BYTE..");
+            "a BYTE..\r\n");
   for (const Case& c : cases) {
     SCOPED_TRACE(c.target);
     std::int64_t value = 99;
@@ -229,9 +229,10 @@ TEST_F(StatusTest, NullResultsAndClosedSessionsAreReported) {
   OpenSingle();
   EXPECT_EQ(oper->get_ConditionRegister(nullptr), MakeHr(0x80047058u));
   EXPECT_EQ(LastError(),
-            "VelmoraQdx: Null pointer passed for method get_ConditionRegister, parameter val.");
+            "VelmoraQdx: Null pointer passed for method get_ConditionRegister, parameter val.\r\n");
   EXPECT_EQ(status.get_Operation(nullptr), MakeHr(0x80047058u));
-  EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method get_Operation, parameter val.");
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: Null pointer passed for method get_Operation, parameter val.\r\n");
   EXPECT_TRUE(device->Written().empty());
 }
 

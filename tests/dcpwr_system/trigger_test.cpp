@@ -80,22 +80,36 @@ TEST_F(TriggerTest, FailedSendInvalidatesNothing) {
   CacheLevels();
   device->FailNextWrite("link down");
   EXPECT_EQ(trigger.Initiate(), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: link down.");
+  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: link down.\r\n");
   device->ClearWritten();
   EXPECT_EQ(ReadLevels(), (std::vector<double>{5, 1, 6, 2}));
   EXPECT_TRUE(device->Written().empty());
 }
 
-TEST_F(TriggerTest, SimulatedTriggersSendNothingAndKeepTheSimulatedLevels) {
+// Simulated triggers send nothing but drop the cached levels and limits as real ones do; a
+// simulated read of a dropped value no longer returns it (the out value is left at zero).
+TEST_F(TriggerTest, SimulatedTriggersSendNothingAndInvalidateTheSimulatedLevels) {
   OpenSimulated();
   VelmoraQdxOutput& output = Output("Output0");
-  ASSERT_EQ(output.put_VoltageLevel(12.5), S_OK) << LastError();
-  EXPECT_EQ(trigger.SendSoftwareTrigger(), S_OK) << LastError();
-  EXPECT_EQ(trigger.Initiate(), S_OK) << LastError();
-  EXPECT_EQ(trigger.Abort(), S_OK) << LastError();
-  double level = 0;
-  EXPECT_EQ(output.get_VoltageLevel(&level), S_OK);
-  EXPECT_EQ(level, 12.5);
+  for (HRESULT (CTrigger::*fire)() : {&CTrigger::SendSoftwareTrigger, &CTrigger::Initiate}) {
+    ASSERT_EQ(output.put_VoltageLevel(12.5), S_OK) << LastError();
+    ASSERT_EQ(output.put_CurrentLimit(1.5), S_OK) << LastError();
+    EXPECT_EQ(trigger.Abort(), S_OK) << LastError();
+    double level = 0;
+    double limit = 0;
+    EXPECT_EQ(output.get_VoltageLevel(&level), S_OK);
+    EXPECT_EQ(output.get_CurrentLimit(&limit), S_OK);
+    EXPECT_EQ(level, 12.5);  // Abort invalidates nothing
+    EXPECT_EQ(limit, 1.5);
+
+    EXPECT_EQ((trigger.*fire)(), S_OK) << LastError();
+    level = 0;
+    limit = 0;
+    EXPECT_EQ(output.get_VoltageLevel(&level), S_OK);
+    EXPECT_EQ(output.get_CurrentLimit(&limit), S_OK);
+    EXPECT_EQ(level, 0);
+    EXPECT_EQ(limit, 0);
+  }
   EXPECT_FALSE(device->Connected());
   EXPECT_TRUE(device->Writes().empty());
 }

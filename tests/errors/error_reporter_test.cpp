@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <thread>
 
 #include "core/error_reporter.h"
+#include "io/formatted_io.h"
+#include "io/io_session.h"
 
 namespace veqdx {
 namespace {
@@ -14,7 +17,8 @@ struct Row {
 };
 
 // Every message of the table as a user sees it, written out independently of the table in the
-// code so that a typo on either side fails.
+// code so that a typo on either side fails. The texts carry no line break: the recorded
+// description adds it.
 const Row kExpected[] = {
     {0x01, 0x00000000, "VelmoraQdx: Success."},
     {0x02, 0x80047000, "VelmoraQdx: Unrecoverable failure."},
@@ -87,7 +91,8 @@ TEST(ErrorReporter, EveryRowOfTheCodeTable) {
       continue;
     }
     EXPECT_EQ(rec.hr, MakeHr(row.hr));
-    EXPECT_EQ(rec.description, row.text);
+    EXPECT_EQ(FormatMessageText(FindMessage(row.number)->text, {"A", "B", "C"}), row.text);
+    EXPECT_EQ(rec.description, std::string(row.text) + "\r\n");
     EXPECT_EQ(rec.helpFile, "VelmoraQdx.chm");
     EXPECT_EQ(rec.helpContext, row.number >= 0x2A ? 3u : 0u);
     EXPECT_EQ(rec.source, "VelmoraQdx.VelmoraQdx");
@@ -113,7 +118,41 @@ TEST(ErrorReporter, ExtraTextFollowsALineBreak) {
   EXPECT_EQ(ThreadErrorRecord().description,
             "VelmoraQdx: Instrument ID query failed.\r\nUnrecognized model: XYZ750.");
   reporter.ReportIdQueryFailed("");
-  EXPECT_EQ(ThreadErrorRecord().description, "VelmoraQdx: Instrument ID query failed.");
+  EXPECT_EQ(ThreadErrorRecord().description, "VelmoraQdx: Instrument ID query failed.\r\n");
+}
+
+// A message-table description ends with CR LF, which an extra text follows; a record made
+// without the table (E_INVALIDARG, a formatted-engine failure) carries no CR LF.
+TEST(ErrorReporter, OnlyMessageTableDescriptionsEndWithALineBreak) {
+  CErrorReporter reporter;
+  io::CIoSession session(reporter);
+  std::string out;
+  const struct {
+    const char* what;
+    std::function<HRESULT()> report;
+    HRESULT hr;
+    const char* description;
+  } cases[] = {
+      {"table, no extra", [&] { return reporter.ReportChannelNameRequired(); },
+       MakeHr(0x80047044u), "VelmoraQdx: A channel name is required.\r\n"},
+      {"table with inserts, no extra",
+       [&] { return reporter.ReportInvalidValue("put_VoltageLevel", "val", 50); },
+       MakeHr(0x80047010u),
+       "VelmoraQdx: Invalid value (50) for method put_VoltageLevel, parameter val.\r\n"},
+      {"table, extra", [&] { return reporter.ReportUnknownChannelName("Output3"); },
+       MakeHr(0x80047020u), "VelmoraQdx: Unknown channel name.\r\nOutput3"},
+      {"E_INVALIDARG", [&] { return session.OpenWithTransport("X", nullptr); }, E_INVALIDARG,
+       "OpenWithTransport: the transport is null."},
+      {"formatted engine", [&] { return session.Formatted().Sprintf(out, ":VOLT %d"); },
+       E_INVALIDARG,
+       "VelmoraQdx: Invalid argument: write format \":VOLT %d\" takes 1 argument(s) but 0 were "
+       "passed."},
+  };
+  for (const auto& c : cases) {
+    ClearThreadErrorRecord();
+    EXPECT_EQ(c.report(), c.hr) << c.what;
+    EXPECT_EQ(ThreadErrorRecord().description, c.description) << c.what;
+  }
 }
 
 TEST(ErrorReporter, NamedOperationsFillTheirInserts) {
@@ -121,20 +160,21 @@ TEST(ErrorReporter, NamedOperationsFillTheirInserts) {
   EXPECT_EQ(reporter.ReportInvalidValue("put_VoltageLevel", "val", 31.6),
             MakeHr(0x80047010u));
   EXPECT_EQ(ThreadErrorRecord().description,
-            "VelmoraQdx: Invalid value (31.6) for method put_VoltageLevel, parameter val.");
+            "VelmoraQdx: Invalid value (31.6) for method put_VoltageLevel, parameter val.\r\n");
   reporter.ReportInvalidValue("put_PONState", "val", 3);
   EXPECT_EQ(ThreadErrorRecord().description,
-            "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.");
+            "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.\r\n");
   reporter.ReportValueNotSupported("VARIANT_TRUE", "val", "put_InterchangeCheck");
   EXPECT_EQ(ThreadErrorRecord().description,
             "VelmoraQdx: Does not support this class-compliant feature: (enumeration) value "
-            "VARIANT_TRUE passed as the value for parameter val in method put_InterchangeCheck.");
+            "VARIANT_TRUE passed as the value for parameter val in method put_InterchangeCheck."
+            "\r\n");
   EXPECT_EQ(reporter.ReportIoTimeout("no reply within 2000 ms"), E_VELMORAQDX_IO_TIMEOUT);
   EXPECT_EQ(ThreadErrorRecord().description,
-            "VelmoraQdx: I/O timeout error: no reply within 2000 ms.");
+            "VelmoraQdx: I/O timeout error: no reply within 2000 ms.\r\n");
   EXPECT_EQ(reporter.ReportNullPointer("SelfTest", "TestMessage"), MakeHr(0x80047058u));
   EXPECT_EQ(ThreadErrorRecord().description,
-            "VelmoraQdx: Null pointer passed for method SelfTest, parameter TestMessage.");
+            "VelmoraQdx: Null pointer passed for method SelfTest, parameter TestMessage.\r\n");
 }
 
 TEST(ErrorReporter, RecordIsPerThread) {

@@ -73,9 +73,9 @@ class FmtTest : public ::testing::Test {
 
   // The description of the calling thread's last error.
   static std::string LastError() { return ThreadErrorRecord().description; }
-  // The description an I/O failure text produces.
+  // The description an I/O failure text produces (no extra text: the message's CR LF ends it).
   static std::string IoErrorText(std::string_view text) {
-    return "VelmoraQdx: I/O error: " + std::string(text) + ".";
+    return "VelmoraQdx: I/O error: " + std::string(text) + ".\r\n";
   }
 
   CVelmoraQdxErrorReporter reporter;

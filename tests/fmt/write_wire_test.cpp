@@ -131,7 +131,7 @@ TEST(FormattedIoWithoutBuffer, FailsThroughTheReporterWithAnEmptyDescription) {
   };
   for (const HRESULT hr : calls) {
     EXPECT_EQ(hr, E_VELMORAQDX_IO_GENERAL);
-    EXPECT_EQ(ThreadErrorRecord().description, "VelmoraQdx: I/O error: .");
+    EXPECT_EQ(ThreadErrorRecord().description, "VelmoraQdx: I/O error: .\r\n");
   }
   std::string out;  // Sprintf needs no device
   EXPECT_EQ(session.Formatted().Sprintf(out, ":VOLT %0.15lg", 1.0), S_OK);

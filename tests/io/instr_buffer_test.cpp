@@ -216,7 +216,7 @@ TEST(InstrBuffer, TimeoutAbandonsTheResponseWithoutWaitingAgain) {
   ScriptedSession s;
   int c = 0;
   EXPECT_EQ(s.buffer().ReadChar(c), E_VELMORAQDX_IO_TIMEOUT);
-  EXPECT_EQ(LastDescription(), "VelmoraQdx: I/O timeout error: no reply within 2000 ms.");
+  EXPECT_EQ(LastDescription(), "VelmoraQdx: I/O timeout error: no reply within 2000 ms.\r\n");
   ASSERT_EQ(s.buffer().ReadChar(c), S_OK);
   EXPECT_EQ(c, CInstrBuffer::kEndOfResponse);
   ASSERT_EQ(s.buffer().FinishRead(), S_OK);

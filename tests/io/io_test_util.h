@@ -11,9 +11,16 @@
 
 namespace veqdx::io::test {
 
-// Description of the driver's I/O error carrying `text` as its insert.
+// Description of the driver's I/O error carrying `text` as its insert and no extra text, so
+// ending with the message's CR LF.
 inline std::string IoErrorText(const std::string& text) {
-  return "VelmoraQdx: I/O error: " + text + ".";
+  return "VelmoraQdx: I/O error: " + text + ".\r\n";
+}
+
+// Description of a failed open of `resource`, whatever the link said.
+inline std::string OpenFailureText(const std::string& resource) {
+  return "VelmoraQdx: I/O error: Failed to open VISA resource..\r\nResource descriptor = " +
+         resource + ".";
 }
 
 inline const std::string& LastDescription() { return ThreadErrorRecord().description; }

@@ -249,7 +249,7 @@ TEST(SocketTransport, SilentPeerTimesOutAndTheSessionStaysUsable) {
   EXPECT_GE(waited, std::chrono::milliseconds(290));
   EXPECT_LT(waited, std::chrono::milliseconds(3000));
   EXPECT_EQ(LastDescription(), "VelmoraQdx: I/O timeout error: no reply from 127.0.0.1:" +
-                                   std::to_string(listener.port()) + " within 300 ms.");
+                                   std::to_string(listener.port()) + " within 300 ms.\r\n");
   EXPECT_EQ(Ask(session, "*OPC?"), "1\n");
 }
 
@@ -328,6 +328,8 @@ TEST(SocketTransport, PeerClosingMidReplyIsAnIoError) {
   EXPECT_NE(LastDescription().find("is closed"), std::string::npos) << LastDescription();
 }
 
+// A refused connect: the transport names the address; the session reports the general open
+// failure, which names the resource.
 TEST(SocketTransport, RefusedConnectNamesAddressAndResource) {
   std::uint16_t port = 0;
   {
@@ -338,10 +340,12 @@ TEST(SocketTransport, RefusedConnectNamesAddressAndResource) {
   CVelmoraQdxErrorReporter reporter;
   CIoSession session(reporter);
   std::string resource = "TCPIP0::127.0.0.1::" + std::to_string(port) + "::SOCKET";
+  IoResult r;
+  EXPECT_FALSE(OpenTransport(resource, TransportOptions{}, r));
+  EXPECT_EQ(r.code, IoCode::Error);
+  EXPECT_EQ(r.message, "connect to 127.0.0.1:" + std::to_string(port) + " refused");
   EXPECT_EQ(session.Open(resource, IoOpenOptions{}), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastDescription(),
-            test::IoErrorText("connect to 127.0.0.1:" + std::to_string(port) + " refused") +
-                "\r\nResource descriptor = " + resource + ".");
+  EXPECT_EQ(LastDescription(), test::OpenFailureText(resource));
   EXPECT_FALSE(session.IsOpen());
 }
 

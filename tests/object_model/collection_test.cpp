@@ -9,10 +9,10 @@ namespace veqdx::om_test {
 namespace {
 
 const std::string kNotInitialized =
-    "VelmoraQdx: A connection to the instrument has not been established.";
+    "VelmoraQdx: A connection to the instrument has not been established.\r\n";
 const std::string kUnknown = "VelmoraQdx: Unknown channel name.\r\n";
 const std::string kBadlyFormed = "VelmoraQdx: The repeated capability selector is badly-formed.\r\n";
-const std::string kNameRequired = "VelmoraQdx: A channel name is required.";
+const std::string kNameRequired = "VelmoraQdx: A channel name is required.\r\n";
 
 // One interface of the collection; `item` gives the output as that interface's element
 // type, `view` turns an IVelmoraQdxOutput into the same type for comparison.
@@ -119,7 +119,7 @@ TEST_P(Collection, NameTakesOneBasedIndicesWithinCount) {
   for (std::int32_t index : {0, 3, -1, INT_MIN, INT_MAX}) {
     ExpectFailure(f().name(driver.get(), index, &name), E_IVI_INVALID_VALUE,
                   "VelmoraQdx: Invalid value (" + std::to_string(index) +
-                      ") for method get_Name, parameter Index.",
+                      ") for method get_Name, parameter Index.\r\n",
                   std::to_string(index));
   }
 }
@@ -162,11 +162,12 @@ TEST_P(Collection, EveryMemberNeedsAnOpenSession) {
 TEST_P(Collection, MissingOutArgumentsAreReported) {
   OpenSimulated();
   ExpectFailure(f().count(driver.get(), nullptr), E_IVI_NULL_POINTER,
-                "VelmoraQdx: Null pointer passed for method get_Count, parameter val.", "Count");
+                "VelmoraQdx: Null pointer passed for method get_Count, parameter val.\r\n",
+                "Count");
   ExpectFailure(f().name(driver.get(), 1, nullptr), E_IVI_NULL_POINTER,
-                "VelmoraQdx: Null pointer passed for method get_Name, parameter val.", "Name");
+                "VelmoraQdx: Null pointer passed for method get_Name, parameter val.\r\n", "Name");
   ExpectFailure(f().item(driver.get(), "Output0", nullptr), E_IVI_NULL_POINTER,
-                "VelmoraQdx: Null pointer passed for method get_Item, parameter val.", "Item");
+                "VelmoraQdx: Null pointer passed for method get_Item, parameter val.\r\n", "Item");
 }
 
 INSTANTIATE_TEST_SUITE_P(BothInterfaces, Collection, ::testing::ValuesIn(kFlavours),

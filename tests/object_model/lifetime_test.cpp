@@ -14,7 +14,8 @@ namespace {
 void ExpectNotInitialized(IVelmoraQdxOutput* output, const char* when) {
   double value = 1;
   EXPECT_EQ(output->put_VoltageLevel(2.5), E_IVI_NOT_INITIALIZED) << when;
-  EXPECT_EQ(LastError(), "VelmoraQdx: A connection to the instrument has not been established.")
+  EXPECT_EQ(LastError(),
+            "VelmoraQdx: A connection to the instrument has not been established.\r\n")
       << when;
   EXPECT_EQ(output->get_CurrentLimit(&value), E_IVI_NOT_INITIALIZED) << when;
   EXPECT_EQ(output->Measure(VelmoraQdxMeasurementVoltage, &value), E_IVI_NOT_INITIALIZED) << when;

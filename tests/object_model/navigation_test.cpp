@@ -143,7 +143,7 @@ TEST_F(ObjectModel, NavigationWithoutAnOutArgumentReportsTheNullPointer) {
   for (const auto& [member, call] : calls) {
     EXPECT_EQ(call(), E_IVI_NULL_POINTER) << member;
     EXPECT_EQ(LastError(), std::string("VelmoraQdx: Null pointer passed for method ") + member +
-                               ", parameter val.");
+                               ", parameter val.\r\n");
   }
 }
 

@@ -169,7 +169,8 @@ TEST(DriverOverLinks, SilentInstrumentTimesOutInBoundedTimeAndTheSessionGoesOn) 
     EXPECT_GE(elapsed.count(), 290);
     EXPECT_LT(elapsed.count(), 5000);  // guards against a hang, not a speed requirement
     EXPECT_EQ(ThreadErrorRecord().description,
-              "VelmoraQdx: I/O timeout error: no reply from " + link.peer() + " within 300 ms.");
+              "VelmoraQdx: I/O timeout error: no reply from " + link.peer() + " within 300 ms."
+              "\r\n");
     double amps = -1;
     EXPECT_EQ(out.Measure(VelmoraQdxMeasurementCurrent, &amps), S_OK)
         << ThreadErrorRecord().description;

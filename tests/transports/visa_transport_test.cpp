@@ -117,25 +117,42 @@ TEST_F(VisaTransportTest, InterfaceTypeMappedFromTheLibrarysAnswer) {
   EXPECT_EQ(AsVisa(t)->ResourceName(), "UNKNOWN");
 }
 
+// The transport names the descriptor and VISA's reason; the session reports any failed open,
+// a timed-out one included, as the general open failure naming the descriptor.
 TEST_F(VisaTransportTest, OpenFailureNamesTheDescriptorAndVisasReason) {
+  const std::string openFailure =
+      "VelmoraQdx: I/O error: Failed to open VISA resource..\r\n"
+      "Resource descriptor = GPIB0::5::INSTR.";
   visa.Script("open_status 0xBFFF0011\n");
-  CVelmoraQdxErrorReporter reporter;
-  CIoSession session(reporter);
-  IoOpenOptions options;
-  options.transport.setup["iobackend"] = "visa";
-  HRESULT hr = session.Open("GPIB0::5::INSTR", options);
-  EXPECT_EQ(hr, E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(ThreadErrorRecord().description,
-            "VelmoraQdx: I/O error: Failed to open VISA resource. GPIB0::5::INSTR: "
+  EXPECT_EQ(Open("GPIB0::5::INSTR"), nullptr);
+  EXPECT_EQ(result.code, IoCode::Error);
+  EXPECT_EQ(result.message,
+            "Failed to open VISA resource. GPIB0::5::INSTR: "
             "VI_ERROR_RSRC_NFOUND: Insufficient location information or the requested device "
-            "or resource is not present in the system (VISA status 0xBFFF0011).\r\n"
-            "Resource descriptor = GPIB0::5::INSTR.");
+            "or resource is not present in the system (VISA status 0xBFFF0011)");
   // The resource manager opened for the attempt is closed again.
   EXPECT_EQ(visa.Calls(), (Lines{"viOpenDefaultRM", "viOpen GPIB0::5::INSTR mode=0 timeout=2000",
                                  "viClose rm"}));
 
+  CVelmoraQdxErrorReporter reporter;
+  CIoSession session(reporter);
+  IoOpenOptions options;
+  options.transport.setup["iobackend"] = "visa";
+  visa.Script("open_status 0xBFFF0011\n");
+  EXPECT_EQ(session.Open("GPIB0::5::INSTR", options), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(ThreadErrorRecord().description, openFailure);
+  EXPECT_EQ(visa.Calls(), (Lines{"viOpenDefaultRM", "viOpen GPIB0::5::INSTR mode=0 timeout=2000",
+                                 "viClose rm"}));
+
   visa.Script("open_status 0xBFFF0015\n");
-  EXPECT_EQ(session.Open("GPIB0::5::INSTR", options), E_VELMORAQDX_IO_TIMEOUT);
+  EXPECT_EQ(Open("GPIB0::5::INSTR"), nullptr);
+  EXPECT_EQ(result.code, IoCode::Timeout);
+  EXPECT_EQ(result.message,
+            "Failed to open VISA resource. GPIB0::5::INSTR: "
+            "VI_ERROR_TMO: Timeout expired before operation completed (VISA status 0xBFFF0015)");
+  visa.Script("open_status 0xBFFF0015\n");
+  EXPECT_EQ(session.Open("GPIB0::5::INSTR", options), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(ThreadErrorRecord().description, openFailure);
 }
 
 TEST_F(VisaTransportTest, ReadTimeoutBecomesTheTimeoutErrorAndTheSessionGoesOn) {
@@ -151,7 +168,8 @@ TEST_F(VisaTransportTest, ReadTimeoutBecomesTheTimeoutErrorAndTheSessionGoesOn) 
   EXPECT_EQ(session.LowLevelReadStringNoPoll(100, reply, status), E_VELMORAQDX_IO_TIMEOUT);
   EXPECT_EQ(ThreadErrorRecord().description,
             "VelmoraQdx: I/O timeout error: VISA read on TCPIP0::10.0.0.5::5025::SOCKET failed: "
-            "VI_ERROR_TMO: Timeout expired before operation completed (VISA status 0xBFFF0015).");
+            "VI_ERROR_TMO: Timeout expired before operation completed (VISA status 0xBFFF0015)."
+            "\r\n");
   EXPECT_EQ(session.GetLastStatus(), E_VELMORAQDX_IO_TIMEOUT);
 
   visa.Calls();
