@@ -8,31 +8,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <cstring>
 
 namespace veqdx::io {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr std::size_t kDiscardLimit = 4u << 20;
-
-int MsLeft(Clock::time_point deadline) {
-  auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-  if (left.count() <= 0) return 0;
-  return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
-}
-
-// 1 ready (or hung up: the following call reports it), 0 timed out, -1 error.
-int WaitFor(int fd, short events, Clock::time_point deadline) {
-  for (;;) {
-    pollfd p{fd, events, 0};
-    int rc = ::poll(&p, 1, MsLeft(deadline));
-    if (rc < 0 && errno == EINTR) continue;
-    return rc;
-  }
-}
 
 }  // namespace
 
@@ -66,16 +47,7 @@ IoResult FdStream::Write(const char* data, std::size_t size, bool end, std::size
   std::size_t sent = 0;
   const StreamStep step =
       WriteFramed(data, size, addTerm, term_, sent, [&](iovec* iov, int count) -> StreamStep {
-        for (;;) {
-          const ssize_t n = ::writev(fd_, iov, count);
-          if (n > 0) return {n, 0};
-          if (n == 0) return {-1, EIO};
-          if (errno == EINTR) continue;
-          if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
-          const int rc = WaitFor(fd_, POLLOUT, deadline);
-          if (rc == 0) return {-1, ETIMEDOUT};
-          if (rc < 0) return {-1, errno};
-        }
+        return RetryUntil(fd_, POLLOUT, deadline, [&] { return ::writev(fd_, iov, count); });
       });
   written = std::min(sent, size);
   if (step.count > 0) return IoResult::Ok();
@@ -97,15 +69,7 @@ IoResult FdStream::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd
   const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
   const StreamInbox::Outcome outcome = inbox_.Read(
       buffer, max, termEnabled_, term_, got, why, [&](char* into, std::size_t room) -> StreamStep {
-        for (;;) {
-          const ssize_t n = ::read(fd_, into, room);
-          if (n >= 0) return {n, 0};
-          if (errno == EINTR) continue;
-          if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
-          const int rc = WaitFor(fd_, POLLIN, deadline);
-          if (rc == 0) return {-1, ETIMEDOUT};
-          if (rc < 0) return {-1, errno};
-        }
+        return RetryUntil(fd_, POLLIN, deadline, [&] { return ::read(fd_, into, room); });
       });
   switch (outcome.stop) {
     case StreamInbox::Stop::Delivered:
@@ -119,11 +83,7 @@ IoResult FdStream::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd
     case StreamInbox::Stop::TimedOut:
       break;
   }
-  const std::string what = outcome.held > 0 ? "incomplete reply (" +
-                                                  std::to_string(outcome.held) +
-                                                  " bytes, no terminator) from "
-                                            : "no reply from ";
-  return IoResult::Timeout(what + label_ + " within " + std::to_string(timeoutMs_) + " ms");
+  return ReadTimedOut(outcome.held, label_, timeoutMs_);
 }
 
 IoResult FdStream::DiscardInput() {

@@ -13,37 +13,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <cstring>
 #include <utility>
 
 namespace veqdx::io {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // Clear() drains at most this much that already arrived, so a device that never stops
 // talking cannot hold it forever.
 constexpr std::size_t kClearDrainLimit = 4u << 20;
 
 std::string ErrnoText(int err) { return std::strerror(err); }
-
-int MsLeft(Clock::time_point deadline) {
-  auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-  if (left.count() <= 0) return 0;
-  return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
-}
-
-// Waits for `events` on `fd` until `deadline`. Returns 1 when ready, 0 on timeout, -1 on an
-// error (errno set). Ready includes POLLHUP/POLLERR: the following call reports the cause.
-int WaitFor(int fd, short events, Clock::time_point deadline) {
-  for (;;) {
-    pollfd p{fd, events, 0};
-    int rc = ::poll(&p, 1, MsLeft(deadline));
-    if (rc < 0 && errno == EINTR) continue;
-    return rc;
-  }
-}
 
 // The numeric host of a socket address ("10.0.0.5", "::1"); empty when it has none.
 std::string NumericHost(const sockaddr* sa, socklen_t len) {
@@ -212,16 +192,8 @@ IoResult SocketTransport::Write(const char* data, std::size_t size, bool end,
         msghdr msg{};
         msg.msg_iov = iov;
         msg.msg_iovlen = static_cast<std::size_t>(count);
-        for (;;) {
-          const ssize_t n = ::sendmsg(fd_, &msg, MSG_NOSIGNAL | MSG_DONTWAIT);
-          if (n > 0) return {n, 0};
-          if (n == 0) return {-1, EIO};
-          if (errno == EINTR) continue;
-          if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
-          const int rc = WaitFor(fd_, POLLOUT, deadline);
-          if (rc == 0) return {-1, ETIMEDOUT};
-          if (rc < 0) return {-1, errno};
-        }
+        return RetryUntil(fd_, POLLOUT, deadline,
+                          [&] { return ::sendmsg(fd_, &msg, MSG_NOSIGNAL | MSG_DONTWAIT); });
       });
   written = std::min(sent, size);
   if (step.count > 0) return IoResult::Ok();
@@ -246,16 +218,11 @@ IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
   bool blockFirst = blockingReceive_;
   const StreamInbox::Outcome outcome = inbox_.Read(
       buffer, max, termEnabled_, term_, got, why, [&](char* into, std::size_t room) -> StreamStep {
-        for (;;) {
-          const ssize_t n = ::recv(fd_, into, room, blockFirst ? 0 : MSG_DONTWAIT);
+        return RetryUntil(fd_, POLLIN, deadline, [&] {
+          const int flags = blockFirst ? 0 : MSG_DONTWAIT;
           blockFirst = false;
-          if (n >= 0) return {n, 0};
-          if (errno == EINTR) continue;
-          if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
-          const int rc = WaitFor(fd_, POLLIN, deadline);
-          if (rc == 0) return {-1, ETIMEDOUT};
-          if (rc < 0) return {-1, errno};
-        }
+          return ::recv(fd_, into, room, flags);
+        });
       });
   switch (outcome.stop) {
     case StreamInbox::Stop::Delivered:
@@ -270,11 +237,7 @@ IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
     case StreamInbox::Stop::TimedOut:
       break;
   }
-  const std::string what = outcome.held > 0 ? "incomplete reply (" +
-                                                  std::to_string(outcome.held) +
-                                                  " bytes, no terminator) from "
-                                            : "no reply from ";
-  return IoResult::Timeout(what + address_ + " within " + std::to_string(timeoutMs_) + " ms");
+  return ReadTimedOut(outcome.held, address_, timeoutMs_);
 }
 
 IoResult SocketTransport::Clear() {

@@ -15,8 +15,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <string>
 #include <vector>
 
+#include "io/deadline.h"
 #include "io/transport.h"
 
 namespace veqdx::io {
@@ -27,6 +29,22 @@ struct StreamStep {
   ssize_t count;
   int error;
 };
+
+// Repeats `attempt()` (one non-blocking call: a byte count, or -1 with errno) until it moves
+// bytes, reports the end of the stream (0) or fails for good, waiting for `events` on `fd` up
+// to `deadline` whenever it would block.
+template <class Attempt>
+StreamStep RetryUntil(int fd, short events, Clock::time_point deadline, Attempt&& attempt) {
+  for (;;) {
+    const ssize_t n = attempt();
+    if (n >= 0) return {n, 0};
+    if (errno == EINTR) continue;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) return {-1, errno};
+    const int rc = WaitFor(fd, events, deadline);
+    if (rc == 0) return {-1, ETIMEDOUT};
+    if (rc < 0) return {-1, errno};
+  }
+}
 
 class StreamInbox {
  public:
@@ -110,6 +128,14 @@ class StreamInbox {
   std::size_t end_ = 0;
 };
 
+// The timeout of a read that got `held` bytes and no terminator from `peer`.
+inline IoResult ReadTimedOut(std::size_t held, const std::string& peer, int timeoutMs) {
+  const std::string what = held > 0 ? "incomplete reply (" + std::to_string(held) +
+                                          " bytes, no terminator) from "
+                                    : "no reply from ";
+  return IoResult::Timeout(what + peer + " within " + std::to_string(timeoutMs) + " ms");
+}
+
 // Writes `size` bytes and, when `addTerm`, the termination character behind them, through
 // `send(iov, count)` (a StreamStep; it does its own waiting). `sent` counts the bytes that
 // went out, terminator included; the failing step is returned, {total, 0} on success.
@@ -124,7 +150,8 @@ StreamStep WriteFramed(const char* data, std::size_t size, bool addTerm, char& t
     if (sent < size) iov[count++] = {const_cast<char*>(data) + sent, size - sent};
     if (addTerm) iov[count++] = {&term, 1};
     const StreamStep step = send(iov, count);
-    if (step.count <= 0) return step;
+    if (step.count == 0) return {-1, EIO};  // a write that moves nothing would loop forever
+    if (step.count < 0) return step;
     sent += static_cast<std::size_t>(step.count);
   }
   return {static_cast<ssize_t>(total), 0};

@@ -116,13 +116,6 @@ class SigpipeGuard {
 
 }  // namespace
 
-int MsLeft(Clock::time_point deadline) {
-  // Rounded up: a deadline set a moment ago still has its whole time.
-  auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-  if (left.count() <= 0) return 0;
-  return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
-}
-
 IoResult ConnectTcp(const std::string& host, std::uint16_t port, Clock::time_point deadline,
                     std::string_view what, int& fd, std::string& where) {
   fd = -1;

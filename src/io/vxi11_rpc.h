@@ -10,14 +10,13 @@
 #include <string>
 #include <string_view>
 
+#include "io/deadline.h"
 #include "io/transport.h"
 
 namespace veqdx::io::vxi11 {
 
-using Clock = std::chrono::steady_clock;
-
-// Milliseconds from now to `deadline` (rounded up), 0 when it has passed.
-int MsLeft(Clock::time_point deadline);
+using io::Clock;
+using io::MsLeft;
 
 // An rpcgen routine ("bool_t xdr_X(XDR*, X*)") as the generic XDR procedure libtirpc calls.
 template <class T>
