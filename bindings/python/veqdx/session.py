@@ -25,24 +25,23 @@ def _decode(buffer):
     return buffer.value.decode(_ENCODING, _ERRORS)
 
 
-class VeqdxError(Exception):
+class _StatusReport:
+    """What a failed or warning call reports: .status (signed ViStatus), .description and
+    .function."""
+
+    def __init__(self, status, description, function):
+        super().__init__(f"{function}: 0x{status & 0xFFFFFFFF:08X}: {description}")
+        self.status = status
+        self.description = description
+        self.function = function
+
+
+class VeqdxError(_StatusReport, Exception):
     """A failed call: .status (signed ViStatus), .description and .function."""
 
-    def __init__(self, status, description, function):
-        super().__init__(f"{function}: 0x{status & 0xFFFFFFFF:08X}: {description}")
-        self.status = status
-        self.description = description
-        self.function = function
 
-
-class VeqdxWarning(UserWarning):
+class VeqdxWarning(_StatusReport, UserWarning):
     """A call that did its work but returned a warning status (positive, non-zero)."""
-
-    def __init__(self, status, description, function):
-        super().__init__(f"{function}: 0x{status & 0xFFFFFFFF:08X}: {description}")
-        self.status = status
-        self.description = description
-        self.function = function
 
 
 def error_message(status, vi=ll.VI_NULL):
