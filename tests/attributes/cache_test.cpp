@@ -6,7 +6,7 @@
 
 #include "attributes/cache.h"
 #include "attributes/cache_keys.h"
-#include "attributes/enums.h"
+#include "veqdx/enums.h"
 #include "attributes/node.h"
 #include "test_tree.h"
 

@@ -6,7 +6,7 @@
 
 #include "core/call_context.h"
 #include "driver_fixture.h"
-#include "attributes/enums.h"
+#include "veqdx/enums.h"
 #include "io/formatted_io.h"
 
 namespace veqdx::testing {
