@@ -120,6 +120,24 @@ TEST_F(EmulatorTest, ConcurrentClientsRunWholeMessages) {
   EXPECT_EQ(emulator_->takeTranscript().size(), 400u);
 }
 
+// Sixteen clients at once. A connection that arrives while every slot is held is turned away;
+// one that arrives just after a client hung up waits for that client's slot and is served.
+TEST_F(EmulatorTest, SixteenClientsAndNoMore) {
+  auto first = startAndConnect(testConfig());
+  std::vector<std::unique_ptr<SimClient>> clients;
+  clients.push_back(std::move(first));
+  while (clients.size() < 16) {
+    clients.push_back(std::make_unique<SimClient>(emulator_->port()));
+    ASSERT_EQ(clients.back()->query("*OPC?"), "1") << clients.size();
+  }
+  SimClient extra(emulator_->port());
+  EXPECT_TRUE(extra.waitForClose(5000ms));
+  for (int round = 0; round < 20; ++round) {
+    clients[static_cast<std::size_t>(round % 16)] = std::make_unique<SimClient>(emulator_->port());
+    ASSERT_EQ(clients[static_cast<std::size_t>(round % 16)]->query("*OPC?"), "1") << round;
+  }
+}
+
 // Delayed, silent and garbage replies, each switched off again on the same connection.
 TEST_F(EmulatorTest, ReplyFaults) {
   auto c = startAndConnect(testConfig());

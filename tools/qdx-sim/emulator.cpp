@@ -28,6 +28,9 @@ namespace {
 
 constexpr std::size_t kMaxLineLength = 64 * 1024;  // longer input is discarded up to its LF
 constexpr std::size_t kMaxClients = 16;
+// A client that just hung up may still be finishing its thread: a new connection that finds
+// every slot taken waits this long for one before it is turned away.
+constexpr int kSlotWaitMs = 2000;
 constexpr int kPollSliceMs = 1000;     // upper bound of one wait before re-checking state
 constexpr int kSendStallLimitMs = 5000;  // a client that reads nothing for this long is dropped
 
@@ -78,6 +81,9 @@ class Emulator::Impl {
   };
 
   void acceptLoop();
+  // Joins the threads of clients that have hung up; with `waitMs`, keeps trying until a slot
+  // is free or the time is up. False when stop() was called meanwhile.
+  bool reapClients(int waitMs);
   void serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done);
   // Executes one received message and answers it; false when the connection must close.
   bool process(int fd, int id, const std::string& line);
@@ -175,15 +181,14 @@ void Emulator::Impl::acceptLoop() {
     pollfd fds[2] = {{listenFd_, POLLIN, 0}, {wakeFd_, POLLIN, 0}};
     int n = poll(fds, 2, kPollSliceMs);
     if (fds[1].revents) break;
-    // Reap clients that have hung up.
-    std::erase_if(clients_, [](Client& c) {
-      if (!c.done->load()) return false;
-      c.thread.join();
-      return true;
-    });
+    if (!reapClients(0)) break;
     if (n <= 0 || !(fds[0].revents & POLLIN)) continue;
     int fd = accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd < 0) continue;
+    if (clients_.size() >= kMaxClients && !reapClients(kSlotWaitMs)) {
+      ::close(fd);
+      break;
+    }
     if (clients_.size() >= kMaxClients) {
       ::close(fd);
       continue;
@@ -196,6 +201,19 @@ void Emulator::Impl::acceptLoop() {
   }
   for (auto& c : clients_) c.thread.join();
   clients_.clear();
+}
+
+bool Emulator::Impl::reapClients(int waitMs) {
+  constexpr int kStepMs = 5;
+  for (int waited = 0;; waited += kStepMs) {
+    std::erase_if(clients_, [](Client& c) {
+      if (!c.done->load()) return false;
+      c.thread.join();
+      return true;
+    });
+    if (clients_.size() < kMaxClients || waited >= waitMs) return true;
+    if (sleepUnlessStopped(kStepMs)) return false;
+  }
 }
 
 void Emulator::Impl::serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done) {
