@@ -20,8 +20,13 @@ static void ShowError(ViSession vi, const char* what, ViStatus status) {
   ViStatus code = 0;
   ViChar description[512];
   ViChar message[256];
+  size_t length;
   veqdx_GetError(vi, &code, (ViInt32)sizeof description, description);
   veqdx_error_message(vi, status, message);
+  /* A driver message ends with a line break of its own (CR LF); print it as one line. */
+  length = strlen(description);
+  while (length > 0 && (description[length - 1] == '\n' || description[length - 1] == '\r'))
+    description[--length] = '\0';
   fflush(stdout); /* keep the report in order with what was printed before */
   fprintf(stderr, "%s failed: status 0x%08lX (%s)\n  %s\n", what,
           (unsigned long)(ViUInt32)status, message, description);

@@ -15,8 +15,12 @@ namespace {
 // Prints the failure with the driver's description; true when `hr` is a success.
 bool Check(veqdx::HRESULT hr, const char* what) {
   if (veqdx::IsSuccess(hr)) return true;
+  std::string description = veqdx::GetErrorInfo().description;
+  // A driver message ends with a line break of its own (CR LF); print it as one line.
+  while (!description.empty() && (description.back() == '\n' || description.back() == '\r'))
+    description.pop_back();
   std::fprintf(stderr, "%s failed (0x%08X): %s\n", what, static_cast<unsigned>(hr),
-               veqdx::GetErrorInfo().description.c_str());
+               description.c_str());
   return false;
 }
 
