@@ -3,24 +3,10 @@
 # Arguments: BUILD_DIR, SOURCE_DIR (tests/api), WORK_DIR (scratch).
 cmake_minimum_required(VERSION 3.25)
 
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out
-                  TIMEOUT 300)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}")
-  endif()
-  set(last_output "${out}" PARENT_SCOPE)
-endfunction()
-
-set(prefix ${WORK_DIR}/prefix)
-file(REMOVE_RECURSE ${WORK_DIR})
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component veqdx)
-foreach(file include/veqdx.h include/veqdx/interfaces.h include/veqdx/enums.h
-             include/veqdx/status.h lib/cmake/veqdx/veqdxConfig.cmake lib/pkgconfig/veqdx.pc)
-  if(NOT EXISTS ${prefix}/${file})
-    message(FATAL_ERROR "not installed: ${file}")
-  endif()
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/../support/install_into_prefix.cmake)
+install_into_prefix(include/veqdx.h include/veqdx/interfaces.h include/veqdx/enums.h
+                    include/veqdx/status.h lib/cmake/veqdx/veqdxConfig.cmake
+                    lib/pkgconfig/veqdx.pc)
 
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/consumer -B ${WORK_DIR}/consumer
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release)

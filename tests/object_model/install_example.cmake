@@ -4,23 +4,8 @@
 # sanitizers the driver was built with, which the example must link too; may be empty).
 cmake_minimum_required(VERSION 3.25)
 
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out
-                  TIMEOUT 300)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}")
-  endif()
-  set(last_output "${out}" PARENT_SCOPE)
-endfunction()
-
-set(prefix ${WORK_DIR}/prefix)
-file(REMOVE_RECURSE ${WORK_DIR})
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component veqdx)
-foreach(file include/veqdx/veqdx.hpp include/veqdx/interfaces.h lib/libveqdx_cpp.a)
-  if(NOT EXISTS ${prefix}/${file})
-    message(FATAL_ERROR "not installed: ${file}")
-  endif()
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/../support/install_into_prefix.cmake)
+install_into_prefix(include/veqdx/veqdx.hpp include/veqdx/interfaces.h lib/libveqdx_cpp.a)
 
 set(flags "")
 if(SANITIZE)
