@@ -36,16 +36,7 @@ const CallContext& CurrentCallContext() {
 std::string CurrentInterfaceName() { return std::string(CurrentCallContext().interfaceName); }
 std::string CurrentMemberName() { return std::string(CurrentCallContext().memberName); }
 
-std::string CurrentContextKey() {
-  const CallContext& ctx = CurrentCallContext();
-  return ContextKey(ctx.interfaceName, ctx.memberName);
-}
-
 std::size_t CallContextDepth() { return Stack().size(); }
-
-std::string ContextKey(std::string_view interfaceName, std::string_view memberName) {
-  return std::string(ContextKeyText(interfaceName, memberName).view());
-}
 
 ContextKeyText::ContextKeyText(std::string_view interfaceName, std::string_view memberName) {
   if (interfaceName.empty() && memberName.empty()) return;

@@ -33,18 +33,13 @@ class CCallContextGuard {
 const CallContext& CurrentCallContext();
 std::string CurrentInterfaceName();
 std::string CurrentMemberName();
-// Interface + "." + member, the member without a "get_"/"put_" prefix:
-// "IVelmoraQdxOutput.VoltageLevel" for get_/put_VoltageLevel, "IVelmoraQdxOutput.Measure" for
-// the method. Empty when no operation is running.
-std::string CurrentContextKey();
 // Number of contexts on the calling thread's stack (nesting depth).
 std::size_t CallContextDepth();
 
-// The key for one context, as above.
-std::string ContextKey(std::string_view interfaceName, std::string_view memberName);
-
-// The same key built in place: the enum formatter looks it up on every enum it writes or
-// reads, and a key of ordinary length then costs no allocation.
+// The context key: interface + "." + member, the member without a "get_"/"put_" prefix
+// ("IVelmoraQdxOutput.VoltageLevel" for get_/put_VoltageLevel, "IVelmoraQdxOutput.Measure"
+// for the method); empty for the empty context. Built in place: the enum formatter looks it
+// up on every enum it writes or reads, and a key of ordinary length then costs no allocation.
 class ContextKeyText {
  public:
   ContextKeyText(std::string_view interfaceName, std::string_view memberName);

@@ -57,15 +57,15 @@ TEST_F(DriverOnDevice, InstrumentIdentityBeforeInitializeFromTheReplyAndSimulate
 // ---- call context ----
 
 TEST(CallContext, KeysAndNesting) {
-  EXPECT_EQ(CurrentContextKey(), "");
-  EXPECT_EQ(ContextKey("IVelmoraQdxOutput", "put_VoltageLevel"), "IVelmoraQdxOutput.VoltageLevel");
-  EXPECT_EQ(ContextKey("IVelmoraQdxOutput", "get_VoltageLevel"), "IVelmoraQdxOutput.VoltageLevel");
-  EXPECT_EQ(ContextKey("IVelmoraQdxOutput", "Measure"), "IVelmoraQdxOutput.Measure");
+  EXPECT_EQ(ContextKeyText(CurrentCallContext()).view(), "");
+  EXPECT_EQ(ContextKeyText("IVelmoraQdxOutput", "put_VoltageLevel").view(), "IVelmoraQdxOutput.VoltageLevel");
+  EXPECT_EQ(ContextKeyText("IVelmoraQdxOutput", "get_VoltageLevel").view(), "IVelmoraQdxOutput.VoltageLevel");
+  EXPECT_EQ(ContextKeyText("IVelmoraQdxOutput", "Measure").view(), "IVelmoraQdxOutput.Measure");
   {
     CCallContextGuard outer("IIviDriver", "Initialize");
     {
       CCallContextGuard inner("IIviDriverUtility", "Reset");
-      EXPECT_EQ(CurrentContextKey(), "IIviDriverUtility.Reset");
+      EXPECT_EQ(ContextKeyText(CurrentCallContext()).view(), "IIviDriverUtility.Reset");
       EXPECT_EQ(CallContextDepth(), 2u);
     }
     EXPECT_EQ(CurrentInterfaceName(), "IIviDriver");
@@ -80,7 +80,7 @@ TEST(CallContext, EachThreadSeesItsOwn) {
   auto run = [&](int i, const char* member) {
     CCallContextGuard guard("IVelmoraQdxOutput", member);
     bothInside.arrive_and_wait();
-    seen[i] = CurrentContextKey();
+    seen[i] = std::string(ContextKeyText(CurrentCallContext()).view());
   };
   std::thread a(run, 0, "put_VoltageLevel");
   std::thread b(run, 1, "put_CurrentLimit");
