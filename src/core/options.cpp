@@ -4,7 +4,6 @@
 #include <cctype>
 #include <climits>
 #include <cstdlib>
-#include <regex>
 
 namespace veqdx {
 namespace {
@@ -21,15 +20,27 @@ bool EqualsNoCase(std::string_view a, std::string_view b) {
          std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return Lower(x) == Lower(y); });
 }
 
-// The item pattern is compiled once; std::regex objects are safe to share for matching.
-const std::regex& ItemPattern() {
-  static const std::regex pattern("[^,=]+=[^,=]+");
-  return pattern;
-}
+// Characters that may stand in an item's name or value: all but the separators.
+bool IsItemChar(char c) { return c != ',' && c != '='; }
 
-const std::regex& DriverSetupWithBlanks() {
-  static const std::regex pattern("DRIVERSETUP \\s*=");
-  return pattern;
+// Finds "DRIVERSETUP", a space, any further white space and '=' in upper-case text: the
+// position of the key, and in `valuePos` the position after the '='. npos when there is none.
+// A loop rather than a regular expression: the library's matcher recurses once per character,
+// and a caller's option string may hold any number of blanks.
+std::size_t FindDriverSetupWithBlanks(std::string_view upper, std::size_t& valuePos) {
+  constexpr std::string_view kKey = "DRIVERSETUP ";
+  std::size_t key = upper.find(kKey);
+  while (key != std::string_view::npos) {
+    std::size_t p = key + kKey.size();
+    while (p < upper.size() && IsBlank(upper[p])) ++p;
+    if (p < upper.size() && upper[p] == '=') {
+      valuePos = p + 1;
+      return key;
+    }
+    // No key can start inside the one just rejected or its white space.
+    key = upper.find(kKey, p);
+  }
+  return std::string_view::npos;
 }
 
 }  // namespace
@@ -89,13 +100,25 @@ std::string InitConfiguration::DriverSetupItem(std::string_view name,
 }
 
 std::vector<std::pair<std::string, std::string>> SplitOptionItems(std::string_view list) {
+  // An item is a run of item characters, '=' and another such run, each run as long as it
+  // goes. A run followed by anything else is skipped, and so is a run that served as a value:
+  // "a=b=c" holds the one item a=b. Scanning is a plain loop, so any length of text is safe.
   std::vector<std::pair<std::string, std::string>> items;
-  std::string text(list);
-  for (auto it = std::sregex_iterator(text.begin(), text.end(), ItemPattern());
-       it != std::sregex_iterator(); ++it) {
-    const std::string item = it->str();
-    const auto eq = item.find('=');
-    items.emplace_back(item.substr(0, eq), item.substr(eq + 1));
+  const std::size_t size = list.size();
+  std::size_t pos = 0;
+  while (pos < size) {
+    if (!IsItemChar(list[pos])) {
+      ++pos;
+      continue;
+    }
+    const std::size_t nameBegin = pos;
+    while (pos < size && IsItemChar(list[pos])) ++pos;
+    if (pos + 1 >= size || list[pos] != '=' || !IsItemChar(list[pos + 1])) continue;
+    const std::size_t nameEnd = pos;
+    const std::size_t valueBegin = ++pos;
+    while (pos < size && IsItemChar(list[pos])) ++pos;
+    items.emplace_back(list.substr(nameBegin, nameEnd - nameBegin),
+                       list.substr(valueBegin, pos - valueBegin));
   }
   return items;
 }
@@ -110,11 +133,7 @@ void SplitDriverSetup(std::string_view optionString, std::string& optionList,
   if (keyPos != std::string::npos) {
     valuePos = keyPos + std::string_view("DRIVERSETUP=").size();
   } else {
-    std::smatch m;
-    if (std::regex_search(upper, m, DriverSetupWithBlanks())) {
-      keyPos = static_cast<std::size_t>(m.position(0));
-      valuePos = keyPos + static_cast<std::size_t>(m.length(0));
-    }
+    keyPos = FindDriverSetupWithBlanks(upper, valuePos);
   }
   hasDriverSetup = keyPos != std::string::npos;
   if (!hasDriverSetup) {

@@ -109,8 +109,9 @@ class COptionProcessor {
   const CErrorReporter& reporter_;
 };
 
-// Splits a list into its "name=value" items with the pattern "[^,=]+=[^,=]+". Text between
-// items that does not match is skipped. Names and values are returned untrimmed.
+// Splits a list into its "name=value" items: the successive leftmost matches of
+// "[^,=]+=[^,=]+", each run as long as it goes. Text between items that does not match is
+// skipped. Names and values are returned untrimmed.
 std::vector<std::pair<std::string, std::string>> SplitOptionItems(std::string_view list);
 
 // Splits an option string into the option list and the DriverSetup text. `hasDriverSetup`

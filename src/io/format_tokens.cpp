@@ -13,6 +13,9 @@ namespace veqdx::io {
 namespace {
 
 // --- the two expressions -------------------------------------------------------------------
+// Every kind but the literal, which Tokenize cuts by hand: a literal run can be as long as the
+// format, and the regex engine recurses once per character it matches. Group g of an
+// expression is kind g.
 // Building blocks. A blank is a space or tab; list markers bind tightly: ',' or "(...)".
 // Everything inside "(...)" is accepted here so that a wrong separator letter is reported as
 // an invalid argument by the writer/reader rather than as an untokenizable format.
@@ -26,7 +29,6 @@ namespace {
 #define VQ_REAL "[feEgG]"
 
 const char* const kWritePatterns[] = {
-    /* 0 literal       */ "[^%]+|%%",
     /* 1 integer       */ "%" VQ_BLANKS "[-+0 ]*" VQ_FORM "(?:[0-9]+|0*\\*)?" VQ_PREC "[lhbI]?" VQ_INT,
     /* 2 integer list  */ "%" VQ_BLANKS "[-+0 ]*" VQ_FORM "(?:[0-9]+|0*\\*)?" VQ_PREC VQ_MARK VQ_BLANKS
                           VQ_WCOUNT "(?:\\$S)?[lhbI]?" VQ_INT,
@@ -47,7 +49,6 @@ const char* const kWritePatterns[] = {
 
 #define VQ_RSTART "%" VQ_BLANKS "\\*?" VQ_BLANKS
 const char* const kReadPatterns[] = {
-    /* 0 literal        */ "[^%]+|%%",
     /* 1 integer        */ VQ_RSTART VQ_FORM VQ_RCOUNT "[lhbI]?" VQ_INT,
     /* 2 integer list   */ VQ_RSTART VQ_FORM VQ_RCOUNT VQ_MARK VQ_BLANKS VQ_RCOUNT "(?:\\$S)?[lhbI]?" VQ_INT,
     /* 3 real           */ VQ_RSTART VQ_FORM VQ_RCOUNT "[lL]?" VQ_REAL,
@@ -90,9 +91,19 @@ const std::regex& ReadExpression() {
 std::atomic<std::uint64_t> g_tokenizerRuns{0};
 
 // The regex engine recurses once per character matched; matching a window of the format at
-// a time keeps the depth bounded for any format length (a long literal simply becomes
-// several literal tokens).
+// a time keeps the depth bounded for any format length. Literal runs are cut into pieces of
+// the same length, which the writer and the reader treat as one text.
 constexpr std::size_t kMatchWindow = 256;
+
+// Length of the literal token at the start of `rest`: a run of characters other than '%' (at
+// most kMatchWindow of them), or "%%". Zero when `rest` starts with another item. A plain
+// scan, so the stack stays flat however long the run.
+std::size_t LiteralLength(std::string_view rest) {
+  if (rest.empty()) return 0;
+  if (rest[0] == '%') return rest.size() >= 2 && rest[1] == '%' ? 2 : 0;
+  const std::size_t end = rest.substr(0, kMatchWindow).find('%');
+  return end == std::string_view::npos ? std::min(rest.size(), kMatchWindow) : end;
+}
 
 // --- decoding a matched token ----------------------------------------------------------------
 
@@ -268,23 +279,27 @@ std::unique_ptr<ParsedFormat> Tokenize(std::string_view format, bool readSide) {
   std::size_t pos = 0;
   while (pos < format.size()) {
     const char* first = format.data() + pos;
-    const char* last = format.data() + std::min(format.size(), pos + kMatchWindow);
-    if (!std::regex_search(first, last, m, re, std::regex_constants::match_continuous) ||
-        m.length(0) == 0) {
-      const std::string_view rest = format.substr(pos, 20);
-      parsed->error = "invalid format item at \"" + std::string(rest) + "\"";
-      parsed->items.clear();
-      parsed->argCount = 0;
-      return parsed;
-    }
-    std::uint8_t kind = 0;
-    for (std::size_t g = 1; g < m.size(); ++g) {
-      if (m[g].matched) {
-        kind = static_cast<std::uint8_t>(g - 1);
-        break;
+    std::uint8_t kind = 0;  // the literal
+    std::size_t length = LiteralLength(format.substr(pos));
+    if (length == 0) {
+      const char* last = format.data() + std::min(format.size(), pos + kMatchWindow);
+      if (!std::regex_search(first, last, m, re, std::regex_constants::match_continuous) ||
+          m.length(0) == 0) {
+        const std::string_view rest = format.substr(pos, 20);
+        parsed->error = "invalid format item at \"" + std::string(rest) + "\"";
+        parsed->items.clear();
+        parsed->argCount = 0;
+        return parsed;
       }
+      for (std::size_t g = 1; g < m.size(); ++g) {
+        if (m[g].matched) {
+          kind = static_cast<std::uint8_t>(g);
+          break;
+        }
+      }
+      length = static_cast<std::size_t>(m.length(0));
     }
-    const std::string_view token(first, static_cast<std::size_t>(m.length(0)));
+    const std::string_view token(first, length);
     parsed->items.push_back(ItemDecoder(token, readSide).Decode(kind));
     parsed->argCount += ArgumentsOf(parsed->items.back(), readSide);
     pos += token.size();

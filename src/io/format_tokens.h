@@ -1,7 +1,8 @@
 // Tokens of a format string, and the process-wide cache that tokenizes each distinct format
-// once. Tokenizing uses one anchored regular expression per side (thirteen write kinds,
-// sixteen read kinds); the matched text is then decoded into a FormatItem so that running a
-// cached format never touches the regex engine.
+// once. Tokenizing cuts literal text by hand and matches every other item with one anchored
+// regular expression per side (twelve write kinds, fifteen read kinds); the matched text is
+// then decoded into a FormatItem so that running a cached format never touches the regex
+// engine.
 #pragma once
 #include <bitset>
 #include <cstddef>

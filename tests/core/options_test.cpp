@@ -1,5 +1,9 @@
 // Option strings, DriverSetup items and the configuration store.
 #include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <functional>
+#include <tuple>
 
 #include "core/error_reporter.h"
 #include "core/options.h"
@@ -23,6 +27,22 @@ Parsed Apply(std::string_view optionString) {
   p.hr = LoadConfiguration("TCPIP::10.0.0.5::INSTR", optionString, store, p.config, p.trace,
                            reporter);
   return p;
+}
+
+// Runs `body` on a thread with a 256 KiB stack, as small as some host applications give
+// their workers.
+void OnSmallStack(const std::function<void()>& body) {
+  pthread_attr_t attr;
+  ASSERT_EQ(pthread_attr_init(&attr), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attr, 256 * 1024), 0);
+  pthread_t thread;
+  auto run = [](void* arg) -> void* {
+    (*static_cast<const std::function<void()>*>(arg))();
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attr, run, const_cast<std::function<void()>*>(&body)), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attr);
 }
 
 // The inherent settings that are on, by name; "cache rangeCheck" for the defaults.
@@ -79,6 +99,33 @@ TEST(OptionString, SettingsDriverSetupAndModel) {
     EXPECT_EQ(p.config.model, c.model);
     for (const auto& [name, value] : c.items) EXPECT_EQ(p.config.DriverSetupItem(name), value);
     EXPECT_EQ(p.config.options.count("DriverSetup"), 0u);  // not an option of its own
+  }
+}
+
+// Splitting must not recurse per character: long items and long runs of blanks before the
+// DriverSetup '=' are parsed on a small stack like any other option string.
+TEST(OptionString, LongTextParsesOnASmallStack) {
+  const struct {
+    std::string text;
+    HRESULT hr;
+    const char* on;
+    std::size_t driverSetupSize;
+  } cases[] = {
+      {"Simulate=true,Cache=" + std::string(200000, 'x'), MakeHr(0x8004704Cu),
+       "cache rangeCheck simulate", 0},
+      {"DriverSetup" + std::string(200000, ' ') + "=Model=QDX1500H", S_OK, "cache rangeCheck",
+       14},
+      {"Cache=" + std::string(800, 'x'), MakeHr(0x8004704Cu), "cache rangeCheck", 0},
+      {"DriverSetup=VisaLibrary=" + std::string(800, 'v'), S_OK, "cache rangeCheck", 812},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text.substr(0, 30));
+    Parsed p;
+    p.hr = E_FAIL;  // stays when the thread did not run
+    OnSmallStack([&] { p = Apply(c.text); });
+    EXPECT_EQ(p.hr, c.hr);
+    EXPECT_EQ(On(p.config.settings), c.on);
+    EXPECT_EQ(p.config.driverSetup.size(), c.driverSetupSize);
   }
 }
 
@@ -157,9 +204,37 @@ TEST(OptionValues, BooleansIntegersAndItems) {
   EXPECT_EQ(ParseDecimalOption("x1"), 0);
   EXPECT_EQ(ParseDecimalOption("99999999999"), INT32_MAX);
 
-  // Items are split by a pattern: what does not match is skipped, nothing is trimmed.
-  EXPECT_EQ(SplitOptionItems("a=1,,junk, b = 2 ,c=3=4"),
-            (Items{{"a", "1"}, {" b ", " 2 "}, {"c", "3"}}));
+  // Items are the successive leftmost matches of "[^,=]+=[^,=]+", each run as long as it goes:
+  // what does not match is skipped, nothing is trimmed, a value never names the next item.
+  for (const auto& [list, items] : std::initializer_list<std::pair<const char*, Items>>{
+           {"a=1,,junk, b = 2 ,c=3=4", {{"a", "1"}, {" b ", " 2 "}, {"c", "3"}}},
+           {"a=b=c", {{"a", "b"}}},
+           {"=x=y", {{"x", "y"}}},
+           {",,a=b,,c", {{"a", "b"}}},
+           {"a=,b=c", {{"b", "c"}}},
+           {"  =  ", {{"  ", "  "}}},
+           {"a==b,c=", {}},
+           {"a=b,=c=d,e", {{"a", "b"}, {"c", "d"}}},
+       }) {
+    EXPECT_EQ(SplitOptionItems(list), items) << list;
+  }
+
+  // Where DriverSetup starts: "DriverSetup=" anywhere wins; else the first "DriverSetup",
+  // a space, any further white space and '='.
+  for (const auto& [text, list, setup, has] :
+       std::initializer_list<std::tuple<const char*, const char*, const char*, bool>>{
+           {"driversetup \t =a, DriverSetup=b", "driversetup \t =a, ", "b", true},
+           {"DriverSetup x,DRIVERSETUP \n=c", "DriverSetup x,", "c", true},
+           {"DriverSetup\t=a", "DriverSetup\t=a", "", false},  // the first blank is a space
+           {"DriverSetup  x=a", "DriverSetup  x=a", "", false},
+       }) {
+    std::string optionList, driverSetup;
+    bool hasDriverSetup = !has;
+    SplitDriverSetup(text, optionList, driverSetup, hasDriverSetup);
+    EXPECT_EQ(optionList, list) << text;
+    EXPECT_EQ(driverSetup, setup) << text;
+    EXPECT_EQ(hasDriverSetup, has) << text;
+  }
 }
 
 // A store that knows one session.

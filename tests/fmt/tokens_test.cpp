@@ -33,6 +33,7 @@ TEST(FormatTokens, WriteAndReadKinds) {
       {"%-5.*c", {W::Char}},                    {"%$CQs", {W::String}},
       {"%(n)*$S$Bqs", {W::StringList}},         {"%{ VARIANT_BOOL }s", {W::Enum}},
       {"%{TestSource},3s", {W::EnumList}},
+      {"%%%d", {W::Literal, W::Integer}},       {"50%% %", {}},  // a lone '%' is no literal
   });
   using R = ReadKind;
   ExpectKinds<R>(TokenizeReadFormat, {
