@@ -15,8 +15,11 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_InitWithOptions(ViConstString ResourceNam
                                                        ViBoolean IdQuery, ViBoolean Reset,
                                                        ViConstString OptionsString,
                                                        ViSession* Vi) {
-  // No session and nowhere to put one: nothing is created and nothing recorded.
-  if (Vi == nullptr) return VEQDX_ERROR_NULL_POINTER;
+  // Nowhere to put a session: nothing is created, and the failure is the thread's to read.
+  if (Vi == nullptr) {
+    const HRESULT hr = CErrorReporter().ReportNullPointer("InitWithOptions", "Vi");
+    return RecordFailure(nullptr, ToViStatus(hr), ThreadErrorRecord().description);
+  }
   *Vi = VI_NULL;
 
   std::shared_ptr<CVelmoraQdx> driver;

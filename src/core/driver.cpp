@@ -260,6 +260,8 @@ HRESULT CDriver::InitializeBody(const char* resourceName, bool idQuery, bool res
     if (Succeeded(hr)) initialSettings_ = CurrentSettings();
   }
   if (Failed(hr)) return hr;
+  hr = ApplyIoTimeout();
+  if (Failed(hr)) return hr;
   std::string model = config_.model;
   if (Simulate() && model.empty()) model = constants_.defaultModel;
 
@@ -328,9 +330,32 @@ HRESULT CDriver::Close() {
   });
 }
 
+HRESULT CDriver::ApplyIoTimeout() {
+  const std::string text = config_.DriverSetupItem("IoTimeout");
+  if (text.empty()) {
+    ioTimeoutMs_ = kDefaultIoTimeoutMs;
+    return S_OK;
+  }
+  // Only a plain decimal count of milliseconds in range: "0", "5s" or "-1" would otherwise
+  // turn into a timeout the user did not ask for.
+  long long value = 0;
+  bool ok = text.size() <= 7;
+  for (const char c : text) {
+    ok = ok && c >= '0' && c <= '9';
+    if (ok) value = value * 10 + (c - '0');
+  }
+  if (!ok || value < 1 || value > kMaxIoTimeoutMs) return reporter_.ReportBadOptionValue(text);
+  ioTimeoutMs_ = static_cast<int>(value);
+  return S_OK;
+}
+
+int CDriver::UtilityTimeoutMs(int ownMs) const { return std::max(ownMs, ioTimeoutMs_); }
+
 HRESULT CDriver::OpenConnection() {
   io::IoOpenOptions options;
   options.simulate = Simulate();
+  options.transport.timeoutMs = ioTimeoutMs_;
+  options.transport.openTimeoutMs = ioTimeoutMs_;
   for (const auto& [name, value] : config_.driverSetupItems) {
     std::string lower = name;
     std::transform(lower.begin(), lower.end(), lower.begin(),
@@ -341,7 +366,7 @@ HRESULT CDriver::OpenConnection() {
   if (!options.simulate && transportFactory_) {
     io::IoResult result;
     std::unique_ptr<io::ITransport> transport = transportFactory_(resource, options.transport, result);
-    if (!transport) return io::ReportOpenFailure(reporter_, resource);
+    if (!transport) return io::ReportOpenFailure(reporter_, resource, result.message);
     return io_.OpenWithTransport(resource, std::move(transport));
   }
   return io_.Open(resource, options);

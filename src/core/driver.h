@@ -228,6 +228,10 @@ class CDriver : public attr::CNode {
   HRESULT ResetBody();
   HRESULT ResetToDefaultsBody();
   HRESULT SendResetQuery(int timeoutMs);
+  // Validates DriverSetup "IoTimeout" (1 to 3600000 ms) and keeps it for the open.
+  HRESULT ApplyIoTimeout();
+  // A utility operation's own timeout, or IoTimeout when that is longer.
+  int UtilityTimeoutMs(int ownMs) const;
   HRESULT GetBool(const std::atomic<bool>& flag, VARIANT_BOOL* val, const char* member);
   HRESULT GetString(const std::string& text, std::string* val, const char* member);
 
@@ -251,6 +255,10 @@ class CDriver : public attr::CNode {
   mutable std::mutex configMutex_;
   InherentSettings initialSettings_;
   InitConfiguration config_;
+  // DriverSetup "IoTimeout": the limit of every read and write on the link, and of opening it.
+  static constexpr int kDefaultIoTimeoutMs = 2000;
+  static constexpr int kMaxIoTimeoutMs = 3'600'000;
+  int ioTimeoutMs_ = kDefaultIoTimeoutMs;
   bool resetOnInit_ = false;
   bool idQueryOnInit_ = false;
   CTraceState trace_;

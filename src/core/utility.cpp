@@ -35,9 +35,13 @@ std::string CleanErrorMessage(std::string_view text) {
 
 HRESULT CDriver::SendResetQuery(int timeoutMs) {
   auto io = LockIo();
-  CTimeoutScope timeout(io_, timeoutMs);
+  // A reset is how users recover a session whose replies fell out of step: late replies are
+  // settled first, so "*OPC?" is answered by its own reply.
+  HRESULT hr = io_.Resynchronize();
+  if (Failed(hr)) return hr;
+  CTimeoutScope timeout(io_, UtilityTimeoutMs(timeoutMs));
   std::int32_t complete = 0;
-  HRESULT hr = io_.Formatted().QueryString("*RST;*OPC?", "%d", &complete);
+  hr = io_.Formatted().QueryString("*RST;*OPC?", "%d", &complete);
   if (Succeeded(hr)) OnInstrumentReset();
   return hr;
 }
@@ -88,7 +92,7 @@ HRESULT CDriver::SelfTest(std::int32_t* testResult, std::string* testMessage) {
     std::int32_t result = 0;
     if (!Simulate()) {
       auto io = LockIo();
-      CTimeoutScope timeout(io_, constants_.selfTestTimeoutMs);
+      CTimeoutScope timeout(io_, UtilityTimeoutMs(constants_.selfTestTimeoutMs));
       const HRESULT hr = io_.Formatted().QueryString("*TST?", "%d", &result);
       if (Failed(hr)) return hr;
     }

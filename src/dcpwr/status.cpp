@@ -175,7 +175,19 @@ HRESULT CStatusByteStatus::put_EnableRegister(std::uint8_t val) {
 }
 
 // ---- IVelmoraQdxStatus ----
-HRESULT CStatus::Clear() { return Send("Clear", "*CLS"); }
+HRESULT CStatus::Clear() {
+  const AccessTarget root = RootOf(driver_);
+  return RunMember(root, kInterface, "Clear", [&]() -> HRESULT {
+    if (driver_.Simulate()) return S_OK;
+    // Clearing the status is also how a session whose replies fell out of step recovers.
+    {
+      auto io = driver_.LockIo();
+      const HRESULT hr = driver_.Io().Resynchronize();
+      if (Failed(hr)) return hr;
+    }
+    return SendCommand(root, false, "*CLS");
+  });
+}
 HRESULT CStatus::Preset() { return Send("Preset", ":STAT:PRES"); }
 
 HRESULT CStatus::Send(const char* member, const char* command) {

@@ -262,6 +262,12 @@ class Reader {
     return s_.Failure(text);
   }
 
+  HRESULT TooLongNumber() {
+    return s_.Failure("Unexpected response for read format \"" + Visible(f_.source) +
+                      "\": a number longer than " + std::to_string(kMaxNumberChars - 1) +
+                      " characters after " + std::to_string(in_.Position()) + " characters.");
+  }
+
   HRESULT SkipSpace(int& c) {
     HRESULT hr;
     do {
@@ -305,14 +311,17 @@ class Reader {
     HRESULT hr = SkipSpace(c);
     if (Failed(hr)) return hr;
     if (c < 0) return Mismatch("a number", c);
-    const std::size_t limit =
-        width > 0 ? std::min<std::size_t>(static_cast<std::size_t>(width), kMaxNumberChars)
-                  : kMaxNumberChars;
+    // A width the caller gave ends the field where scanf would. Our own cap is different: a
+    // number that runs past it is not a number this instrument sends, and cutting it short
+    // would hand back a wrong value with success.
+    const bool callerWidth = width > 0 && static_cast<std::size_t>(width) <= kMaxNumberChars;
+    const std::size_t limit = callerWidth ? static_cast<std::size_t>(width) : kMaxNumberChars;
     char buf[kMaxNumberChars];
     std::size_t len = 0;
     auto take = [&]() -> HRESULT {
       buf[len++] = static_cast<char>(c);
       if (len >= limit) {
+        if (!callerWidth) return TooLongNumber();
         c = kStop;
         return S_OK;
       }

@@ -71,6 +71,10 @@ HRESULT CInstrBuffer::ResizeWriteBuffer(std::int32_t capacity) {
 HRESULT CInstrBuffer::Refill() {
   canPushBack_ = false;  // the byte before the read position is overwritten
   readPos_ = readCount_ = 0;
+  if (!responseStarted_) {
+    responseBytes_ = 0;
+    responseDeadline_ = Clock::now() + std::chrono::milliseconds(owner_.GetTimeout());
+  }
   std::size_t got = 0;
   std::int32_t status = 0;
   HRESULT hr = owner_.LowLevelReadNoPoll(readBuf_.get(), static_cast<std::size_t>(readCapacity_),
@@ -88,7 +92,20 @@ HRESULT CInstrBuffer::Refill() {
     readEnded_ = true;
     return owner_.ReportError("The device stopped a read at its count without sending data.");
   }
-  return S_OK;
+  return readEnded_ ? S_OK : Account(got);
+}
+
+HRESULT CInstrBuffer::Account(std::size_t got) {
+  responseBytes_ += got;
+  const bool tooLong = responseBytes_ >= kMaxResponseBytes;
+  if (!tooLong && Clock::now() <= responseDeadline_) return S_OK;
+  owner_.AbandonResponse();
+  readPos_ = readCount_ = 0;
+  readEnded_ = true;  // later reads of this response see its end instead of waiting again
+  const std::string limit = tooLong ? "after " + std::to_string(responseBytes_) + " bytes"
+                                    : "within " + std::to_string(owner_.GetTimeout()) + " ms";
+  return owner_.ReportError("The reply from " + owner_.ResourceDescriptor() + " did not end " +
+                            limit + "; it was cut off and the rest will be dropped.");
 }
 
 // Makes a byte available at the read position unless the response has ended.
@@ -162,6 +179,10 @@ bool CInstrBuffer::ResponseComplete() const { return readEnded_ && readPos_ >= r
 HRESULT CInstrBuffer::DiscardPending() {
   if (!readBuf_) return owner_.ReportError("");
   if (!readEnded_) {
+    if (!responseStarted_) {
+      responseBytes_ = 0;
+      responseDeadline_ = Clock::now() + std::chrono::milliseconds(owner_.GetTimeout());
+    }
     char chunk[kDiscardChunk];
     for (;;) {
       std::size_t got = 0;
@@ -173,6 +194,11 @@ HRESULT CInstrBuffer::DiscardPending() {
         return owner_.Report(r);
       }
       if (status != kReadStatusMaxCount) break;
+      HRESULT hr = Account(got);
+      if (Failed(hr)) {
+        ResetRead();
+        return hr;
+      }
     }
   }
   std::memset(readBuf_.get(), 0, static_cast<std::size_t>(readCapacity_));

@@ -30,6 +30,23 @@ ResourceFacts FactsOf(const std::string& descriptor) {
   return facts;
 }
 
+// Sets a transport's timeout for one step and puts the session's back afterwards.
+class CTimeoutOverride {
+ public:
+  CTimeoutOverride(ITransport& t, int ms) : t_(t), saved_(t.Timeout()) { t_.SetTimeout(ms); }
+  ~CTimeoutOverride() { t_.SetTimeout(saved_); }
+  CTimeoutOverride(const CTimeoutOverride&) = delete;
+  CTimeoutOverride& operator=(const CTimeoutOverride&) = delete;
+
+ private:
+  ITransport& t_;
+  int saved_;
+};
+
+std::string Replies(std::uint32_t n) {
+  return std::to_string(n) + (n == 1 ? " late reply" : " late replies");
+}
+
 HRESULT StatusOf(const IoResult& r) {
   switch (r.code) {
     case IoCode::Ok: return S_OK;
@@ -58,7 +75,7 @@ HRESULT CIoSession::Open(std::string_view resource, const IoOpenOptions& options
   IoResult result;
   std::unique_ptr<ITransport> transport = OpenTransport(resource, options.transport, result);
   if (!transport) {
-    const HRESULT hr = ReportOpenFailure(reporter_, resource_);
+    const HRESULT hr = ReportOpenFailure(reporter_, resource_, result.message);
     lastStatus_ = hr;
     resource_.clear();
     return hr;
@@ -88,6 +105,7 @@ HRESULT CIoSession::OpenWithTransport(std::string_view resource,
 
 HRESULT CIoSession::Close() {
   buffer_.reset();
+  ledger_.Forget();
   if (transport_) {
     transport_->Close();
     transport_.reset();
@@ -138,6 +156,69 @@ HRESULT CIoSession::Poll() {
   return pollHook_();
 }
 
+// --- keeping replies in step ---
+
+bool CIoSession::CountsReplies() const {
+  return transport_->HasEndSignal() || transport_->TermCharEnabled();
+}
+
+IoResult CIoSession::SkipOwed(Clock::time_point deadline, std::size_t& skipped) {
+  char scratch[CInstrBuffer::kDefaultCapacity];
+  while (ledger_.Owed() > 0) {
+    CTimeoutOverride limit(*transport_, MsLeft(deadline));
+    std::size_t got = 0;
+    ReadEnd why = ReadEnd::Count;
+    IoResult r = transport_->Read(scratch, sizeof scratch, got, why);
+    skipped += got;
+    if (!r.ok()) return r;
+    if (why != ReadEnd::Count) ledger_.OnOwedArrived();
+    if (skipped > CInstrBuffer::kMaxResponseBytes) {
+      return IoResult::Error("the instrument keeps sending a reply that does not end (" +
+                             std::to_string(skipped) + " bytes dropped while waiting for " +
+                             Replies(ledger_.Owed()) +
+                             " to earlier queries); clear the device or reopen the session");
+    }
+  }
+  return IoResult::Ok();
+}
+
+IoResult CIoSession::SettleBeforeWrite() {
+  if (transport_->ClearEmptiesOutput()) {
+    IoResult r = transport_->Clear();
+    if (r.ok()) ledger_.Forget();
+    return r;
+  }
+  if (!CountsReplies()) {
+    ledger_.Forget();  // nothing marks where a reply ends: there is nothing to count
+    return IoResult::Ok();
+  }
+  // The first command after a give-up waits for what is owed; later ones take only what has
+  // arrived, and a reply still on its way is dropped when it comes.
+  const auto deadline = ledger_.TakeWaitDue()
+                            ? Clock::now() + std::chrono::milliseconds(transport_->Timeout())
+                            : Clock::now();
+  std::size_t skipped = 0;
+  IoResult r = SkipOwed(deadline, skipped);
+  return r.code == IoCode::Timeout ? IoResult::Ok() : r;
+}
+
+HRESULT CIoSession::Resynchronize() {
+  if (!transport_) return S_OK;
+  ledger_.AbandonAll();
+  if (ledger_.Owed() == 0) return S_OK;
+  ClearErrorState();
+  IoResult r;
+  if (transport_->ClearEmptiesOutput()) {
+    r = transport_->Clear();
+  } else if (CountsReplies()) {
+    std::size_t skipped = 0;
+    r = SkipOwed(Clock::now() + std::chrono::milliseconds(GetTimeout()), skipped);
+    if (r.code == IoCode::Timeout) r = IoResult::Ok();  // what did not come is taken as lost
+  }
+  ledger_.Forget();
+  return r.ok() ? S_OK : Report(r);
+}
+
 void CIoSession::ClearErrorState() {
   if (buffer_) {
     buffer_->DiscardWrite();
@@ -156,7 +237,11 @@ IoResult CIoSession::NotOpen() const {
 IoResult CIoSession::WriteRaw(const char* data, std::size_t size, bool end,
                               std::size_t& written) {
   written = 0;
-  IoResult r = transport_ ? transport_->Write(data, size, end, written) : NotOpen();
+  IoResult r = !transport_ ? NotOpen() : ledger_.Owed() > 0 ? SettleBeforeWrite() : IoResult::Ok();
+  if (r.ok()) {
+    r = transport_->Write(data, size, end, written);
+    ledger_.OnWritten(data, written, end && written == size);
+  }
   lastStatus_ = StatusOf(r);
   return r;
 }
@@ -165,9 +250,55 @@ IoResult CIoSession::ReadRaw(char* buffer, std::size_t max, std::size_t& got,
                              std::int32_t& status) {
   got = 0;
   status = 0;
+  if (!transport_) {
+    IoResult r = NotOpen();
+    lastStatus_ = StatusOf(r);
+    return r;
+  }
   ReadEnd why = ReadEnd::End;
-  IoResult r = transport_ ? transport_->Read(buffer, max, got, why) : NotOpen();
-  if (r.ok() && why == ReadEnd::Count) status = kReadStatusMaxCount;
+  IoResult r;
+  const std::uint32_t owedBefore = ledger_.Owed();
+  bool droppedAllOwed = false;
+  if (owedBefore == 0) {
+    r = transport_->Read(buffer, max, got, why);
+  } else if (transport_->ClearEmptiesOutput()) {
+    r = transport_->Clear();
+    if (r.ok()) {
+      ledger_.Forget();
+      r = transport_->Read(buffer, max, got, why);
+    }
+  } else if (CountsReplies()) {
+    // Late replies and this read share one timeout.
+    const auto deadline = Clock::now() + std::chrono::milliseconds(transport_->Timeout());
+    std::size_t skipped = 0;
+    ledger_.TakeWaitDue();
+    r = SkipOwed(deadline, skipped);
+    droppedAllOwed = r.ok();
+    if (r.ok()) {
+      CTimeoutOverride limit(*transport_, MsLeft(deadline));
+      r = transport_->Read(buffer, max, got, why);
+    }
+  } else {
+    ledger_.Forget();
+    r = transport_->Read(buffer, max, got, why);
+  }
+  if (r.ok()) {
+    if (why == ReadEnd::Count) {
+      status = kReadStatusMaxCount;
+      if (got > 0) ledger_.OnPartial();
+    } else {
+      ledger_.OnResponseEnded();
+    }
+  } else if (droppedAllOwed && r.code == IoCode::Timeout) {
+    // The line dropped as owed was most likely this query's own reply, the earlier query
+    // having never been answered: start afresh rather than wait for a reply that never comes.
+    ledger_.Forget();
+    r.message += " (first dropped " + Replies(owedBefore) +
+                 " to earlier queries; the next call starts afresh)";
+  } else {
+    if (got > 0) ledger_.OnPartial();
+    ledger_.OnAbandoned();
+  }
   lastStatus_ = r.ok() ? status : StatusOf(r);
   return r;
 }
@@ -258,9 +389,16 @@ HRESULT CIoSession::ReadStatusByte(std::uint8_t* stb) {
 
 HRESULT CIoSession::Clear() {
   if (!transport_) return Report(NotOpen());
+  // On a stream link the clear only drops what has arrived: replies still owed are waited
+  // for first, so that none of them turns up after the clear.
+  if (!transport_->ClearEmptiesOutput()) {
+    HRESULT hr = Resynchronize();
+    if (Failed(hr)) return hr;
+  }
   ClearErrorState();
   IoResult r = transport_->Clear();
   lastStatus_ = StatusOf(r);
+  if (r.ok()) ledger_.Forget();
   return r.ok() ? S_OK : Report(r);
 }
 
@@ -276,9 +414,14 @@ HRESULT CIoSession::Unlock() {
   return r.ok() ? S_OK : Report(r);
 }
 
-HRESULT ReportOpenFailure(const CErrorReporter& reporter, std::string_view resource) {
-  return reporter.ReportIoError("Failed to open VISA resource.",
-                                "Resource descriptor = " + std::string(resource) + ".");
+HRESULT ReportOpenFailure(const CErrorReporter& reporter, std::string_view resource,
+                          std::string_view reason) {
+  std::string extra = "Resource descriptor = " + std::string(resource) + ".";
+  if (!reason.empty()) {
+    extra += " Cause: " + std::string(reason);
+    if (reason.back() != '.') extra += '.';
+  }
+  return reporter.ReportIoError("Failed to open VISA resource.", extra);
 }
 
 }  // namespace veqdx::io

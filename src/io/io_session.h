@@ -12,6 +12,8 @@
 
 #include "core/error_reporter.h"
 #include "core/hresult.h"
+#include "io/deadline.h"
+#include "io/reply_ledger.h"
 #include "io/transport.h"
 
 namespace veqdx::io {
@@ -31,6 +33,10 @@ class CInstrBuffer {
   // Result of ReadChar/PeekChar when the current response is exhausted (END seen and every
   // byte consumed): the formatted reader treats it as end of input, never waits for more.
   static constexpr int kEndOfResponse = -1;
+  // A response that has not ended after this many bytes, or within the session timeout of
+  // its first byte, is cut off and reported: an instrument that streams without end must not
+  // keep a call busy, and the reader's memory stays bounded.
+  static constexpr std::size_t kMaxResponseBytes = std::size_t{1} << 20;
 
   explicit CInstrBuffer(CIoSession& owner);
   ~CInstrBuffer();
@@ -70,8 +76,9 @@ class CInstrBuffer {
   // Throws away what the device still has to send: low-level string reads of at most 1000
   // characters while they stop at the count (status 0x40102); then zero-fills and empties
   // the read buffer. At least one read is made unless the buffered response has already
-  // ended. A read that times out ends the loop without error (nothing more was pending);
-  // other link failures are reported.
+  // ended. A read that times out ends the loop without error (nothing more was pending; a
+  // tail that still comes is owed and dropped later); other link failures are reported, and
+  // so is a response that runs past kMaxResponseBytes or the session timeout.
   HRESULT DiscardPending();
   // The end-of-read step after a formatted read: drops the unconsumed rest of the response,
   // reading from the device (DiscardPending) only when the response has not ended yet, so a
@@ -94,6 +101,9 @@ class CInstrBuffer {
  private:
   HRESULT Refill();  // one low-level read of at most the capacity
   HRESULT Fill();    // refills until a byte is available or the response ended
+  // Counts `got` more bytes of the current response; past the byte or time limit the
+  // response is given up and reported.
+  HRESULT Account(std::size_t got);
 
   CIoSession& owner_;
   std::unique_ptr<char[]> readBuf_;
@@ -107,6 +117,8 @@ class CInstrBuffer {
   bool hasBeenRead_ = false;      // anything read since the buffer was created
   bool canPushBack_ = false;      // a character was consumed and not pushed back yet
   bool atEnd_ = false;            // the last read met the end of the response
+  std::size_t responseBytes_ = 0;     // received of the current response
+  Clock::time_point responseDeadline_;  // set at the response's first refill
   std::unique_ptr<char[]> writeBuf_;
   std::int32_t writeCapacity_ = 0;
   std::int32_t writeCount_ = 0;
@@ -164,6 +176,14 @@ class CIoSession {
   // drops what waits in both buffers, without device traffic.
   void ClearErrorState();
 
+  // --- keeping replies in step (reply_ledger.h) ---
+  // Brings a link that gave up on a reply back into step before a fresh start (reset, status
+  // clear): a link with a device clear is cleared; a stream link waits up to the timeout for
+  // the replies still owed, drops them and then forgets whatever did not come. Does nothing
+  // when the link is in step.
+  HRESULT Resynchronize();
+  const CReplyLedger& Ledger() const { return ledger_; }
+
   // --- low level: straight to the transport, never through the buffers, never polling ---
   HRESULT LowLevelWriteNoPoll(const char* data, std::size_t size, std::size_t& written,
                               bool end = true);
@@ -204,10 +224,20 @@ class CIoSession {
   std::int32_t lastStatus_ = 0;
   int timeoutMs_ = 2000;  // reported while no transport is open
 
+  CReplyLedger ledger_;
+
   // Transfers without reporting; they keep lastStatus_ (0, kReadStatusMaxCount or the error's
-  // HRESULT).
+  // HRESULT) and the reply ledger.
   IoResult WriteRaw(const char* data, std::size_t size, bool end, std::size_t& written);
   IoResult ReadRaw(char* buffer, std::size_t max, std::size_t& got, std::int32_t& status);
+  // The read of the current response was given up (CInstrBuffer's limits, a failed read).
+  void AbandonResponse() { ledger_.OnAbandoned(); }
+  // Settles owed replies before a write: a device clear, or dropping those already here.
+  IoResult SettleBeforeWrite();
+  // Drops owed replies as they arrive, until none is owed or `deadline` passes (a timeout).
+  IoResult SkipOwed(Clock::time_point deadline, std::size_t& skipped);
+  // Replies can be counted on this link (it marks where one ends).
+  bool CountsReplies() const;
   IoResult NotOpen() const;
   HRESULT Report(const IoResult& r);  // ReportIo, and the HRESULT into lastStatus_
 };
@@ -217,9 +247,11 @@ class CIoSession {
 std::unique_ptr<ITransport> OpenTransport(std::string_view resource,
                                           const TransportOptions& options, IoResult& result);
 
-// A failed open, whatever the link said: the general I/O error "Failed to open VISA
-// resource." with "Resource descriptor = <resource>." as its extra text. Every transport
-// reports an open the same way, so callers can rely on one description.
-HRESULT ReportOpenFailure(const CErrorReporter& reporter, std::string_view resource);
+// A failed open: the general I/O error "Failed to open VISA resource." with "Resource
+// descriptor = <resource>." as its extra text, followed by " Cause: <reason>." naming what the
+// link said (refused, timed out, no such device, a resource it cannot parse), so the user
+// knows what to fix.
+HRESULT ReportOpenFailure(const CErrorReporter& reporter, std::string_view resource,
+                          std::string_view reason);
 
 }  // namespace veqdx::io

@@ -63,6 +63,12 @@ class ScriptedTransport final : public ITransport {
     --device_->connections_;
   }
 
+  // Instrument resources end a reply with END and empty their output on a device clear, as
+  // GPIB and VXI-11 devices do.
+  bool ClearEmptiesOutput() const override { return HasEndSignal(); }
+  bool HasEndSignal() const override {
+    return device_->resourceClass_ != "SOCKET" && device_->type_ != InterfaceType::Serial;
+  }
   InterfaceType Interface() const override { return device_->type_; }
   std::string ResourceClass() const override { return device_->resourceClass_; }
   int InterfaceNumber() const override { return device_->interfaceNumber_; }

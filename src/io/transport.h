@@ -55,6 +55,13 @@ class ITransport {
   virtual IoResult Unlock() = 0;
   virtual void Close() = 0;                             // idempotent
 
+  // How the session keeps replies in step after an abandoned read (reply_ledger.h). A link
+  // whose Clear() empties the instrument's output queue is cleared; on any other link replies
+  // are counted, which needs to know where one ends: the termination character when enabled,
+  // or END on links that signal it.
+  virtual bool ClearEmptiesOutput() const { return false; }
+  virtual bool HasEndSignal() const { return false; }
+
   virtual InterfaceType Interface() const = 0;
   virtual std::string ResourceClass() const = 0;        // "INSTR", "SOCKET"
   virtual int InterfaceNumber() const { return 0; }     // the board number

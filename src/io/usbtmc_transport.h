@@ -91,6 +91,7 @@ class UsbTmcTransport final : public ITransport {
   IoResult Unlock() override { return IoResult::Ok(); }
   void Close() override { stream_.Close(); }
 
+  bool HasEndSignal() const override { return true; }
   InterfaceType Interface() const override { return InterfaceType::Usb; }
   std::string ResourceClass() const override { return "INSTR"; }
   int InterfaceNumber() const override { return board_; }

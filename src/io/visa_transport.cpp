@@ -49,7 +49,7 @@ std::unique_ptr<VisaTransport> VisaTransport::Open(std::shared_ptr<const VisaLib
   status = fn.viOpen(rm, descriptor.c_str(), VQ_VI_NO_LOCK,
                      static_cast<VqViUInt32>(std::max(0, options.openTimeoutMs)), &vi);
   if (status < VQ_VI_SUCCESS) {
-    std::string text = "Failed to open VISA resource. " + descriptor + ": " +
+    std::string text = "viOpen " + descriptor + ": " +
                        library->Describe(rm, status);
     fn.viClose(rm);
     result = status == VQ_VI_ERROR_TMO ? IoResult::Timeout(std::move(text))
@@ -85,7 +85,7 @@ std::unique_ptr<VisaTransport> VisaTransport::Open(std::shared_ptr<const VisaLib
     if (r.ok() && t->interface_ == InterfaceType::Serial)
       r = t->SetAttribute(VQ_VI_ATTR_ASRL_END_IN, VQ_VI_ASRL_END_TERMCHAR, "the serial read end");
     if (!r.ok()) {
-      result = IoResult::Error("Failed to open VISA resource. " + descriptor + ": " + r.message);
+      result = IoResult::Error("viOpen " + descriptor + ": " + r.message);
       return nullptr;  // the destructor closes the session and the resource manager
     }
     t->term_ = '\n';

@@ -31,7 +31,7 @@ namespace veqdx::io {
 class VisaTransport final : public ITransport, public VisaSessionExtras {
  public:
   // Opens `descriptor` through `library`. On failure returns nullptr with `result` saying what
-  // failed ("Failed to open VISA resource. ..."); IoCode::Timeout when VISA timed out.
+  // failed ("viOpen <resource>: <VISA status>"); IoCode::Timeout when VISA timed out.
   // `openStatus`, when given, receives viOpen's status (VI_SUCCESS when it was not reached).
   static std::unique_ptr<VisaTransport> Open(std::shared_ptr<const VisaLibrary> library,
                                              const std::string& descriptor,
@@ -56,6 +56,12 @@ class VisaTransport final : public ITransport, public VisaSessionExtras {
   IoResult Unlock() override;                           // viUnlock
   void Close() override;
 
+  // viClear empties the output of instrument resources; sockets and serial lines have no
+  // device clear of their own, so their replies are counted like the built-in stream links'.
+  bool ClearEmptiesOutput() const override { return HasEndSignal(); }
+  bool HasEndSignal() const override {
+    return interface_ != InterfaceType::Serial && resourceClass_ != "SOCKET";
+  }
   InterfaceType Interface() const override { return interface_; }
   std::string ResourceClass() const override { return resourceClass_; }
   int InterfaceNumber() const override { return interfaceNumber_; }

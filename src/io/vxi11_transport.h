@@ -70,6 +70,9 @@ class Vxi11Transport final : public ITransport {
   IoResult Unlock() override;                        // device_unlock
   void Close() override;                             // destroy_link, then the connection
 
+  // device_clear empties the device's output queue, a reply still being made included.
+  bool ClearEmptiesOutput() const override { return true; }
+  bool HasEndSignal() const override { return true; }
   InterfaceType Interface() const override { return InterfaceType::Tcpip; }
   std::string ResourceClass() const override { return "INSTR"; }
   int InterfaceNumber() const override { return board_; }

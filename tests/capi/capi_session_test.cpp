@@ -16,12 +16,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(Session, NullOutPointerCreatesNothingAndRecordsNothing) {
+// Like any session-less failure, a missing handle pointer is recorded for the thread.
+TEST(Session, NullOutPointerCreatesNothingAndRecordsForTheThread) {
   veqdx_ClearError(VI_NULL);
   EXPECT_EQ(veqdx_init(kSimResource, VI_FALSE, VI_FALSE, nullptr), VEQDX_ERROR_NULL_POINTER);
+  veqdx_ClearError(VI_NULL);
   EXPECT_EQ(veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", nullptr),
             VEQDX_ERROR_NULL_POINTER);
-  EXPECT_EQ(LastError(VI_NULL).code, VI_SUCCESS);
+  const Recorded e = LastError(VI_NULL);
+  EXPECT_EQ(e.code, VEQDX_ERROR_NULL_POINTER);
+  EXPECT_NE(e.text.find("InitWithOptions"), std::string::npos) << e.text;
+  EXPECT_NE(e.text.find("Vi"), std::string::npos) << e.text;
 }
 
 // A failed init leaves the handle VI_NULL and records the error for the calling thread only;
@@ -47,7 +52,8 @@ TEST(Session, FailedInitRecordsForTheThread) {
       {"closed port", nullptr, "TCPIP::127.0.0.1::1::SOCKET", nullptr, VI_FALSE,
        VEQDX_ERROR_IO_GENERAL,
        "VelmoraQdx: I/O error: Failed to open VISA resource..\r\n"
-       "Resource descriptor = TCPIP::127.0.0.1::1::SOCKET."},
+       "Resource descriptor = TCPIP::127.0.0.1::1::SOCKET. "
+       "Cause: connect to 127.0.0.1:1 refused."},
       {"unknown model", [](Sim& s) { s.Garbage("*IDN?", "Velmora,XYZ123,SIM0001,1.00"); },
        nullptr, nullptr, VI_FALSE, VEQDX_ERROR_ID_QUERY_FAILED,
        "VelmoraQdx: Instrument ID query failed.\r\nUnrecognized model: XYZ123."},

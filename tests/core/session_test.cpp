@@ -156,7 +156,8 @@ TEST_F(DriverOnDevice, TransportThatCannotBeMadeFailsTheOpen) {
   });
   EXPECT_EQ(Open(), MakeHr(0x80044214u));
   EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: Failed to open VISA resource..\r\n"
-                         "Resource descriptor = TCPIP::10.1.2.3::INSTR.");
+                         "Resource descriptor = TCPIP::10.1.2.3::INSTR. "
+                         "Cause: connect to 10.1.2.3:5025 refused.");
   EXPECT_FALSE(driver.Initialized());
 }
 

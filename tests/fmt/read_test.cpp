@@ -263,19 +263,34 @@ TEST_F(ReadTest, MalformedAndMissingRepliesGiveClearErrors) {
   EXPECT_EQ(Read("", "%d", &v), E_VELMORAQDX_IO_GENERAL);
   EXPECT_NE(LastError().find("found the end of the response"), std::string::npos);
 
+  // A reply that runs past every limit is cut off, and its rest is never read as a value.
+  std::string text;
+  dev->Reply(std::string(2'000'000, 'z'));
+  EXPECT_EQ(io().Scanf("%$Bt", &text), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_NE(LastError().find("did not end after 1048576 bytes"), std::string::npos) << LastError();
+  EXPECT_EQ(io().WriteString("*OPC?"), S_OK);
+  EXPECT_EQ(dev->ClearCount(), 1);  // the cut-off rest went with a device clear
+  dev->Reply("7");
+  EXPECT_EQ(io().Scanf("%d", &v), S_OK) << LastError();
+  EXPECT_EQ(v, 7);
+  EXPECT_EQ(dev->PendingOutput(), 0u);
+  // A number longer than the reader takes is an error, never a value cut short: 300 digits
+  // would otherwise read as 7.78e255 with success.
+  double d = 5;
+  for (const char* digits : {"778", "1"}) {
+    dev->Reply(std::string(digits) + std::string(297, '0'));
+    EXPECT_EQ(io().Scanf("%lf", &d), E_VELMORAQDX_IO_GENERAL);
+    EXPECT_NE(LastError().find("a number longer than 255 characters"), std::string::npos)
+        << LastError();
+  }
+  EXPECT_EQ(d, 5);
+  dev->Reply(std::string(40, '1'));
+  EXPECT_EQ(io().Scanf("%5d", &v), S_OK);  // a width the caller gives still ends the field
+  EXPECT_EQ(v, 11111);
+
   dev->Reply("12", {.end = false});  // the device never finishes its reply
   EXPECT_EQ(io().Scanf("%d", &v), E_VELMORAQDX_IO_TIMEOUT);
-
-  std::string text;
-  dev->Reply(std::string(2'000'000, 'z'));  // far more than any reply field
-  EXPECT_EQ(io().Scanf("%$Bt", &text), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_NE(LastError().find("longer than 1048576 characters"), std::string::npos);
-  EXPECT_EQ(dev->PendingOutput(), 0u);  // the rest was discarded
-  v = 5;
-  dev->Reply(std::string(100'000, '1'));
-  EXPECT_EQ(io().Scanf("%d", &v), E_VELMORAQDX_IO_GENERAL);  // 256 ones: no long holds it
-  EXPECT_EQ(v, 5);
-  EXPECT_EQ(polls, 0);
+  EXPECT_EQ(polls, 3);  // only the write and the two reads that succeeded
 }
 
 TEST_F(ReadTest, ArgumentMistakesAreInvalidArgumentsAndTheReplyIsStillDropped) {

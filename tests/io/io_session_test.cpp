@@ -37,16 +37,28 @@ TEST(IoSession, SimulatedOpenTouchesNothing) {
   EXPECT_FALSE(session.IsOpen());
 }
 
-// Whatever failed (here: a malformed descriptor, a protocol without a built-in transport),
-// the open reports the one general I/O error whose extra text is the descriptor that was
-// given. The socket and VXI-11 tests cover refused connects the same way.
-TEST(IoSession, OpenFailureNamesTheResourceDescriptor) {
+// Whatever failed, the open reports the one general I/O error naming the descriptor that was
+// given and what the link said, so the user knows what to fix. The socket and VXI-11 tests
+// cover refused connects the same way.
+TEST(IoSession, OpenFailureNamesTheResourceDescriptorAndTheCause) {
   CVelmoraQdxErrorReporter reporter;
   CIoSession session(reporter);
-  for (const char* resource : {"TCPIP::host::SOCKET", "PXI0::3::INSTR"}) {
+  IoOpenOptions builtin;
+  builtin.transport.setup["iobackend"] = "builtin";
+  const std::pair<const char*, const char*> cases[] = {
+      {"TCPIP::host::SOCKET", "Invalid resource descriptor 'TCPIP::host::SOCKET': expected "
+                              "TCPIP[board]::host::port::SOCKET (the port is missing)."},
+      {"TCPIP::x::SOCKT", "Invalid resource descriptor 'TCPIP::x::SOCKT': "},
+      {"PXI0::3::INSTR", "Invalid resource descriptor 'PXI0::3::INSTR': unknown interface; "
+                         "expected TCPIP, ASRL, USB or GPIB."},
+      {"ASRL/dev/veqdx-no-such-tty::INSTR", "/dev/veqdx-no-such-tty"},
+      {"GPIB0::5::INSTR", "GPIB resources need an installed VISA library"},
+  };
+  for (const auto& [resource, cause] : cases) {
     ClearThreadErrorRecord();
-    EXPECT_EQ(session.Open(resource, IoOpenOptions{}), E_VELMORAQDX_IO_GENERAL) << resource;
-    EXPECT_EQ(LastDescription(), OpenFailureText(resource));
+    EXPECT_EQ(session.Open(resource, builtin), E_VELMORAQDX_IO_GENERAL) << resource;
+    EXPECT_EQ(LastDescription().rfind(OpenFailureText(resource, ""), 0), 0u) << LastDescription();
+    EXPECT_NE(LastDescription().find(cause), std::string::npos) << LastDescription();
     EXPECT_FALSE(session.IsOpen());
     EXPECT_EQ(session.GetLastStatus(), E_VELMORAQDX_IO_GENERAL);
   }

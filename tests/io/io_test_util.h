@@ -17,10 +17,10 @@ inline std::string IoErrorText(const std::string& text) {
   return "VelmoraQdx: I/O error: " + text + ".\r\n";
 }
 
-// Description of a failed open of `resource`, whatever the link said.
-inline std::string OpenFailureText(const std::string& resource) {
+// Description of a failed open of `resource`, with the link's reason.
+inline std::string OpenFailureText(const std::string& resource, const std::string& cause) {
   return "VelmoraQdx: I/O error: Failed to open VISA resource..\r\nResource descriptor = " +
-         resource + ".";
+         resource + ". Cause: " + cause;
 }
 
 inline const std::string& LastDescription() { return ThreadErrorRecord().description; }

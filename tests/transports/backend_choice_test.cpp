@@ -89,7 +89,7 @@ TEST(BackendChoice, AutoFallsBackToBuiltInWhenVisaDoesNotKnowTheResource) {
   EXPECT_NE(result.message.find("VI_ERROR_RSRC_NFOUND"), std::string::npos);
   // GPIB has nothing to fall back to.
   EXPECT_EQ(Open("GPIB0::5::INSTR", "auto", result), nullptr);
-  EXPECT_EQ(result.message.rfind("Failed to open VISA resource. GPIB0::5::INSTR: ", 0), 0u);
+  EXPECT_EQ(result.message.rfind("viOpen GPIB0::5::INSTR: ", 0), 0u);
   // Another failure (an I/O error) is not a reason to try elsewhere.
   visa.Script("open_status 0xBFFF003C\n");
   EXPECT_EQ(Open(resource, "auto", result), nullptr);

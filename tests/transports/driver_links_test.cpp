@@ -171,7 +171,10 @@ TEST(DriverOverLinks, SilentInstrumentTimesOutInBoundedTimeAndTheSessionGoesOn) 
     EXPECT_EQ(ThreadErrorRecord().description,
               "VelmoraQdx: I/O timeout error: no reply from " + link.peer() + " within 300 ms."
               "\r\n");
+    // The owed reply never comes: the next call drops its own reply in its place and fails
+    // rather than risk a stale value; the session is in step again after it.
     double amps = -1;
+    EXPECT_EQ(out.Measure(VelmoraQdxMeasurementCurrent, &amps), E_VELMORAQDX_IO_TIMEOUT);
     EXPECT_EQ(out.Measure(VelmoraQdxMeasurementCurrent, &amps), S_OK)
         << ThreadErrorRecord().description;
     EXPECT_EQ(amps, 0);  // output off

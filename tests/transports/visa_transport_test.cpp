@@ -118,16 +118,16 @@ TEST_F(VisaTransportTest, InterfaceTypeMappedFromTheLibrarysAnswer) {
 }
 
 // The transport names the descriptor and VISA's reason; the session reports any failed open,
-// a timed-out one included, as the general open failure naming the descriptor.
+// a timed-out one included, as the general open failure naming the descriptor and the reason.
 TEST_F(VisaTransportTest, OpenFailureNamesTheDescriptorAndVisasReason) {
   const std::string openFailure =
       "VelmoraQdx: I/O error: Failed to open VISA resource..\r\n"
-      "Resource descriptor = GPIB0::5::INSTR.";
+      "Resource descriptor = GPIB0::5::INSTR. Cause: ";
   visa.Script("open_status 0xBFFF0011\n");
   EXPECT_EQ(Open("GPIB0::5::INSTR"), nullptr);
   EXPECT_EQ(result.code, IoCode::Error);
   EXPECT_EQ(result.message,
-            "Failed to open VISA resource. GPIB0::5::INSTR: "
+            "viOpen GPIB0::5::INSTR: "
             "VI_ERROR_RSRC_NFOUND: Insufficient location information or the requested device "
             "or resource is not present in the system (VISA status 0xBFFF0011)");
   // The resource manager opened for the attempt is closed again.
@@ -140,7 +140,7 @@ TEST_F(VisaTransportTest, OpenFailureNamesTheDescriptorAndVisasReason) {
   options.transport.setup["iobackend"] = "visa";
   visa.Script("open_status 0xBFFF0011\n");
   EXPECT_EQ(session.Open("GPIB0::5::INSTR", options), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(ThreadErrorRecord().description, openFailure);
+  EXPECT_EQ(ThreadErrorRecord().description, openFailure + result.message + ".");
   EXPECT_EQ(visa.Calls(), (Lines{"viOpenDefaultRM", "viOpen GPIB0::5::INSTR mode=0 timeout=2000",
                                  "viClose rm"}));
 
@@ -148,11 +148,11 @@ TEST_F(VisaTransportTest, OpenFailureNamesTheDescriptorAndVisasReason) {
   EXPECT_EQ(Open("GPIB0::5::INSTR"), nullptr);
   EXPECT_EQ(result.code, IoCode::Timeout);
   EXPECT_EQ(result.message,
-            "Failed to open VISA resource. GPIB0::5::INSTR: "
+            "viOpen GPIB0::5::INSTR: "
             "VI_ERROR_TMO: Timeout expired before operation completed (VISA status 0xBFFF0015)");
   visa.Script("open_status 0xBFFF0015\n");
   EXPECT_EQ(session.Open("GPIB0::5::INSTR", options), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(ThreadErrorRecord().description, openFailure);
+  EXPECT_EQ(ThreadErrorRecord().description, openFailure + result.message + ".");
 }
 
 TEST_F(VisaTransportTest, ReadTimeoutBecomesTheTimeoutErrorAndTheSessionGoesOn) {
@@ -319,7 +319,7 @@ TEST_F(VisaTransportTest, FailingTerminationSetupFailsTheOpenAndClosesEverything
   visa.Script("set_fail 0x3FFF00B3 0xBFFF001D\n");
   EXPECT_EQ(Open("ASRL1::INSTR"), nullptr);
   EXPECT_EQ(result.code, IoCode::Error);
-  EXPECT_EQ(result.message.rfind("Failed to open VISA resource. ASRL1::INSTR: ", 0), 0u)
+  EXPECT_EQ(result.message.rfind("viOpen ASRL1::INSTR: ", 0), 0u)
       << result.message;
   Lines calls = visa.Calls();
   ASSERT_GE(calls.size(), 2u);

@@ -122,16 +122,17 @@ TEST(Vxi11Failure, PortItemsSelectHowTheCoreChannelIsFound) {
       EXPECT_EQ(bench.server->linkCount(), 1u);
       continue;
     }
+    const std::string cause = c.failure + (c.failure.rfind("DriverSetup", 0) == 0
+                                               ? ": expected a port number from 1 to 65535"
+                                               : "");
     EXPECT_EQ(hr, E_VELMORAQDX_IO_GENERAL);
     EXPECT_EQ(ThreadErrorRecord().description,
               "VelmoraQdx: I/O error: Failed to open VISA resource..\r\n"
-              "Resource descriptor = TCPIP::127.0.0.1::INSTR.");
+              "Resource descriptor = TCPIP::127.0.0.1::INSTR. Cause: " + cause + ".");
     IoResult r;
     EXPECT_FALSE(OpenTransport(kResource, options.transport, r));
     EXPECT_EQ(r.code, IoCode::Error);
-    EXPECT_EQ(r.message, c.failure + (c.failure.rfind("DriverSetup", 0) == 0
-                                          ? ": expected a port number from 1 to 65535"
-                                          : ""));
+    EXPECT_EQ(r.message, cause);
   }
   EXPECT_EQ(bench.AwaitLinks(0), 0u);
 }
@@ -165,10 +166,13 @@ TEST(Vxi11Failure, NoFreeLinkIsAClearErrorUntilOneIsClosed) {
   CVelmoraQdxErrorReporter reporter;
   CIoSession session(reporter);
   // The session and the driver's Initialize report the general open failure naming the
-  // resource; the reason stays with the transport (above).
+  // resource and the transport's reason.
   const std::string openFailure =
       "VelmoraQdx: I/O error: Failed to open VISA resource..\r\n"
-      "Resource descriptor = TCPIP::127.0.0.1::INSTR.";
+      "Resource descriptor = TCPIP::127.0.0.1::INSTR. Cause: the instrument at 127.0.0.1:" +
+      std::to_string(bench.server->corePort()) +
+      " refused a link to device 'inst0': VXI-11 error 9 (out of resources); it has no free "
+      "link, close the sessions that other programs hold.";
   EXPECT_EQ(bench.OpenSession(session), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(ThreadErrorRecord().description, openFailure);
   CVelmoraQdx driver;
