@@ -200,5 +200,84 @@ TEST_F(EmulatorTest, ChunkedRepliesArriveInPieces) {
   EXPECT_EQ(c->readSome(2s), "1\n");  // whole again
 }
 
+// Late and endless replies, set through the Emulator, on every front end; and a stop in the
+// middle of either never hangs.
+TEST(FrontEndFaultsTest, LateAndEndlessRepliesOnEveryFrontEnd) {
+  using Clock = std::chrono::steady_clock;
+  struct Row {
+    FrontEnd kind;
+    bool deviceClear;
+  };
+  for (Row row : {Row{FrontEnd::Socket, false}, Row{FrontEnd::Vxi11, true},
+                  Row{FrontEnd::SerialPty, false}}) {
+    SCOPED_TRACE(nameOf(row.kind));
+    FrontEndBench bench(row.kind);
+    ASSERT_TRUE(bench.started()) << bench.error();
+    bench.emulator().addLateQuery("*idn?", 600ms);
+
+    // The first reply after connect comes late: the client gives up on it, and the reply to
+    // its next message follows the late one.
+    auto c = bench.connect();
+    auto sent = Clock::now();
+    ASSERT_TRUE(c->send("*IDN?"));
+    EXPECT_EQ(c->readLine(200ms), std::nullopt);
+    ASSERT_TRUE(c->send("*OPC?"));
+    EXPECT_EQ(c->readLine(3s), "Velmora,QDX750ML,SIM0001,1.00");
+    EXPECT_GE(Clock::now() - sent, 550ms);
+    EXPECT_EQ(c->readLine(), "1");
+    if (row.deviceClear) {  // drops a late reply still being delayed
+      ASSERT_TRUE(c->send("*IDN?"));
+      EXPECT_EQ(c->readLine(100ms), std::nullopt);
+      ASSERT_TRUE(c->clear());
+      EXPECT_EQ(c->query("*OPC?"), "1");
+      EXPECT_EQ(c->readLine(900ms), std::nullopt);
+    }
+    // A reply trickled out byte by byte for longer than the client waits keeps coming, and
+    // nothing of it is lost.
+    bench.emulator().clearFaults();
+    bench.emulator().setChunkedReplies(1, 30ms);
+    ASSERT_TRUE(c->send("*IDN?"));
+    EXPECT_EQ(c->readLine(300ms), std::nullopt);
+    EXPECT_EQ(c->readLine(3s), "Velmora,QDX750ML,SIM0001,1.00");
+    bench.emulator().setChunkedReplies(0, 0ms);
+    c.reset();
+
+    // Endless: well over 1 MiB of digits and no line feed, until the client goes away; then
+    // the emulator holds the descriptors it held before, and the next client is answered.
+    bench.emulator().addEndlessQuery(":MEAS:VOLT?");
+    int before = settledDescriptors();
+    auto e = bench.connect();
+    ASSERT_TRUE(e->send(":MEAS:VOLT?"));
+    std::string got;
+    while (got.size() <= (1u << 20)) {
+      auto piece = e->readSome(2s);
+      ASSERT_TRUE(piece) << got.size();
+      got += *piece;
+    }
+    EXPECT_EQ(got.substr(0, 12), "123456789012");
+    EXPECT_EQ(got.find_first_not_of("0123456789"), std::string::npos);
+    e.reset();
+    EXPECT_EQ(settledDescriptors(before), before);
+    EXPECT_EQ(bench.connect()->query("*OPC?"), "1");
+    bench.emulator().clearFaults();
+    EXPECT_EQ(bench.connect()->query(":MEAS:VOLT?"), "0");
+
+    for (std::string_view query : {"*IDN?", ":MEAS:VOLT?"}) {
+      FrontEndBench busy(row.kind);
+      ASSERT_TRUE(busy.started()) << busy.error();
+      busy.emulator().addLateQuery("*IDN?", 30s);
+      busy.emulator().addEndlessQuery(":MEAS:VOLT?");
+      auto client = busy.connect();
+      ASSERT_TRUE(client->send(query));
+      std::thread reader([&] { while (client->readSome(500ms)) {} });  // keeps digits flowing
+      std::this_thread::sleep_for(200ms);
+      auto begin = Clock::now();
+      busy.stop();
+      EXPECT_LT(Clock::now() - begin, 2s) << query;
+      reader.join();
+    }
+  }
+}
+
 }  // namespace
 }  // namespace qdxsim::test

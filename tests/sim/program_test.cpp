@@ -108,6 +108,9 @@ TEST(ProgramTest, RefusesBadArgumentsWithAMessage) {
       {{"--listen"}, 2, "option --listen needs a value"},
       {{"--listen", "nowhere"}, 2, "bad value 'nowhere' for --listen"},
       {{"--load-ohms", "-3"}, 2, "bad value '-3' for --load-ohms"},
+      {{"--late", "*IDN?"}, 2, "bad value '*IDN?' for --late"},
+      {{"--late", "=5"}, 2, "bad value '=5' for --late"},
+      {{"--endless", ""}, 2, "bad value '' for --endless"},
       {{"--listen", "256.1.1.1:0"}, 1, "cannot resolve listen address '256.1.1.1'"},
   };
   for (const auto& k : cases) {
@@ -124,7 +127,7 @@ TEST(ProgramTest, HelpDocumentsEveryFlag) {
   for (const char* flag : {"--listen", "--model", "--serial", "--firmware", "--channels",
                            "--load-ohms", "--transcript", "--reply-delay-ms", "--silent",
                            "--garbage", "--garbage-text", "--close-after", "--chunk-bytes",
-                           "--chunk-pause-ms", "--help"}) {
+                           "--chunk-pause-ms", "--late", "--endless", "--help"}) {
     EXPECT_NE(help.find(flag), std::string::npos) << flag;
   }
   for (const auto& model : knownModels()) EXPECT_NE(help.find(model), std::string::npos) << model;
@@ -141,7 +144,9 @@ TEST(ProgramTest, CommandLineFillsTheConfig) {
                                 "--transcript", "/tmp/t.log", "--reply-delay-ms", "15",
                                 "--silent", "*IDN?", "--silent=:MEAS:VOLT?", "--garbage", "*ESR?",
                                 "--garbage-text", "xyz", "--close-after", "4", "--chunk-bytes",
-                                "3", "--chunk-pause-ms", "9", "--load-ohms", "2.5"},
+                                "3", "--chunk-pause-ms", "9", "--load-ohms", "2.5", "--late",
+                                "*IDN?=250", "--late=:SYST:CONF:BLE=1?=7", "--endless",
+                                ":MEAS:VOLT?"},
                                c, help, error))
       << error;
   EXPECT_FALSE(help);
@@ -158,6 +163,11 @@ TEST(ProgramTest, CommandLineFillsTheConfig) {
   EXPECT_EQ(c.faults.closeAfterMessages, 4);
   EXPECT_EQ(c.faults.chunkBytes, 3u);
   EXPECT_EQ(c.faults.chunkPauseMs, 9);
+  std::string late;
+  for (const auto& q : c.faults.lateQueries)
+    late += q.match + "/" + std::to_string(q.delayMs) + ";";
+  EXPECT_EQ(late, "*IDN?/250;:SYST:CONF:BLE=1?/7;");  // the delay follows the last '='
+  EXPECT_EQ(c.faults.endlessQueries, std::vector<std::string>{":MEAS:VOLT?"});
   EXPECT_EQ(c.loadOhms, 2.5);
   EXPECT_EQ(c.validate(), "");
   Config defaults;

@@ -13,6 +13,11 @@
 
 #include "qdx_sim.h"
 
+namespace qdxsim {
+class SerialPtyServer;
+class Vxi11Server;
+}  // namespace qdxsim
+
 namespace qdxsim::test {
 
 using namespace std::chrono_literals;
@@ -58,5 +63,57 @@ class EmulatorFixture : public ::testing::Test {
 
 // A config for tests: free loopback port, everything else default.
 Config testConfig(std::string model = "QDX750ML", std::vector<ChannelSpec> channels = {});
+
+// A client of any front end, for tests that run over each of them.
+class LineClient {
+ public:
+  virtual ~LineClient() = default;
+  // Sends one message: a line feed added on a byte stream, END on VXI-11.
+  virtual bool send(std::string_view message) = 0;
+  // The reply bytes that come next (one recv, read or device_read); nullopt when none come
+  // within `timeout` or the link is gone.
+  virtual std::optional<std::string> readSome(std::chrono::milliseconds timeout) = 0;
+  // device_clear; false where the front end has none.
+  virtual bool clear() { return false; }
+  // One reply line without its line feed; nullopt on timeout.
+  std::optional<std::string> readLine(std::chrono::milliseconds timeout = 2000ms);
+  std::string query(std::string_view message, std::chrono::milliseconds timeout = 2000ms);
+
+ private:
+  std::string buffer_;
+};
+
+enum class FrontEnd { Socket, Vxi11, SerialPty };
+const char* nameOf(FrontEnd kind);
+
+// An emulator reached over one front end: the raw socket, VXI-11 in front of it, or a serial
+// pseudo-terminal sharing its instrument and faults.
+class FrontEndBench {
+ public:
+  explicit FrontEndBench(FrontEnd kind, Config config = testConfig());
+  ~FrontEndBench();
+  FrontEndBench(const FrontEndBench&) = delete;
+  FrontEndBench& operator=(const FrontEndBench&) = delete;
+
+  bool started() const { return started_; }
+  const std::string& error() const { return error_; }
+  Emulator& emulator() { return *emulator_; }
+  std::unique_ptr<LineClient> connect();
+  // Stops the front end and the emulator behind it.
+  void stop();
+
+ private:
+  FrontEnd kind_;
+  std::unique_ptr<Emulator> emulator_;
+  std::unique_ptr<Vxi11Server> vxi11_;
+  std::unique_ptr<SerialPtyServer> pty_;
+  bool started_ = false;
+  std::string error_;
+};
+
+// Descriptors this process holds once the count has been `expected`, or has waited 5 s for
+// it, and then not changed for 200 ms (the emulator runs in-process and closes its side of a
+// connection a moment after the client).
+int settledDescriptors(int expected = -1);
 
 }  // namespace qdxsim::test

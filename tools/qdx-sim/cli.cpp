@@ -18,7 +18,8 @@ namespace {
 const std::string_view kValueOptions[] = {
     "--listen", "--model", "--serial", "--firmware", "--channels", "--load-ohms", "--transcript",
     "--reply-delay-ms", "--silent", "--garbage", "--garbage-text", "--close-after",
-    "--chunk-bytes", "--chunk-pause-ms", "--vxi11-port", "--portmap-port"};
+    "--chunk-bytes", "--chunk-pause-ms", "--late", "--endless", "--vxi11-port",
+    "--portmap-port"};
 
 bool parseInt(const std::string& text, long min, long max, long& out) {
   if (text.empty()) return false;
@@ -66,6 +67,23 @@ bool parseChannels(const std::string& text, Config& config) {
   return !config.channels.empty();
 }
 
+// A query to match; an empty one would match nothing.
+bool addMatch(const std::string& text, std::vector<std::string>& matches) {
+  if (text.empty()) return false;
+  matches.push_back(text);
+  return true;
+}
+
+// "QUERY=MS"; the query may itself contain '=', the delay follows the last one.
+bool parseLate(const std::string& text, Faults& faults) {
+  std::size_t eq = text.rfind('=');
+  long ms = 0;
+  if (eq == std::string::npos || eq == 0 || !parseInt(text.substr(eq + 1), 0, 3600000, ms))
+    return false;
+  faults.lateQueries.push_back({text.substr(0, eq), static_cast<int>(ms)});
+  return true;
+}
+
 bool parseOhms(const std::string& text, double& out) {
   if (text == "open" || text == "inf") {
     out = std::numeric_limits<double>::infinity();
@@ -109,9 +127,16 @@ Options (a value may also be given as --option=VALUE):
   --close-after N          close the connection after the next N messages (once)
   --chunk-bytes N          send replies in pieces of N bytes
   --chunk-pause-ms N       pause between two pieces (default 0)
+  --late QUERY=MS          answer messages containing QUERY MS ms late (on top of
+                           --reply-delay-ms), even when the client has stopped waiting;
+                           later messages are answered after it, in order; repeatable
+  --endless QUERY          answer messages containing QUERY with "1234567890" repeated
+                           and no line feed, until the client goes away (at most 64 MiB
+                           or 60 s; then the connection closes); repeatable
   --serial-pty             serve a pseudo-terminal instead of TCP; its path (e.g.
                            /dev/pts/3) is printed alone on the first line; the driver
-                           reaches it as ASRL/dev/pts/3::INSTR (only --silent applies)
+                           reaches it as ASRL/dev/pts/3::INSTR (every fault applies
+                           except --close-after)
   --vxi11                  also serve VXI-11 (TCPIP::host::INSTR): the core channel and
                            a portmapper; their ports are printed on the second line as
                            "vxi11 CORE portmap PORTMAP"; the faults apply to it too
@@ -183,6 +208,8 @@ bool parseCommandLine(const std::vector<std::string>& args, Config& config, bool
     else if (name == "--close-after") config.faults.closeAfterMessages = number(1000000000);
     else if (name == "--chunk-bytes") config.faults.chunkBytes = static_cast<std::size_t>(number(1000000));
     else if (name == "--chunk-pause-ms") config.faults.chunkPauseMs = number(3600000);
+    else if (name == "--late") ok = parseLate(value, config.faults);
+    else if (name == "--endless") ok = addMatch(value, config.faults.endlessQueries);
     else if (name == "--vxi11-port") config.vxi11.corePort = number(65535);
     else if (name == "--portmap-port") config.vxi11.portmapPort = number(65535);
     if (name == "--vxi11-port" || name == "--portmap-port") config.vxi11.enabled = true;

@@ -12,12 +12,14 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <cerrno>
+#include <chrono>
+#include <climits>
 #include <cstring>
 #include <stdexcept>
 #include <thread>
 
+#include "fault_injection.h"
 #include "qdx_sim.h"
 #include "scpi_errors.h"
 #include "transcript.h"
@@ -34,14 +36,6 @@ constexpr int kSlotWaitMs = 2000;
 constexpr int kPollSliceMs = 1000;     // upper bound of one wait before re-checking state
 constexpr int kSendStallLimitMs = 5000;  // a client that reads nothing for this long is dropped
 
-bool containsNoCase(std::string_view text, std::string_view part) {
-  if (part.empty()) return false;
-  auto it = std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
-    return std::toupper(static_cast<unsigned char>(a)) == std::toupper(static_cast<unsigned char>(b));
-  });
-  return it != text.end();
-}
-
 // "host:port" or "[v6]:port" of a bound socket, for messages.
 std::string describe(const std::string& host, int port) {
   bool v6 = host.find(':') != std::string::npos;
@@ -52,11 +46,10 @@ std::string describe(const std::string& host, int port) {
 
 class Emulator::Impl {
  public:
-  explicit Impl(Config c) : config(std::move(c)) {
+  explicit Impl(Config c)
+      : config(std::move(c)), faults(std::make_shared<detail::FaultState>(config.faults)) {
     configError = config.validate();
     if (configError.empty()) instrument = std::make_unique<Instrument>(config);
-    faults = config.faults;
-    closeCountdown = faults.closeAfterMessages;
   }
 
   bool start(std::string& error);
@@ -67,9 +60,7 @@ class Emulator::Impl {
   std::unique_ptr<Instrument> instrument;
   Transcript transcript;
 
-  std::mutex faultsMutex;
-  Faults faults;
-  int closeCountdown = 0;
+  std::shared_ptr<detail::FaultState> faults;  // shared with a SerialPtyServer built on this
 
   std::atomic<bool> running{false};
   int boundPort = 0;
@@ -87,11 +78,10 @@ class Emulator::Impl {
   void serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done);
   // Executes one received message and answers it; false when the connection must close.
   bool process(int fd, int id, const std::string& line);
-  bool sendReply(int fd, std::string reply, const Faults& f);
-  bool sendAll(int fd, std::string_view data);
   // Waits up to `ms`; true when stop() was called meanwhile.
   bool sleepUnlessStopped(int ms);
-  bool stopRequested() { return sleepUnlessStopped(0); }
+
+  class Channel;
 
   int listenFd_ = -1;
   int wakeFd_ = -1;
@@ -253,66 +243,62 @@ void Emulator::Impl::serve(int fd, int id, std::shared_ptr<std::atomic<bool>> do
   done->store(true);
 }
 
+// One client connection as the replies see it.
+class Emulator::Impl::Channel : public detail::ReplyChannel {
+ public:
+  Channel(int fd, int wakeFd) : fd_(fd), wakeFd_(wakeFd) {}
+
+  bool send(std::string_view data) override {
+    int stalledMs = 0;
+    while (!data.empty()) {
+      ssize_t sent = ::send(fd_, data.data(), data.size(), MSG_NOSIGNAL);
+      if (sent > 0) {
+        data.remove_prefix(static_cast<std::size_t>(sent));
+        stalledMs = 0;
+        continue;
+      }
+      if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
+      if (stalledMs >= kSendStallLimitMs || stopping()) return false;
+      pollfd fds[2] = {{fd_, POLLOUT, 0}, {wakeFd_, POLLIN, 0}};
+      poll(fds, 2, kPollSliceMs);
+      stalledMs += kPollSliceMs;
+    }
+    return true;
+  }
+
+  // Only a reset (or a connection closed both ways) ends the wait: a client that merely stopped
+  // reading, or shut down its sending side, still gets the reply it is owed. The VXI-11 links
+  // reset their connection on device_clear, which so drops a reply still being delayed.
+  bool wait(int ms) override {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    for (;;) {
+      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+          deadline - std::chrono::steady_clock::now());
+      if (left.count() <= 0) return true;
+      pollfd fds[2] = {{fd_, 0, 0}, {wakeFd_, POLLIN, 0}};
+      int n = poll(fds, 2, static_cast<int>(std::min<long long>(left.count(), kPollSliceMs)));
+      if (n < 0 && errno != EINTR) return false;
+      if (fds[1].revents || (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL))) return false;
+    }
+  }
+
+  bool stopping() override {
+    pollfd p{wakeFd_, POLLIN, 0};
+    return poll(&p, 1, 0) > 0;
+  }
+
+ private:
+  int fd_;
+  int wakeFd_;
+};
+
 bool Emulator::Impl::process(int fd, int id, const std::string& line) {
   transcript.record(id, line);
-  Faults f;
   bool closeNow = false;
-  {
-    std::lock_guard lock(faultsMutex);
-    f = faults;
-    if (closeCountdown > 0 && --closeCountdown == 0) {
-      closeNow = true;
-      faults.closeAfterMessages = 0;
-    }
-  }
-  std::optional<std::string> reply = instrument->handle(line);
-  if (reply) {
-    for (const auto& match : f.silentQueries) {
-      if (containsNoCase(line, match)) reply.reset();
-    }
-  }
-  if (reply) {
-    for (const auto& [match, text] : f.garbageQueries) {
-      if (containsNoCase(line, match)) {
-        *reply = text.empty() ? std::string(kDefaultGarbage) : text;
-        break;
-      }
-    }
-  }
-  if (reply && !sendReply(fd, std::move(*reply), f)) return false;
+  Faults f = faults->forMessage(true, &closeNow);
+  Channel channel(fd, wakeFd_);
+  if (!detail::answerMessage(*instrument, f, line, channel)) return false;
   return !closeNow;
-}
-
-bool Emulator::Impl::sendReply(int fd, std::string reply, const Faults& f) {
-  if (f.replyDelayMs > 0 && sleepUnlessStopped(f.replyDelayMs)) return false;
-  reply += '\n';
-  if (f.chunkBytes == 0) return sendAll(fd, reply);
-  std::string_view rest = reply;
-  while (!rest.empty()) {
-    std::size_t n = std::min(rest.size(), f.chunkBytes);
-    if (!sendAll(fd, rest.substr(0, n))) return false;
-    rest.remove_prefix(n);
-    if (!rest.empty() && f.chunkPauseMs > 0 && sleepUnlessStopped(f.chunkPauseMs)) return false;
-  }
-  return true;
-}
-
-bool Emulator::Impl::sendAll(int fd, std::string_view data) {
-  int stalledMs = 0;
-  while (!data.empty()) {
-    ssize_t sent = send(fd, data.data(), data.size(), MSG_NOSIGNAL);
-    if (sent > 0) {
-      data.remove_prefix(static_cast<std::size_t>(sent));
-      stalledMs = 0;
-      continue;
-    }
-    if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
-    if (stalledMs >= kSendStallLimitMs || stopRequested()) return false;
-    pollfd fds[2] = {{fd, POLLOUT, 0}, {wakeFd_, POLLIN, 0}};
-    poll(fds, 2, kPollSliceMs);
-    stalledMs += kPollSliceMs;
-  }
-  return true;
 }
 
 // --- public face ---
@@ -338,37 +324,47 @@ Instrument& Emulator::instrument() {
 
 std::vector<std::string> Emulator::takeTranscript() { return impl_->transcript.take(); }
 
+std::shared_ptr<detail::FaultState> Emulator::faultState() const { return impl_->faults; }
+
+namespace {
+
+int clampMs(std::chrono::milliseconds ms) {
+  return static_cast<int>(std::clamp<long long>(ms.count(), 0, INT_MAX));
+}
+
+}  // namespace
+
 void Emulator::setReplyDelay(std::chrono::milliseconds delay) {
-  std::lock_guard lock(impl_->faultsMutex);
-  impl_->faults.replyDelayMs = static_cast<int>(std::max<long long>(0, delay.count()));
+  impl_->faults->edit([&](Faults& f) { f.replyDelayMs = clampMs(delay); });
 }
 
 void Emulator::addSilentQuery(std::string match) {
-  std::lock_guard lock(impl_->faultsMutex);
-  impl_->faults.silentQueries.push_back(std::move(match));
+  impl_->faults->edit([&](Faults& f) { f.silentQueries.push_back(std::move(match)); });
 }
 
 void Emulator::addGarbageQuery(std::string match, std::string reply) {
-  std::lock_guard lock(impl_->faultsMutex);
-  impl_->faults.garbageQueries.emplace_back(std::move(match), std::move(reply));
+  impl_->faults->edit(
+      [&](Faults& f) { f.garbageQueries.emplace_back(std::move(match), std::move(reply)); });
 }
 
-void Emulator::setCloseAfter(int messages) {
-  std::lock_guard lock(impl_->faultsMutex);
-  impl_->faults.closeAfterMessages = std::max(0, messages);
-  impl_->closeCountdown = impl_->faults.closeAfterMessages;
-}
+void Emulator::setCloseAfter(int messages) { impl_->faults->setCloseAfter(messages); }
 
 void Emulator::setChunkedReplies(std::size_t bytes, std::chrono::milliseconds pause) {
-  std::lock_guard lock(impl_->faultsMutex);
-  impl_->faults.chunkBytes = bytes;
-  impl_->faults.chunkPauseMs = static_cast<int>(std::max<long long>(0, pause.count()));
+  impl_->faults->edit([&](Faults& f) {
+    f.chunkBytes = bytes;
+    f.chunkPauseMs = clampMs(pause);
+  });
 }
 
-void Emulator::clearFaults() {
-  std::lock_guard lock(impl_->faultsMutex);
-  impl_->faults = Faults{};
-  impl_->closeCountdown = 0;
+void Emulator::addLateQuery(std::string match, std::chrono::milliseconds delay) {
+  impl_->faults->edit(
+      [&](Faults& f) { f.lateQueries.push_back({std::move(match), clampMs(delay)}); });
 }
+
+void Emulator::addEndlessQuery(std::string match) {
+  impl_->faults->edit([&](Faults& f) { f.endlessQueries.push_back(std::move(match)); });
+}
+
+void Emulator::clearFaults() { impl_->faults->clear(); }
 
 }  // namespace qdxsim

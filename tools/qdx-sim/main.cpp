@@ -14,9 +14,9 @@ namespace {
 
 // --serial-pty: the instrument behind a pseudo-terminal instead of a TCP listener.
 int runSerialPty(const qdxsim::Config& config, sigset_t& stopSignals) {
-  qdxsim::Instrument instrument(config);
-  qdxsim::SerialPtyServer server(instrument);
-  for (const auto& match : config.faults.silentQueries) server.addSilentQuery(match);
+  // The emulator does not listen here: it only holds the instrument and the faults.
+  qdxsim::Emulator emulator(config);
+  qdxsim::SerialPtyServer server(emulator);
   std::string error;
   if (!server.start(&error)) {
     std::fprintf(stderr, "qdx-sim: %s\n", error.c_str());

@@ -21,6 +21,10 @@
 
 namespace qdxsim {
 
+namespace detail {
+class FaultState;
+}
+
 // Rated output of one channel.
 struct Rating {
   double volts = 0;
@@ -39,6 +43,13 @@ struct ChannelSpec {
   std::string model;
 };
 
+// A query answered late: its reply leaves `delayMs` after the message is taken up (messages
+// are taken up in turn, so one that arrived during an earlier delay waits for that first).
+struct LateQuery {
+  std::string match;
+  int delayMs = 0;
+};
+
 // Faults a front end injects on purpose. Queries are matched by text: a received message
 // matches when it contains the given text, compared without regard to case.
 struct Faults {
@@ -50,7 +61,17 @@ struct Faults {
                                                  // (0 = never); fires once
   std::size_t chunkBytes = 0;                    // send replies in pieces of this size (0 = whole)
   int chunkPauseMs = 0;                          // pause between two pieces
+  std::vector<LateQuery> lateQueries;            // answer these late (on top of replyDelayMs);
+                                                 // the first match counts
+  std::vector<std::string> endlessQueries;       // answer these with digits that never end
 };
+
+// The endless reply: kEndlessPattern over and over, never a line feed. It stops when the client
+// goes away or the front end stops, and by itself after kEndlessMaxBytes or kEndlessMaxTime,
+// so that nothing waits on it for ever.
+inline constexpr std::string_view kEndlessPattern = "1234567890";
+inline constexpr std::size_t kEndlessMaxBytes = std::size_t{64} << 20;
+inline constexpr std::chrono::seconds kEndlessMaxTime{60};
 
 // Reply sent for a garbage query when no reply text was given.
 inline constexpr std::string_view kDefaultGarbage = "#@GARBAGE!~";
@@ -143,15 +164,24 @@ class Emulator {
   // exactly as received without the line feed (a trailing carriage return is kept).
   std::vector<std::string> takeTranscript();
 
-  // Fault injection; each setter takes effect for the next message.
+  // Fault injection; each setter takes effect for the next message, on the raw socket and on
+  // the front ends built on this emulator (Vxi11Server, SerialPtyServer(Emulator&)).
   void setReplyDelay(std::chrono::milliseconds delay);
   void addSilentQuery(std::string match);
   void addGarbageQuery(std::string match, std::string reply = {});
   void setCloseAfter(int messages);
   void setChunkedReplies(std::size_t bytes, std::chrono::milliseconds pause);
+  // Messages containing `match` are answered `delay` late; the reply still goes out when the
+  // client has stopped waiting, and later messages are answered after it, in order.
+  void addLateQuery(std::string match, std::chrono::milliseconds delay);
+  // Messages containing `match` are answered with kEndlessPattern repeated, never a line feed.
+  void addEndlessQuery(std::string match);
   void clearFaults();
 
  private:
+  friend class SerialPtyServer;  // shares the faults
+  std::shared_ptr<detail::FaultState> faultState() const;
+
   class Impl;
   std::unique_ptr<Impl> impl_;
 };

@@ -11,12 +11,12 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
-#include <mutex>
 #include <thread>
 
+#include "fault_injection.h"
 #include "scpi_errors.h"
 #include "transcript.h"
 
@@ -28,36 +28,32 @@ constexpr std::size_t kMaxLineLength = 64 * 1024;  // as on the socket: longer i
 constexpr int kPollSliceMs = 1000;
 constexpr int kSendStallLimitMs = 2000;  // a reply nobody reads is dropped after this long
 
-bool containsNoCase(std::string_view text, std::string_view part) {
-  if (part.empty()) return false;
-  auto it = std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
-    return std::toupper(static_cast<unsigned char>(a)) == std::toupper(static_cast<unsigned char>(b));
-  });
-  return it != text.end();
-}
-
 std::string errnoText(const char* what) { return std::string(what) + ": " + std::strerror(errno); }
 
 }  // namespace
 
 class SerialPtyServer::Impl {
  public:
-  explicit Impl(Instrument& i) : instrument(i) {}
+  Impl(Instrument& i, std::shared_ptr<detail::FaultState> f)
+      : instrument(i), faults(std::move(f)) {}
 
   bool start(std::string& error);
   void stop();
 
   Instrument& instrument;
+  std::shared_ptr<detail::FaultState> faults;
   Transcript transcript;
-  std::mutex faultsMutex;
-  std::vector<std::string> silentQueries;
   std::atomic<bool> running{false};
   std::string path;
 
  private:
+  class Channel;
+
   void serve();
   void process(const std::string& line);
-  void sendReply(std::string reply);
+  // Opens the server's own hold on the terminal side; false when it cannot be opened.
+  bool holdTerminal();
+  bool waitUnlessStopped(int ms);  // false when stop() was called meanwhile
   void closeAll();
 
   int master_ = -1;
@@ -90,9 +86,8 @@ bool SerialPtyServer::Impl::start(std::string& error) {
     cfmakeraw(&tio);
     tcsetattr(master_, TCSANOW, &tio);
   }
-  slave_ = ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
   wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (slave_ < 0 || wake_ < 0) {
+  if (!holdTerminal() || wake_ < 0) {
     error = errnoText("cannot open the pseudo-terminal");
     closeAll();
     return false;
@@ -119,6 +114,70 @@ void SerialPtyServer::Impl::stop() {
   closeAll();
 }
 
+bool SerialPtyServer::Impl::holdTerminal() {
+  slave_ = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+  return slave_ >= 0;
+}
+
+bool SerialPtyServer::Impl::waitUnlessStopped(int ms) {
+  pollfd p{wake_, POLLIN, 0};
+  return poll(&p, 1, std::max(ms, 0)) <= 0;
+}
+
+// The master side as the replies see it.
+class SerialPtyServer::Impl::Channel : public detail::ReplyChannel {
+ public:
+  explicit Channel(Impl& server) : s_(server) {}
+
+  bool send(std::string_view data) override {
+    int stalledMs = 0;
+    while (!data.empty()) {
+      ssize_t sent = write(s_.master_, data.data(), data.size());
+      if (sent > 0) {
+        data.remove_prefix(static_cast<std::size_t>(sent));
+        stalledMs = 0;
+        continue;
+      }
+      // EIO: nobody holds the terminal side any more (only while an endless reply runs).
+      if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
+      if (stalledMs >= kSendStallLimitMs) return false;
+      pollfd fds[2] = {{s_.master_, POLLOUT, 0}, {s_.wake_, POLLIN, 0}};
+      poll(fds, 2, 100);
+      if (fds[1].revents) return false;
+      stalledMs += 100;
+    }
+    return true;
+  }
+
+  bool wait(int ms) override {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    for (;;) {
+      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+          deadline - std::chrono::steady_clock::now());
+      if (left.count() <= 0) return true;
+      if (!s_.waitUnlessStopped(static_cast<int>(std::min<long long>(left.count(), kPollSliceMs))))
+        return false;
+    }
+  }
+
+  bool stopping() override { return !s_.waitUnlessStopped(0); }
+
+  // With the server's own hold released, the pair hangs up when the client closes the
+  // terminal, which ends the stream at once (writes fail with EIO).
+  void endlessBegins() override {
+    if (s_.slave_ >= 0) ::close(s_.slave_);
+    s_.slave_ = -1;
+  }
+
+  // Holds the terminal again, and drops the digits the client never read.
+  void endlessEnded() override {
+    if (s_.holdTerminal()) tcflush(s_.slave_, TCIFLUSH);
+  }
+
+ private:
+  Impl& s_;
+};
+
 void SerialPtyServer::Impl::serve() {
   std::string pending;
   bool discarding = false;  // inside an over-long line, dropping bytes up to its LF
@@ -127,7 +186,13 @@ void SerialPtyServer::Impl::serve() {
     pollfd fds[2] = {{master_, POLLIN, 0}, {wake_, POLLIN, 0}};
     int n = poll(fds, 2, kPollSliceMs);
     if (fds[1].revents) return;
-    if (n <= 0 || !(fds[0].revents & POLLIN)) continue;
+    if (n <= 0) continue;
+    if (!(fds[0].revents & POLLIN)) {
+      // Hung up: the server lost its hold on the terminal side. Take it again, without
+      // spinning while that fails.
+      if (slave_ < 0 && !holdTerminal() && !waitUnlessStopped(100)) return;
+      continue;
+    }
     ssize_t got = read(master_, buffer, sizeof buffer);
     if (got <= 0) continue;  // EAGAIN, EINTR; the server's own terminal fd prevents EIO
     pending.append(buffer, static_cast<std::size_t>(got));
@@ -151,40 +216,18 @@ void SerialPtyServer::Impl::serve() {
 
 void SerialPtyServer::Impl::process(const std::string& line) {
   transcript.record(1, line);
-  std::optional<std::string> reply = instrument.handle(line);
-  if (!reply) return;
-  {
-    std::lock_guard lock(faultsMutex);
-    for (const auto& match : silentQueries) {
-      if (containsNoCase(line, match)) return;
-    }
-  }
-  sendReply(std::move(*reply) + "\n");
-}
-
-void SerialPtyServer::Impl::sendReply(std::string reply) {
-  std::string_view rest = reply;
-  int stalledMs = 0;
-  while (!rest.empty()) {
-    ssize_t sent = write(master_, rest.data(), rest.size());
-    if (sent > 0) {
-      rest.remove_prefix(static_cast<std::size_t>(sent));
-      stalledMs = 0;
-      continue;
-    }
-    if (sent < 0 && errno != EAGAIN && errno != EINTR) return;
-    if (stalledMs >= kSendStallLimitMs) return;
-    pollfd fds[2] = {{master_, POLLOUT, 0}, {wake_, POLLIN, 0}};
-    poll(fds, 2, 100);
-    if (fds[1].revents) return;
-    stalledMs += 100;
-  }
+  // A serial line has no connection to close: closeAfterMessages does not count here.
+  Faults f = faults->forMessage(false);
+  Channel channel(*this);
+  detail::answerMessage(instrument, f, line, channel);
 }
 
 // --- public face ---
 
 SerialPtyServer::SerialPtyServer(Instrument& instrument)
-    : impl_(std::make_unique<Impl>(instrument)) {}
+    : impl_(std::make_unique<Impl>(instrument, std::make_shared<detail::FaultState>())) {}
+SerialPtyServer::SerialPtyServer(Emulator& emulator)
+    : impl_(std::make_unique<Impl>(emulator.instrument(), emulator.faultState())) {}
 SerialPtyServer::~SerialPtyServer() { stop(); }
 
 bool SerialPtyServer::start(std::string* message) {
@@ -200,13 +243,9 @@ const std::string& SerialPtyServer::path() const { return impl_->path; }
 std::vector<std::string> SerialPtyServer::takeTranscript() { return impl_->transcript.take(); }
 
 void SerialPtyServer::addSilentQuery(std::string match) {
-  std::lock_guard lock(impl_->faultsMutex);
-  impl_->silentQueries.push_back(std::move(match));
+  impl_->faults->edit([&](Faults& f) { f.silentQueries.push_back(std::move(match)); });
 }
 
-void SerialPtyServer::clearFaults() {
-  std::lock_guard lock(impl_->faultsMutex);
-  impl_->silentQueries.clear();
-}
+void SerialPtyServer::clearFaults() { impl_->faults->clear(); }
 
 }  // namespace qdxsim

@@ -81,6 +81,16 @@ Reply WithError(Reply reply, long error) {
   return reply;
 }
 
+// Closes a link's path with a reset rather than an orderly close: the raw front end then drops
+// at once whatever it still owes the link, a reply it is delaying or streaming included, as a
+// device clear (or a link going away) leaves nothing behind in the instrument.
+void Abandon(int fd) {
+  if (fd < 0) return;
+  linger abort{1, 0};
+  setsockopt(fd, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
+  ::close(fd);
+}
+
 enum class Ready { Yes, Stopped, TimedOut };
 
 Ready WaitFor(int fd, short events, int stopFd, Clock::time_point deadline) {
@@ -101,9 +111,7 @@ struct Device::Link {
   int path = -1;         // loopback connection to the raw front end
   std::string pending;   // reply bytes received and not yet read out
   bool pathClosed = false;  // the front end closed the path (close-after fault)
-  ~Link() {
-    if (path >= 0) ::close(path);
-  }
+  ~Link() { Abandon(path); }
 };
 
 Device::Device(Instrument& instrument, DeviceSettings settings)
@@ -152,7 +160,7 @@ void Device::Release(long lid) {
 }
 
 bool Device::Reconnect(Link& link) {
-  if (link.path >= 0) ::close(link.path);
+  Abandon(link.path);
   link.pending.clear();
   link.pathClosed = false;
   link.path = ConnectTo(settings_.emulatorHost, settings_.emulatorPort);
@@ -292,16 +300,19 @@ Device_ReadResp Device::Read(int connection, const Device_ReadParms& p, std::str
     return r;
   };
   auto deadline = DeadlineIn(p.io_timeout);
+  // A slow or endless reply arrives block by block: each byte is looked at once.
+  std::size_t scanned = 0;
   for (;;) {
     // The reply line ends with its line feed (END); the termination character may come first.
     std::size_t window = std::min(link->pending.size(), want);
-    for (std::size_t i = 0; i < window; ++i) {
+    for (std::size_t i = scanned; i < window; ++i) {
       char c = link->pending[i];
       long reason = (c == '\n' ? VXI11_REASON_END : 0) |
                     (useTerm && c == p.termChar ? VXI11_REASON_CHR : 0);
       if (reason != 0) return deliver(i + 1, reason);
     }
     if (link->pending.size() >= want) return deliver(want, 0);
+    scanned = window;
     if (link->pathClosed) {
       if (link->pending.empty()) {
         close = true;

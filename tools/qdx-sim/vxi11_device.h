@@ -6,8 +6,16 @@
 // line comes back and is read out with END on its line feed). So the VXI-11 front end meets the
 // very same instrument, transcript and fault injection (reply delay, silent and garbage
 // queries, closing, chunked replies) as raw socket clients, and one SCPI implementation serves
-// both. device_clear drops that connection and opens a new one, which discards input and any
-// reply still on its way, as a device clear does.
+// both. device_clear drops that connection (with a reset, so the front end gives up at once)
+// and opens a new one, which discards input and any reply still on its way, as a device clear
+// does: a late reply still being delayed, a trickled one, an endless one.
+//
+// The reply bytes that came back over the path form the link's output queue. device_read ends
+// as a real instrument's does: at END (the line feed), at the termination character, or with
+// requestSize bytes; else with error 15 once io_timeout has passed, leaving what arrived so far
+// queued for the next device_read. So a reply that trickles in looks like a slow device_read,
+// a late one is taken by a later device_read, and an endless one fills every device_read
+// (requestSize bytes, at most 1 MiB, without END) until device_clear.
 #pragma once
 #include <rpc/rpc.h>
 

@@ -5,7 +5,8 @@
 // vxi11_device.h), so the instrument, the transcript (Emulator::takeTranscript) and the fault
 // setters of the Emulator apply to VXI-11 clients exactly as to raw socket clients: a silent
 // query makes device_read end with the I/O timeout error, setCloseAfter drops the VXI-11
-// connection, and so on.
+// connection, a late reply waits in the link's output queue for a later device_read, an
+// endless one fills every device_read until device_clear, and so on.
 //
 // Served procedures: create_link, device_write, device_read, device_readstb, device_clear,
 // device_remote, device_local, device_lock, device_unlock, destroy_link. device_trigger,

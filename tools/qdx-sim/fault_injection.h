@@ -1,0 +1,64 @@
+// The faults of one emulator and how a reply goes out under them, shared by the front ends
+// that speak line-feed terminated messages over a byte stream: the raw socket (and through it
+// every VXI-11 link) and the serial pseudo-terminal. One FaultState serves all of them, so a
+// setter takes effect for the next message wherever it arrives.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "qdx_sim.h"
+
+namespace qdxsim::detail {
+
+// True when `text` contains `part` (not empty), compared without regard to case.
+bool containsNoCase(std::string_view text, std::string_view part);
+
+class FaultState {
+ public:
+  explicit FaultState(Faults initial = {});
+
+  // The faults in force for one message. With `countsTowardClose` the message counts toward
+  // closeAfterMessages, and *closeNow is set for the one that completes the count.
+  Faults forMessage(bool countsTowardClose, bool* closeNow = nullptr);
+  // Changes the faults under the lock.
+  template <class Edit>
+  void edit(Edit&& edit) {
+    std::lock_guard lock(mutex_);
+    edit(faults_);
+  }
+  void setCloseAfter(int messages);
+  void clear();
+
+ private:
+  std::mutex mutex_;
+  Faults faults_;
+  int closeCountdown_ = 0;
+};
+
+// A front end's end of the byte stream to one client.
+class ReplyChannel {
+ public:
+  virtual ~ReplyChannel() = default;
+  // Sends all of `data`; false when the client is gone, has taken nothing for too long, or the
+  // front end stops.
+  virtual bool send(std::string_view data) = 0;
+  // Waits `ms`; false when the front end stops meanwhile or the client is seen to be gone.
+  virtual bool wait(int ms) = 0;
+  // True once the front end is stopping.
+  virtual bool stopping() = 0;
+  // Around an endless reply: a front end that cannot otherwise tell that the client went away
+  // arranges here to notice it, and cleans up after the stream.
+  virtual void endlessBegins() {}
+  virtual void endlessEnded() {}
+};
+
+// Executes `message` on `instrument` and answers it through `channel` as the faults `f` say:
+// silent, endless, garbage, late (plus the reply delay), then whole or in chunks. False when
+// the stream cannot carry another message: the client is gone, the front end stops, or an
+// endless reply was sent (its end is no message boundary).
+bool answerMessage(Instrument& instrument, const Faults& f, std::string_view message,
+                   ReplyChannel& channel);
+
+}  // namespace qdxsim::detail
