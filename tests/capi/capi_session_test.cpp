@@ -49,6 +49,19 @@ TEST(Session, FailedInitRecordsForTheThread) {
        VI_FALSE, VEQDX_ERROR_BAD_OPTION_VALUE,
        "VelmoraQdx: The True value in the option string is unknown.\r\n"
        "Interchange checking is not supported by the driver."},
+      // IoTimeout is a plain count of milliseconds from 1 to 3600000, never taken loosely.
+      {"io timeout zero", nullptr, kSimResource, "Simulate=true, DriverSetup=IoTimeout=0",
+       VI_FALSE, VEQDX_ERROR_BAD_OPTION_VALUE,
+       "VelmoraQdx: The 0 value in the option string is unknown.\r\n"},
+      {"io timeout with unit", nullptr, kSimResource, "Simulate=true, DriverSetup=IoTimeout=5s",
+       VI_FALSE, VEQDX_ERROR_BAD_OPTION_VALUE,
+       "VelmoraQdx: The 5s value in the option string is unknown.\r\n"},
+      {"io timeout negative", nullptr, kSimResource, "DriverSetup=Model=QDX750L, iotimeout=-1",
+       VI_FALSE, VEQDX_ERROR_BAD_OPTION_VALUE,
+       "VelmoraQdx: The -1 value in the option string is unknown.\r\n"},
+      {"io timeout too long", nullptr, kSimResource, "Simulate=1,DriverSetup=IOTIMEOUT=3600001",
+       VI_FALSE, VEQDX_ERROR_BAD_OPTION_VALUE,
+       "VelmoraQdx: The 3600001 value in the option string is unknown.\r\n"},
       {"closed port", nullptr, "TCPIP::127.0.0.1::1::SOCKET", nullptr, VI_FALSE,
        VEQDX_ERROR_IO_GENERAL,
        "VelmoraQdx: I/O error: Failed to open VISA resource..\r\n"
