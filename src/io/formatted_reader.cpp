@@ -265,7 +265,7 @@ class Reader {
   HRESULT TooLongNumber() {
     return s_.Failure("Unexpected response for read format \"" + Visible(f_.source) +
                       "\": a number longer than " + std::to_string(kMaxNumberChars - 1) +
-                      " characters after " + std::to_string(in_.Position()) + " characters.");
+                      " characters after " + std::to_string(in_.Position()) + " characters");
   }
 
   HRESULT SkipSpace(int& c) {

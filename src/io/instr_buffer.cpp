@@ -105,7 +105,7 @@ HRESULT CInstrBuffer::Account(std::size_t got) {
   const std::string limit = tooLong ? "after " + std::to_string(responseBytes_) + " bytes"
                                     : "within " + std::to_string(owner_.GetTimeout()) + " ms";
   return owner_.ReportError("The reply from " + owner_.ResourceDescriptor() + " did not end " +
-                            limit + "; it was cut off and the rest will be dropped.");
+                            limit + "; it was cut off and the rest will be dropped");
 }
 
 // Makes a byte available at the read position unless the response has ended.
