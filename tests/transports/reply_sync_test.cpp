@@ -221,5 +221,20 @@ TEST(ReplySync, FaultsNeverGiveAStaleValueOnAnyLink) {
   }
 }
 
+// A reset keeps its own 2000 ms limit unless IoTimeout is longer.
+TEST(ReplySync, ResetWaitsForTheLongerOfItsOwnLimitAndIoTimeout) {
+  FaultLink link(Kind::Socket);
+  ASSERT_TRUE(link.started()) << link.error();
+  // (IoTimeout, how late "*RST;*OPC?" is answered): both within the reset's limit.
+  for (const auto& [ioTimeoutMs, lateMs] : {std::pair{500, 1200}, std::pair{3000, 2500}}) {
+    SCOPED_TRACE(ioTimeoutMs);
+    Session session(link, ioTimeoutMs);
+    ASSERT_EQ(session.status(), S_OK) << ThreadErrorRecord().description;
+    link.emulator().addLateQuery("*RST", milliseconds(lateMs));
+    EXPECT_EQ(session.driver.Reset(), S_OK) << ThreadErrorRecord().description;
+    link.emulator().clearFaults();
+  }
+}
+
 }  // namespace
 }  // namespace veqdx
