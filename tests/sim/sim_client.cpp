@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <thread>
 
 #include "serial_pty.h"
@@ -215,6 +216,9 @@ class PtyLineClient : public LineClient {
 class Vxi11LineClient : public LineClient {
  public:
   explicit Vxi11LineClient(int corePort) {
+    // libtirpc writes without MSG_NOSIGNAL: a server that closes the link (an endless reply
+    // reaching its cap) must fail the call, not kill the test program.
+    std::signal(SIGPIPE, SIG_IGN);
     sockaddr_in a{};
     a.sin_family = AF_INET;
     a.sin_port = htons(static_cast<std::uint16_t>(corePort));
