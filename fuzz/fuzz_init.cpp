@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "io/scripted_transport.h"
 

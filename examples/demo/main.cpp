@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <string>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 
 namespace {

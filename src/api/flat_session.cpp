@@ -4,7 +4,7 @@
 
 #include "api/flat_common.h"
 #include "api/status_map.h"
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "veqdx.h"
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "attributes/node.h"
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "io/scripted_transport.h"
 

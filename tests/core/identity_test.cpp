@@ -4,7 +4,7 @@
 #include <latch>
 #include <thread>
 
-#include "core/call_context.h"
+#include "base/call_context.h"
 #include "driver_fixture.h"
 #include "veqdx/enums.h"
 #include "io/formatted_io.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/output.h"
 #include "qdx_sim.h"

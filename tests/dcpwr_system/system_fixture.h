@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/global.h"
 #include "dcpwr/output.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/formatted_io.h"
 #include "io/io_session.h"
 #include "io/scripted_transport.h"

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/io_session.h"
 #include "io/scripted_transport.h"
 

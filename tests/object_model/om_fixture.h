@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "api/object_model/root.h"
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/scripted_transport.h"
 #include "veqdx/veqdx.hpp"
 

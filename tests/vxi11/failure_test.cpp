@@ -7,7 +7,7 @@
 #include <chrono>
 #include <string>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "io/formatted_io.h"
 #include "vxi11_bench.h"
