@@ -12,6 +12,7 @@
 #include "dcpwr/output.h"
 #include "dcpwr/output_ivi.h"
 #include "io/scripted_transport.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::dcpwr::testing {
 
@@ -66,7 +67,7 @@ class OutputOnDevice : public ::testing::Test {
   }
 
   std::shared_ptr<io::ScriptedDevice> device = std::make_shared<io::ScriptedDevice>();
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
 
  private:
   void Open(const char* options) {

@@ -14,6 +14,7 @@
 #include "dcpwr/system.h"
 #include "dcpwr/trigger.h"
 #include "io/scripted_transport.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::dcpwr::testing {
 
@@ -60,7 +61,7 @@ class SystemOnDevice : public ::testing::Test {
   }
 
   std::shared_ptr<io::ScriptedDevice> device = std::make_shared<io::ScriptedDevice>();
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   CTrigger trigger{driver};
   CStatus status{driver};
   CGlobal global{driver};
