@@ -15,7 +15,7 @@
 
 #include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
 #include "dcpwr/output_factory.h"
 
 using namespace veqdx;

@@ -12,7 +12,7 @@
 #include "attributes/node.h"
 #include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
 #include "dcpwr/output_factory.h"
 
 namespace veqdx::testing {

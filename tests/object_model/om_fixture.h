@@ -9,7 +9,7 @@
 
 #include "api/object_model/root.h"
 #include "base/error_reporter.h"
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
 #include "veqdx/veqdx.hpp"
 
 namespace veqdx::om_test {
