@@ -15,6 +15,7 @@
 
 #include "core/velmoraqdx.h"
 #include "dcpwr/output.h"
+#include "dcpwr/output_factory.h"
 
 namespace {
 std::atomic<long> g_allocations{0};
@@ -98,7 +99,7 @@ struct SimulatedOutput {
     output->put_TriggeredVoltageLevel(3);
     output->put_TriggeredCurrentLimit(1);
   }
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{veqdx::dcpwr::CreateOutput};
   VelmoraQdxOutput* output = nullptr;
 };
 

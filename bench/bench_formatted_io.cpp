@@ -12,7 +12,7 @@
 #include <cstring>
 #include <memory>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/formatted_io.h"
 #include "io/io_session.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "fuzz_support.h"
 #include "io/formatted_io.h"
 #include "io/io_session.h"

@@ -13,9 +13,10 @@
 #include <string_view>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
+#include "dcpwr/output_factory.h"
 
 using namespace veqdx;
 
@@ -40,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return replies[next++];
   });
 
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   driver.SetTransportFactory(
       [device](std::string_view, const io::TransportOptions&, io::IoResult&) {
         return device->Connect();

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/options.h"
 #include "io/resource.h"
 

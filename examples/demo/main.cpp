@@ -6,8 +6,9 @@
 #include <cstdio>
 #include <string>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
+#include "dcpwr/output_factory.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ int main(int argc, char** argv) {
   const char* resource = argc > 1 ? argv[1] : "TCPIP::localhost::INSTR";
   const std::string options = argc > 2 ? argv[2] : (argc > 1 ? "" : "Simulate=true");
 
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{veqdx::dcpwr::CreateOutput};
   if (!Check(driver.Initialize(resource, veqdx::VARIANT_TRUE, veqdx::VARIANT_FALSE,
                                options.c_str()),
              "Initialize"))

@@ -3,7 +3,7 @@
 #include "api/selector.h"
 #include "api/status_map.h"
 #include "api/string_out.h"
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "dcpwr/output.h"
 
 namespace veqdx::api {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "api/session_table.h"
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "core/velmoraqdx.h"
 #include "veqdx.h"
 

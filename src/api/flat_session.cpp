@@ -4,9 +4,10 @@
 
 #include "api/flat_common.h"
 #include "api/status_map.h"
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "veqdx.h"
+#include "dcpwr/output_factory.h"
 
 using namespace veqdx;
 using namespace veqdx::api;
@@ -24,7 +25,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_InitWithOptions(ViConstString ResourceNam
 
   std::shared_ptr<CVelmoraQdx> driver;
   try {
-    driver = std::make_shared<CVelmoraQdx>();
+    driver = std::make_shared<CVelmoraQdx>(dcpwr::CreateOutput);
   } catch (const std::bad_alloc&) {
     return RecordFailure(nullptr, VEQDX_ERROR_OUT_OF_MEMORY,
                          "VelmoraQdx: Could not allocate necessary memory.");

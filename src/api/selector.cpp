@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "base/text.h"
+
 namespace veqdx::api {
 namespace {
 
@@ -11,25 +13,9 @@ constexpr const char* kInvalidRange = "Invalid range specified in repeated capab
 constexpr const char* kInvalidLevels =
     "Invalid or inconsistent number of levels specified in repeated capability selector.";
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsPrefixChar(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '!';
-}
-bool IsNameChar(char c) { return IsPrefixChar(c) || IsDigit(c); }
-
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && IsBlank(s.front())) s.remove_prefix(1);
-  while (!s.empty() && IsBlank(s.back())) s.remove_suffix(1);
-  return s;
-}
-
-bool IsName(std::string_view s) {
-  if (s.empty()) return false;
-  for (char c : s) {
-    if (!IsNameChar(c)) return false;
-  }
-  return true;
 }
 
 // A range end: a run of letters (underscores, "!") then a decimal number. `number` is left out of range (-1) when the
@@ -64,23 +50,23 @@ SelectorResult Fail(SelectorError error, const char* message) {
 
 SelectorResult ParseSelector(std::string_view selector) {
   SelectorResult result;
-  if (Trim(selector).empty()) return result;
+  if (TrimBlanks(selector).empty()) return result;
   // Outputs have one level; any level separator is a wrong number of levels.
   if (selector.find(':') != std::string_view::npos) {
     return Fail(SelectorError::InvalidLevels, kInvalidLevels);
   }
   // One name, or one range of two names joined by a hyphen; nothing else (no lists).
-  const std::string_view part = Trim(selector);
+  const std::string_view part = TrimBlanks(selector);
   const std::size_t hyphen = part.find('-');
   if (hyphen == std::string_view::npos) {
-    if (!IsName(part)) return Fail(SelectorError::BadlyFormed, kBadlyFormed);
+    if (!IsWellFormedOutputName(part)) return Fail(SelectorError::BadlyFormed, kBadlyFormed);
     result.names.emplace_back(part);
     return result;
   }
-  const std::string_view first = Trim(part.substr(0, hyphen));
-  const std::string_view last = Trim(part.substr(hyphen + 1));
+  const std::string_view first = TrimBlanks(part.substr(0, hyphen));
+  const std::string_view last = TrimBlanks(part.substr(hyphen + 1));
   RangeEnd from, to;
-  if (!IsName(first) || !IsName(last) || !SplitRangeEnd(first, &from) ||
+  if (!IsWellFormedOutputName(first) || !IsWellFormedOutputName(last) || !SplitRangeEnd(first, &from) ||
       !SplitRangeEnd(last, &to)) {
     return Fail(SelectorError::BadlyFormed, kBadlyFormed);
   }

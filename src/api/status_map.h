@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "veqdx.h"
 
 namespace veqdx::api {

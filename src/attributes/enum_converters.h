@@ -18,7 +18,7 @@
 
 #include "veqdx/enums.h"
 #include "attributes/key_hash.h"
-#include "core/hresult.h"
+#include "base/hresult.h"
 
 namespace veqdx::attr {
 

@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "core/velmoraqdx.h"
-#include "dcpwr/output_factory.h"
 #include "io/formatted_io.h"
 
 namespace veqdx {
@@ -51,7 +50,7 @@ HRESULT CVelmoraQdx::SetUpSession() {
   // I/O lock must stay the innermost one.
   for (std::size_t i = 0; i < found.names.size(); ++i) {
     std::unique_ptr<attr::CRepCap> output =
-        dcpwr::CreateOutput(*this, found.names[i], found.channels[i]);
+        makeOutput_(*this, found.names[i], found.channels[i]);
     if (!output) return Reporter().ReportOutOfMemory();
     if (AddChild(found.names[i], std::move(output)) == nullptr)
       return Reporter().ReportUnexpectedResponse("Output " + found.names[i] + " exists twice.");

@@ -19,9 +19,9 @@
 #include <string_view>
 
 #include "attributes/node.h"
-#include "core/call_context.h"
-#include "core/error_reporter.h"
-#include "core/hresult.h"
+#include "base/call_context.h"
+#include "base/error_reporter.h"
+#include "base/hresult.h"
 #include "core/identification.h"
 #include "core/options.h"
 #include "io/io_session.h"

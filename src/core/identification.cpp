@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "core/options.h"
+#include "base/text.h"
 
 namespace veqdx {
 

@@ -12,13 +12,7 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
 }
 
-char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
 char Upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() &&
-         std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return Lower(x) == Lower(y); });
-}
 
 // Characters that may stand in an item's name or value: all but the separators.
 bool IsItemChar(char c) { return c != ',' && c != '='; }
@@ -44,19 +38,6 @@ std::size_t FindDriverSetupWithBlanks(std::string_view upper, std::size_t& value
 }
 
 }  // namespace
-
-std::string_view TrimView(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-std::string Trim(std::string_view text) { return std::string(TrimView(text)); }
-
-bool CaseInsensitiveLess::operator()(std::string_view a, std::string_view b) const {
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
-                                      [](char x, char y) { return Lower(x) < Lower(y); });
-}
 
 bool ParseBooleanOption(std::string_view value, bool& result) {
   const std::string_view v = TrimView(value);

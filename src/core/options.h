@@ -13,20 +13,13 @@
 #include <utility>
 #include <vector>
 
-#include "core/error_reporter.h"
-#include "core/hresult.h"
+#include "base/error_reporter.h"
+#include "base/hresult.h"
+#include "base/text.h"
 
 namespace veqdx {
 
-// White space at both ends removed (blank, tab, CR, LF, VT, FF).
-std::string_view TrimView(std::string_view text);
-std::string Trim(std::string_view text);
-
-// Orders option names without regard to case, so lookups by any spelling find the entry.
-struct CaseInsensitiveLess {
-  using is_transparent = void;
-  bool operator()(std::string_view a, std::string_view b) const;
-};
+// Option names are looked up without regard to case, so any spelling finds the entry.
 using OptionMap = std::map<std::string, std::string, CaseInsensitiveLess>;
 
 // Reads a boolean option value. The checks run in the order "true", "VI_TRUE", "1", "false",

@@ -1,5 +1,7 @@
 #include "core/velmoraqdx.h"
 
+#include <utility>
+
 #include "attributes/enum_converters.h"
 #include "io/formatted_io.h"
 
@@ -30,7 +32,10 @@ DriverConstants CVelmoraQdx::MakeConstants() {
   return c;
 }
 
-CVelmoraQdx::CVelmoraQdx() : CDriver(MakeConstants()) { Io().Formatted().SetEnumFormatter(this); }
+CVelmoraQdx::CVelmoraQdx(OutputFactory makeOutput)
+    : CDriver(MakeConstants()), makeOutput_(std::move(makeOutput)) {
+  Io().Formatted().SetEnumFormatter(this);
+}
 
 CVelmoraQdx::~CVelmoraQdx() {
   // The outputs point at this object; cut them off before its members go.

@@ -2,7 +2,7 @@
 // constants, its model check, identification and output discovery, channel selection, and
 // the keyword converters the formatted I/O engine uses for enumeration items.
 //
-//   CVelmoraQdx driver;
+//   CVelmoraQdx driver(dcpwr::CreateOutput);
 //   driver.Initialize("TCPIP::10.0.0.5::5025::SOCKET", VARIANT_TRUE, VARIANT_FALSE, "");
 //   driver.OutputNames();        // {"Output0"} on a single unit
 //   driver.Rating(0)->maxVoltage;
@@ -10,6 +10,8 @@
 #pragma once
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,12 +23,21 @@
 
 namespace veqdx {
 
+class CVelmoraQdx;
+
+// Makes the node of one output that discovery found: `physicalName` is "Output0" or
+// "Output<channel>", `channel` the number ":INST:NSEL %d" selects for it. Null only when memory
+// is exhausted. The output classes sit a layer above the driver (dcpwr::CreateOutput), so
+// whoever builds a driver hands it the factory.
+using OutputFactory = std::function<std::unique_ptr<attr::CRepCap>(
+    CVelmoraQdx& driver, std::string physicalName, std::int32_t channel)>;
+
 class CVelmoraQdx : public CDriver, public io::IEnumFormatter {
  public:
   // Interface names of the call contexts of this class's operations.
   static constexpr const char* kInterface = "IVelmoraQdx";
 
-  CVelmoraQdx();
+  explicit CVelmoraQdx(OutputFactory makeOutput);
   ~CVelmoraQdx() override;
 
   // The constants of the driver class.
@@ -72,6 +83,7 @@ class CVelmoraQdx : public CDriver, public io::IEnumFormatter {
   HRESULT DiscoverOutputs(Discovery& found);
   HRESULT DiscoverChannels(Discovery& found);
 
+  const OutputFactory makeOutput_;
   // Guarded by the I/O lock.
   std::vector<std::string> outputNames_;
   std::vector<std::int32_t> outputChannels_;

@@ -18,7 +18,7 @@
 // Hot paths (a cached read, an unchanged write) build no strings of their own: the
 // descriptors are constants, the cache keys carry their hash, a node may memoise its entries
 // (AccessTarget::slots), and method names are turned into text only when an error is
-// reported. What remains is the node lock and the call-context push (core/call_context.cpp).
+// reported. What remains is the node lock and the call-context push (base/call_context.cpp).
 //
 //   constexpr PropertyDesc kVoltageLevel{
 //       .interfaceName = "IVelmoraQdxOutput", .getName = "get_VoltageLevel",
@@ -41,9 +41,9 @@
 #include "attributes/cache_keys.h"
 #include "veqdx/enums.h"
 #include "attributes/node.h"
-#include "core/call_context.h"
-#include "core/error_reporter.h"
-#include "core/hresult.h"
+#include "base/call_context.h"
+#include "base/error_reporter.h"
+#include "base/hresult.h"
 #include "core/velmoraqdx.h"
 #include "io/formatted_io.h"
 

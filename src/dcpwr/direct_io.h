@@ -18,7 +18,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx {

@@ -8,7 +8,7 @@
 // to the I/O session in every mode, and a simulated session has no device, so there they fail
 // with the I/O error 0x80044214 ("VelmoraQdx: I/O error: ."), sending nothing.
 #pragma once
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx {

@@ -14,7 +14,7 @@
 #include <string>
 
 #include "attributes/node.h"
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "dcpwr/accessor.h"
 #include "veqdx/interfaces.h"
 

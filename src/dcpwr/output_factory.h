@@ -1,5 +1,6 @@
-// Makes the node of one output. The driver calls it once per output name that discovery
-// found and adds the node to its child map under the physical name.
+// Makes the node of one output. Whoever builds a CVelmoraQdx hands it this function as its
+// OutputFactory; the driver calls it once per output name that discovery found and adds the
+// node to its child map under the physical name.
 #pragma once
 #include <cstdint>
 #include <memory>

@@ -3,7 +3,7 @@
 #include <mutex>
 
 #include "attributes/cache_keys.h"
-#include "core/call_context.h"
+#include "base/call_context.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/accessor.h"
 

@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <string>
 
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "dcpwr/direct_io.h"
 #include "veqdx/interfaces.h"
 

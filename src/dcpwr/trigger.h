@@ -12,7 +12,7 @@
 // "IVelmoraQdxOutput.CurrentLimit" of every output are made invalid. Abort changes no level
 // and invalidates nothing; neither does a failed send.
 #pragma once
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx {

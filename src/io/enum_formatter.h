@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/hresult.h"
+#include "base/hresult.h"
 
 namespace veqdx::io {
 

@@ -1,6 +1,6 @@
 #include "io/format_engine.h"
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/io_session.h"
 
 namespace veqdx::io {

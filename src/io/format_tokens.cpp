@@ -9,6 +9,8 @@
 #include <shared_mutex>
 #include <unordered_map>
 
+#include "base/text.h"
+
 namespace veqdx::io {
 namespace {
 
@@ -129,7 +131,7 @@ class ItemDecoder {
     i_ = 1;
     if (At(i_) == '{') {
       const std::size_t close = t_.find('}', i_);
-      it.enumName = Trim(t_.substr(i_ + 1, close - i_ - 1));
+      it.enumName = TrimBlanks(t_.substr(i_ + 1, close - i_ - 1));
       i_ = close + 1;
     }
     if (read_) {
@@ -234,11 +236,6 @@ class ItemDecoder {
         ++i_;
       }
     }
-  }
-  static std::string Trim(std::string_view s) {
-    while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-    while (!s.empty() && (s.back() == ' ' || s.back() == '\t')) s.remove_suffix(1);
-    return std::string(s);
   }
   static void DecodeSeparators(std::string_view letters, FormatItem& it) {
     if (letters.empty()) it.badSeparator = ')';

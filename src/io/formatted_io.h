@@ -19,7 +19,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "io/enum_formatter.h"
 #include "io/format_args.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <new>
 
-#include "core/call_context.h"
+#include "base/call_context.h"
 #include "io/formatted_io.h"
 #include "io/resource.h"
 

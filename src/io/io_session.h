@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/error_reporter.h"
-#include "core/hresult.h"
+#include "base/error_reporter.h"
+#include "base/hresult.h"
 #include "io/deadline.h"
 #include "io/reply_ledger.h"
 #include "io/transport.h"

@@ -5,30 +5,12 @@
 #include <cctype>
 #include <vector>
 
+#include "base/text.h"
+
 namespace veqdx::io {
 namespace {
 
 constexpr std::string_view kSep = "::";
-
-bool IEquals(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
-  }
-  return true;
-}
-
-bool IStartsWith(std::string_view s, std::string_view prefix) {
-  return s.size() >= prefix.size() && IEquals(s.substr(0, prefix.size()), prefix);
-}
-
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front()))) s.remove_prefix(1);
-  while (!s.empty() && std::isspace(static_cast<unsigned char>(s.back()))) s.remove_suffix(1);
-  return s;
-}
 
 // Decimal digits only, no sign, no blanks, value <= max.
 bool ParseDecimal(std::string_view s, long max, long& value) {
@@ -44,7 +26,7 @@ bool ParseDecimal(std::string_view s, long max, long& value) {
 // "0x1AB1" (hexadecimal) or "6833" (decimal), as USB ids are written either way.
 bool ParseUsbId(std::string_view s, std::uint16_t& id) {
   long value = 0;
-  if (IStartsWith(s, "0x")) {
+  if (StartsWithNoCase(s, "0x")) {
     s.remove_prefix(2);
     if (s.empty() || s.size() > 4) return false;
     for (char c : s) {
@@ -111,10 +93,10 @@ class Parser {
     out_ = Resource{};
     out_.text = std::string(text_);
     if (text_.empty()) return Fail("it is empty");
-    if (IStartsWith(text_, "TCPIP")) return Tcpip(text_.substr(5));
-    if (IStartsWith(text_, "ASRL")) return Serial(text_.substr(4));
-    if (IStartsWith(text_, "USB")) return Usb(text_.substr(3));
-    if (IStartsWith(text_, "GPIB")) return Gpib(text_.substr(4));
+    if (StartsWithNoCase(text_, "TCPIP")) return Tcpip(text_.substr(5));
+    if (StartsWithNoCase(text_, "ASRL")) return Serial(text_.substr(4));
+    if (StartsWithNoCase(text_, "USB")) return Usb(text_.substr(3));
+    if (StartsWithNoCase(text_, "GPIB")) return Gpib(text_.substr(4));
     return Fail("unknown interface; expected TCPIP, ASRL, USB or GPIB");
   }
 
@@ -141,7 +123,7 @@ class Parser {
   static bool StripClass(std::string_view& body, std::string_view keyword) {
     if (body.size() < keyword.size() + kSep.size()) return false;
     auto tail = body.substr(body.size() - keyword.size() - kSep.size());
-    if (!IStartsWith(tail, kSep) || !IEquals(tail.substr(kSep.size()), keyword)) return false;
+    if (!StartsWithNoCase(tail, kSep) || !EqualsNoCase(tail.substr(kSep.size()), keyword)) return false;
     body.remove_suffix(tail.size());
     return true;
   }
@@ -189,7 +171,7 @@ class Parser {
         host = rest.substr(0, close + 1);
         auto after = rest.substr(close + 1);
         if (!after.empty()) {
-          if (!IStartsWith(after, kSep)) return Fail(std::string("expected ") + std::string(kForms));
+          if (!StartsWithNoCase(after, kSep)) return Fail(std::string("expected ") + std::string(kForms));
           device = after.substr(kSep.size());
           if (device.empty()) return Fail("the device name is empty");
         }
@@ -296,7 +278,7 @@ std::string Resource::ResourceClass() const {
 std::string Resource::ProtocolName() const {
   switch (kind) {
     case ResourceKind::TcpipSocket: return "raw socket";
-    case ResourceKind::TcpipInstr: return IStartsWith(device, "hislip") ? "HiSLIP" : "VXI-11";
+    case ResourceKind::TcpipInstr: return StartsWithNoCase(device, "hislip") ? "HiSLIP" : "VXI-11";
     case ResourceKind::Serial: return "serial";
     case ResourceKind::UsbTmc: return "USB TMC";
     case ResourceKind::Gpib: return "GPIB";
@@ -305,7 +287,7 @@ std::string Resource::ProtocolName() const {
 }
 
 bool ParseResource(std::string_view text, Resource& out, std::string& error) {
-  return Parser(Trim(text), out, error).Run();
+  return Parser(TrimView(text), out, error).Run();
 }
 
 }  // namespace veqdx::io

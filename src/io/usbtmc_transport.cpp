@@ -15,19 +15,14 @@
 #include <fstream>
 #include <utility>
 
+#include "base/text.h"
+
 namespace veqdx::io {
 namespace fs = std::filesystem;
 namespace {
 
 constexpr std::uint32_t kKernelMinTimeoutMs = 100;  // the usbtmc driver refuses less
 constexpr const char* kNoUsbtmcIoctls = "it does not answer the usbtmc ioctls";
-
-bool IEquals(const std::string& a, const std::string& b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) ==
-                  std::tolower(static_cast<unsigned char>(y));
-         });
-}
 
 // The first line of a small sysfs attribute file, blanks trimmed; nullopt when unreadable.
 std::optional<std::string> ReadAttributeFile(const fs::path& file) {
@@ -125,7 +120,7 @@ bool FindUsbTmcNode(const UsbTmcAddress& address, const std::string& sysfsRoot,
   const UsbTmcEntry* best = nullptr;
   for (const UsbTmcEntry& e : entries) {
     if (e.vendorId != address.vendorId || e.productId != address.productId ||
-        !IEquals(e.serialNumber, address.serialNumber))
+        !EqualsNoCase(e.serialNumber, address.serialNumber))
       continue;
     if (address.interfaceNumber >= 0 && e.interfaceNumber != address.interfaceNumber) continue;
     if (best == nullptr || e.interfaceNumber < best->interfaceNumber) best = &e;

@@ -4,12 +4,13 @@
 #include <cctype>
 #include <limits>
 
+#include "base/text.h"
 #include "io/visa_api.h"
 
 namespace veqdx::io {
 namespace {
 
-bool IEquals(std::string_view a, std::string_view b) {
+bool EqualsNoCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
            return std::tolower(static_cast<unsigned char>(x)) ==
                   std::tolower(static_cast<unsigned char>(y));
@@ -78,7 +79,7 @@ std::string EffectiveResourceName(std::optional<std::string> rsrcName) {
 
 bool NeedsLineFeedTermination(InterfaceType type, std::string_view resourceClass) {
   return type == InterfaceType::Serial ||
-         (type == InterfaceType::Tcpip && IEquals(resourceClass, "SOCKET"));
+         (type == InterfaceType::Tcpip && EqualsNoCase(resourceClass, "SOCKET"));
 }
 
 std::string CheckAccessMode(std::uint32_t mode) {
@@ -154,9 +155,9 @@ bool ConvertAttribute(std::uint32_t attr, const VisaAttributeValue& v, bool& out
                       std::string& error) {
   std::uint64_t n = v.number;
   if (v.isString) {
-    if (IEquals(v.text, "true")) {
+    if (EqualsNoCase(v.text, "true")) {
       n = 1;
-    } else if (IEquals(v.text, "false")) {
+    } else if (EqualsNoCase(v.text, "false")) {
       n = 0;
     } else if (!ParseUnsigned(v.text, n)) {
       n = 2;  // not a truth value

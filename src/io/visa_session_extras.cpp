@@ -1,6 +1,6 @@
 #include "io/visa_session_extras.h"
 
-#include "core/call_context.h"
+#include "base/call_context.h"
 #include "io/visa_mapping.h"
 
 namespace veqdx::io {

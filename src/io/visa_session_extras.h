@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/transport.h"
 
 namespace veqdx::io {

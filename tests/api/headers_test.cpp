@@ -5,8 +5,8 @@
 #include <type_traits>
 
 // Included together on purpose: the public headers must not clash with the core's.
-#include "core/error_reporter.h"
-#include "core/hresult.h"
+#include "base/error_reporter.h"
+#include "base/hresult.h"
 #include "veqdx.h"
 #include "veqdx/enums.h"
 #include "veqdx/interfaces.h"

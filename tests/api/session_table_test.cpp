@@ -13,7 +13,7 @@
 
 #include "api/flat_common.h"
 #include "api/session_table.h"
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "veqdx.h"
 
 namespace veqdx::api {

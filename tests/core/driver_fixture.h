@@ -10,9 +10,10 @@
 #include <vector>
 
 #include "attributes/node.h"
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::testing {
 
@@ -81,7 +82,7 @@ class DriverOnDevice : public ::testing::Test {
   }
 
   std::shared_ptr<io::ScriptedDevice> device = std::make_shared<io::ScriptedDevice>();
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
 };
 
 }  // namespace veqdx::testing

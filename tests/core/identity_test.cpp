@@ -4,10 +4,11 @@
 #include <latch>
 #include <thread>
 
-#include "core/call_context.h"
+#include "base/call_context.h"
 #include "driver_fixture.h"
 #include "veqdx/enums.h"
 #include "io/formatted_io.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::testing {
 namespace {
@@ -20,7 +21,7 @@ std::string IdentityOf(CVelmoraQdx& d) {
 }
 
 TEST(Identity, DriverConstants) {
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   const std::pair<HRESULT (CDriver::*)(std::string*), std::string> texts[] = {
       {&CDriver::get_Description,
        sizeof(void*) == 8 ? "IVI Driver for Velmora QDX DC Power Supply [Compiled for 64-bit.]"
@@ -44,7 +45,7 @@ TEST_F(DriverOnDevice, InstrumentIdentityBeforeInitializeFromTheReplyAndSimulate
   ASSERT_EQ(Open(), S_OK);
   EXPECT_EQ(IdentityOf(driver), "Velmora|QDX750MH|2.1.0");
 
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   ASSERT_EQ(OpenSimulated(d), S_OK);
   EXPECT_EQ(IdentityOf(d), "Velmora|QDX750ML|Sim1.0.4.0");
   EXPECT_EQ(d.get_InstrumentFirmwareRevision(nullptr), MakeHr(0x80047058u));
@@ -93,7 +94,7 @@ TEST(CallContext, EachThreadSeesItsOwn) {
 // ---- enum formatter ----
 
 TEST(EnumFormatter, ConvertsByContextAndReportsFailures) {
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   ASSERT_EQ(OpenSimulated(d), S_OK);
   std::string keyword;
   {

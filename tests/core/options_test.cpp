@@ -5,7 +5,7 @@
 #include <functional>
 #include <tuple>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/options.h"
 
 namespace veqdx {

@@ -2,12 +2,13 @@
 #include <gtest/gtest.h>
 
 #include "driver_fixture.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::testing {
 namespace {
 
 TEST(Session, SimulatedInitializeAndClose) {
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   EXPECT_EQ(d.Close(), MakeHr(0x8004701Du));  // never initialized
   EXPECT_EQ(Get(d, &CDriver::get_Initialized), VARIANT_FALSE);
   ASSERT_EQ(d.Initialize("GPIB0::5::INSTR", VARIANT_FALSE, VARIANT_FALSE, "Simulate=true"), S_OK);
@@ -31,7 +32,7 @@ TEST(Session, SimulatedInitializeAndClose) {
 }
 
 TEST(Session, SecondInitializeLeavesFirstSessionIntact) {
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   ASSERT_EQ(OpenSimulated(d, "Simulate=1, RangeCheck=0, DriverSetup=Model=QDX750L"), S_OK);
   EXPECT_EQ(d.Initialize("B", VARIANT_FALSE, VARIANT_FALSE,
                          "Simulate=1, RangeCheck=1, DriverSetup=Model=QDX1500H"),
@@ -45,7 +46,7 @@ TEST(Session, SecondInitializeLeavesFirstSessionIntact) {
 }
 
 TEST(Session, FailedInitializeLeavesObjectReusableAndEachStartsFromDefaults) {
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   EXPECT_EQ(OpenSimulated(d, "Simulate=yes"), MakeHr(0x8004704Cu));
   EXPECT_EQ(Get(d, &CDriver::get_Initialized), VARIANT_FALSE);
   EXPECT_EQ(d.Initialize(nullptr, VARIANT_FALSE, VARIANT_FALSE, "Simulate=1"),
@@ -65,7 +66,7 @@ TEST(Session, FailedInitializeLeavesObjectReusableAndEachStartsFromDefaults) {
 
 // A simulated session stays simulated; a real one can switch either way.
 TEST_F(DriverOnDevice, SimulationSwitch) {
-  CVelmoraQdx simulated;
+  CVelmoraQdx simulated{dcpwr::CreateOutput};
   ASSERT_EQ(OpenSimulated(simulated, "Simulate=true"), S_OK);
   EXPECT_EQ(simulated.put_Simulate(VARIANT_FALSE), MakeHr(0x80047062u));
   EXPECT_EQ(LastError(), "VelmoraQdx: The simulation state cannot be changed.\r\n");
@@ -81,7 +82,7 @@ TEST_F(DriverOnDevice, SimulationSwitch) {
 }
 
 TEST(Session, UnsupportedFeaturesAndNullPointersAreRefused) {
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   EXPECT_EQ(d.put_InterchangeCheck(VARIANT_TRUE), MakeHr(0x80047013u));
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Does not support this class-compliant feature: (enumeration) value "
@@ -117,7 +118,7 @@ TEST(Session, UnsupportedFeaturesAndNullPointersAreRefused) {
 }
 
 TEST(Session, InvalidateAllAttributesReachesEveryNode) {
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   EXPECT_EQ(d.InvalidateAllAttributes(), MakeHr(0x8004701Du));
   ASSERT_EQ(OpenSimulated(d), S_OK);
   attr::CNode* output = d.FindChild("Output0");
@@ -172,7 +173,7 @@ TEST(Session, ConfigStoreSessionSuppliesTheAddress) {
       return true;
     }
   };
-  CVelmoraQdx d;
+  CVelmoraQdx d{dcpwr::CreateOutput};
   d.SetConfigStore(std::make_shared<Store>());
   ASSERT_EQ(d.Initialize("Bench3", VARIANT_FALSE, VARIANT_FALSE, "RangeCheck=1"), S_OK);
   EXPECT_EQ(Get(d, &CDriver::get_LogicalName), "Bench3");

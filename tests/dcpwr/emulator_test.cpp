@@ -4,10 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/output.h"
 #include "qdx_sim.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::dcpwr::testing {
 namespace {
@@ -37,7 +38,7 @@ class OutputOnEmulator : public ::testing::Test {
     if (emulator_) emulator_->stop();
   }
 
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   std::unique_ptr<qdxsim::Emulator> emulator_;
 };
 

@@ -7,11 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/output.h"
 #include "dcpwr/output_ivi.h"
-#include "io/scripted_transport.h"
+#include "support/driver_on_device.h"
+#include "support/scripted_transport.h"
 
 namespace veqdx::dcpwr::testing {
 
@@ -27,18 +28,13 @@ constexpr HRESULT kInstrumentError = MakeHr(0x80047001u);
 constexpr HRESULT kIoError = MakeHr(0x80044214u);
 constexpr HRESULT kIoTimeout = MakeHr(0x80044215u);
 
-class OutputOnDevice : public ::testing::Test {
+class OutputOnDevice : public veqdx::testing::CDriverOnDevice {
  protected:
-  OutputOnDevice() {
-    driver.SetTransportFactory([dev = device](std::string_view, const io::TransportOptions&,
-                                              io::IoResult&) { return dev->Connect(); });
-  }
-
   // A single unit of `model`; the identification traffic is cleared.
   void OpenSingle(const std::string& model = "QDX750L", const char* options = "") {
     device->OnQuery("*IDN?", "Velmora," + model + ",SN1,1.0\n");
     device->OnQuery("*OPT?", "0\n");
-    Open(options);
+    OpenOnDevice(options);
   }
   // A multi-channel unit with channels 1 (QDX750ML) and 2 (QDX750H).
   void OpenTwoChannels(const char* options = "") {
@@ -47,16 +43,14 @@ class OutputOnDevice : public ::testing::Test {
     device->OnQuery(":INST:CAT?", "1;2\n");
     device->OnQuery(":INST:NSEL 1;INFO?", "80,28,750,QDX750ML\n");
     device->OnQuery(":INST:NSEL 2;INFO?", "650,3.5,750,QDX750H\n");
-    Open(options);
+    OpenOnDevice(options);
   }
   void OpenSimulated(const char* options = "Simulate=true") {
     ASSERT_EQ(driver.Initialize("TCPIP::sim::INSTR", VARIANT_FALSE, VARIANT_FALSE, options), S_OK);
   }
 
   VelmoraQdxOutput& Out(const char* name = "Output0") {
-    auto* output = dynamic_cast<VelmoraQdxOutput*>(driver.FindChild(name));
-    if (output == nullptr) throw std::runtime_error(std::string("no output ") + name);
-    return *output;
+    return OutputNamed(name);
   }
   // What was written since the last call.
   Lines Traffic() {
@@ -65,16 +59,6 @@ class OutputOnDevice : public ::testing::Test {
     return written;
   }
 
-  std::shared_ptr<io::ScriptedDevice> device = std::make_shared<io::ScriptedDevice>();
-  CVelmoraQdx driver;
-
- private:
-  void Open(const char* options) {
-    ASSERT_EQ(driver.Initialize("TCPIP::10.1.2.3::INSTR", VARIANT_TRUE, VARIANT_FALSE, options),
-              S_OK)
-        << LastError();
-    device->ClearWritten();
-  }
 };
 
 }  // namespace veqdx::dcpwr::testing

@@ -6,6 +6,7 @@
 
 #include "qdx_sim.h"
 #include "system_fixture.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::dcpwr::testing {
 namespace {
@@ -52,7 +53,7 @@ class EndToEndTest : public ::testing::Test {
 
   std::unique_ptr<qdxsim::Emulator> emulator;
   std::string resource;
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   CTrigger trigger{driver};
   CStatus status{driver};
   CGlobal global{driver};

@@ -6,14 +6,15 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/global.h"
 #include "dcpwr/output.h"
 #include "dcpwr/status.h"
 #include "dcpwr/system.h"
 #include "dcpwr/trigger.h"
-#include "io/scripted_transport.h"
+#include "support/driver_on_device.h"
+#include "support/scripted_transport.h"
 
 namespace veqdx::dcpwr::testing {
 
@@ -21,20 +22,13 @@ using Lines = std::vector<std::string>;
 
 inline std::string LastError() { return ThreadErrorRecord().description; }
 
-class SystemOnDevice : public ::testing::Test {
+class SystemOnDevice : public veqdx::testing::CDriverOnDevice {
  protected:
-  SystemOnDevice() {
-    driver.SetTransportFactory(
-        [dev = device](std::string_view, const io::TransportOptions&, io::IoResult&) {
-          return dev->Connect();
-        });
-  }
-
   // A single QDX750H ("Output0").
   void OpenSingle(const char* options = "") {
     device->OnQuery("*IDN?", "Velmora,QDX750H,SN0042,2.1.0\n");
     device->OnQuery("*OPT?", "0\n");
-    Open(options);
+    OpenOnDevice(options);
   }
   // A multi-channel unit with "Output1" (80 V / 28 A) and "Output2" (650 V / 3.5 A).
   void OpenTwoChannels(const char* options = "") {
@@ -43,7 +37,7 @@ class SystemOnDevice : public ::testing::Test {
     device->OnQuery(":INST:CAT?", "1;2\n");
     device->OnQuery(":INST:NSEL 1;INFO?", "80,28,750,QDX750ML\n");
     device->OnQuery(":INST:NSEL 2;INFO?", "650,3.5,750,QDX750H\n");
-    Open(options);
+    OpenOnDevice(options);
   }
   // A simulated session: no device at all.
   void OpenSimulated() {
@@ -54,25 +48,13 @@ class SystemOnDevice : public ::testing::Test {
   }
 
   VelmoraQdxOutput& Output(const char* name) {
-    auto* output = dynamic_cast<VelmoraQdxOutput*>(driver.FindChild(name));
-    if (output == nullptr) throw std::logic_error(std::string("no output ") + name);
-    return *output;
+    return OutputNamed(name);
   }
 
-  std::shared_ptr<io::ScriptedDevice> device = std::make_shared<io::ScriptedDevice>();
-  CVelmoraQdx driver;
   CTrigger trigger{driver};
   CStatus status{driver};
   CGlobal global{driver};
   CSystem system{driver};
-
- private:
-  void Open(const char* options) {
-    ASSERT_EQ(driver.Initialize("TCPIP::10.1.2.3::INSTR", VARIANT_TRUE, VARIANT_FALSE, options),
-              S_OK)
-        << LastError();
-    device->ClearWritten();
-  }
 };
 
 }  // namespace veqdx::dcpwr::testing

@@ -3,7 +3,7 @@
 #include <functional>
 #include <thread>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/formatted_io.h"
 #include "io/io_session.h"
 

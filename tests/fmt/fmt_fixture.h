@@ -7,10 +7,10 @@
 #include <string>
 #include <string_view>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/formatted_io.h"
 #include "io/io_session.h"
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
 
 namespace veqdx::io::fmt_test {
 

@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/io_session.h"
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
 
 namespace veqdx::io::test {
 

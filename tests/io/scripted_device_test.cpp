@@ -1,6 +1,6 @@
 // The scripted device is the instrument of every layer's unit tests: its read and write
 // semantics must be those of a real link.
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
 
 #include <gtest/gtest.h>
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "api/object_model/root.h"
-#include "core/error_reporter.h"
-#include "io/scripted_transport.h"
+#include "base/error_reporter.h"
+#include "support/scripted_transport.h"
 #include "veqdx/veqdx.hpp"
 
 namespace veqdx::om_test {

@@ -11,13 +11,14 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/output.h"
 #include "io/io_session.h"
 #include "qdx_sim.h"
 #include "serial_pty.h"
 #include "transport_test_util.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx {
 namespace {
@@ -103,7 +104,7 @@ struct Outcome {
 // output, measure, read back, query the error queue, close.
 Outcome RunSession(Link& link) {
   Outcome o;
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   HRESULT hr = driver.Initialize(link.resource().c_str(), VARIANT_TRUE, VARIANT_TRUE,
                                  link.options().c_str());
   EXPECT_EQ(hr, S_OK) << ThreadErrorRecord().description;
@@ -154,7 +155,7 @@ TEST(DriverOverLinks, SilentInstrumentTimesOutInBoundedTimeAndTheSessionGoesOn) 
     SCOPED_TRACE(Link::Name(kind));
     Link link(kind);
     ASSERT_TRUE(link.started()) << link.error();
-    CVelmoraQdx driver;
+    CVelmoraQdx driver{dcpwr::CreateOutput};
     ASSERT_EQ(driver.Initialize(link.resource().c_str(), VARIANT_TRUE, VARIANT_FALSE,
                                 link.options().c_str()),
               S_OK)

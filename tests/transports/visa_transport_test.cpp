@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/io_session.h"
 #include "transport_test_util.h"
 

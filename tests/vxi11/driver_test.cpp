@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/output.h"
 #include "vxi11_bench.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx {
 namespace {
@@ -23,7 +24,7 @@ struct Outcome {
 Outcome RunSession(qdxsim::Emulator& emulator, const std::string& resource,
                    const std::string& options) {
   Outcome o;
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   HRESULT hr = driver.Initialize(resource.c_str(), VARIANT_TRUE, VARIANT_TRUE, options.c_str());
   EXPECT_EQ(hr, S_OK) << ThreadErrorRecord().description;
   if (hr != S_OK) return o;

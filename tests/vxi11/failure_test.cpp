@@ -7,10 +7,11 @@
 #include <chrono>
 #include <string>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "io/formatted_io.h"
 #include "vxi11_bench.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::io::test {
 namespace {
@@ -175,7 +176,7 @@ TEST(Vxi11Failure, NoFreeLinkIsAClearErrorUntilOneIsClosed) {
       "link, close the sessions that other programs hold.";
   EXPECT_EQ(bench.OpenSession(session), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(ThreadErrorRecord().description, openFailure);
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   const std::string setup =
       "DriverSetup=IoBackend=builtin, PortmapperPort=" + std::to_string(bench.server->portmapPort());
   ClearThreadErrorRecord();

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "io/formatted_io.h"
 #include "vxi11_bench.h"
 

@@ -4,8 +4,8 @@
 
 #include "api/object_model/iid.h"
 #include "api/object_model/root.h"
-#include "core/call_context.h"
-#include "core/error_reporter.h"
+#include "base/call_context.h"
+#include "base/error_reporter.h"
 #include "dcpwr/output.h"
 #include "dcpwr/output_ivi.h"
 #include "veqdx/veqdx.hpp"

@@ -5,7 +5,7 @@
 #pragma once
 #include <cstdint>
 
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx::api {

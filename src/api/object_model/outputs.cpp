@@ -4,22 +4,12 @@
 #include <vector>
 
 #include "api/object_model/root.h"
+#include "base/text.h"
 #include "dcpwr/output.h"
 #include "dcpwr/output_ivi.h"
 
 namespace veqdx::api {
 namespace {
-
-bool IsNameCharacter(char c) noexcept {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
-         c == '!';
-}
-
-std::string_view TrimBlanks(std::string_view text) noexcept {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  return text;
-}
 
 // Steps shared by the collection members: the session's root lock (discovery runs under it,
 // so a member never sees a half-built output list), then the call context.
@@ -35,13 +25,6 @@ class CCollectionCall {
 };
 
 }  // namespace
-
-bool IsWellFormedOutputName(std::string_view name) noexcept {
-  if (name.empty()) return false;
-  for (char c : name)
-    if (!IsNameCharacter(c)) return false;
-  return true;
-}
 
 HRESULT COutputCollection::Count(const char* interfaceName, std::int32_t* val) {
   const std::shared_ptr<CSession> session = root_.Session();

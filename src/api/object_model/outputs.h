@@ -17,7 +17,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/hresult.h"
+#include "base/hresult.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx::dcpwr {
@@ -28,9 +28,6 @@ namespace veqdx::api {
 
 class VelmoraQdx;
 struct CSession;
-
-// Whether `name` (already trimmed) is a single output name: letters, digits, '_' and '!'.
-bool IsWellFormedOutputName(std::string_view name) noexcept;
 
 // The rules shared by both interfaces; `interfaceName` goes into the call context, and so
 // into the error record.

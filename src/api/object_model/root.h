@@ -25,7 +25,7 @@
 #include "api/object_model/facets.h"
 #include "api/object_model/outputs.h"
 #include "api/object_model/session.h"
-#include "core/call_context.h"
+#include "base/call_context.h"
 #include "core/driver.h"
 #include "core/options.h"
 #include "veqdx/interfaces.h"

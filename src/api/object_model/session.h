@@ -13,11 +13,12 @@
 #include "dcpwr/status.h"
 #include "dcpwr/system.h"
 #include "dcpwr/trigger.h"
+#include "dcpwr/output_factory.h"
 
 namespace veqdx::api {
 
 struct CSession {
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   dcpwr::CTrigger trigger{driver};
   dcpwr::CSystem system{driver};
   dcpwr::CGlobal global{driver};

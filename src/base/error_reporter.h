@@ -11,7 +11,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "core/hresult.h"
+#include "base/hresult.h"
 
 namespace veqdx {
 

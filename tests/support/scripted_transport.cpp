@@ -1,4 +1,4 @@
-#include "io/scripted_transport.h"
+#include "support/scripted_transport.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 
 #include <array>
 
