@@ -11,9 +11,10 @@
 #include <string>
 #include <thread>
 
-#include "core/error_reporter.h"
+#include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/output.h"
+#include "dcpwr/output_factory.h"
 #include "dcpwr/status.h"
 #include "qdx_sim.h"
 #include "serial_pty.h"
@@ -129,7 +130,7 @@ class Session {
     }
   }
 
-  CVelmoraQdx driver;
+  CVelmoraQdx driver{dcpwr::CreateOutput};
   dcpwr::VelmoraQdxOutput* out = nullptr;
 
  private:
