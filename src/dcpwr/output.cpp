@@ -82,12 +82,20 @@ HRESULT VelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, cons
 
 HRESULT VelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum /*behavior*/,
                                                 double limit) {
-  return ConfigureThroughSetter(kInterface, "ConfigureCurrentLimit", ":CURR %0@3.15lg", limit,
-                                &VelmoraQdxOutput::put_CurrentLimit);
+  return ConfigureCurrentLimitAs(kInterface, limit);
 }
 
 HRESULT VelmoraQdxOutput::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
-  return ConfigureThroughSetter(kInterface, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", limit,
+  return ConfigureOVPAs(kInterface, limit);
+}
+
+HRESULT VelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit) {
+  return ConfigureThroughSetter(interfaceName, "ConfigureCurrentLimit", ":CURR %0@3.15lg", limit,
+                                &VelmoraQdxOutput::put_CurrentLimit);
+}
+
+HRESULT VelmoraQdxOutput::ConfigureOVPAs(const char* interfaceName, double limit) {
+  return ConfigureThroughSetter(interfaceName, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", limit,
                                 &VelmoraQdxOutput::put_OVPLimit);
 }
 

@@ -205,8 +205,11 @@ class VelmoraQdxOutput : public attr::CRepCap,
   friend class CIviDCPwrOutput;
 
   HRESULT ReportInvalidLevel(double value, const char* method, const char* parameter) const;
-  // Shared by both ConfigureOVP / ConfigureCurrentLimit flavours: the pending command is
-  // formatted as the instrument form of the call, then the property setter does the work.
+  // Shared by both ConfigureOVP / ConfigureCurrentLimit flavours (the instrument's interface
+  // and the class interface, named by `interfaceName`): the pending command is formatted as
+  // the instrument form of the call, then the property setter does the work.
+  HRESULT ConfigureCurrentLimitAs(const char* interfaceName, double limit);
+  HRESULT ConfigureOVPAs(const char* interfaceName, double limit);
   HRESULT ConfigureThroughSetter(const char* interfaceName, const char* method,
                                  const char* pendingFormat, double limit,
                                  HRESULT (VelmoraQdxOutput::*setter)(double));

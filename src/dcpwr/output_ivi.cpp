@@ -74,13 +74,11 @@ HRESULT CIviDCPwrOutput::ConfigureRange(IviDCPwrRangeTypeEnum RangeType, double 
 
 HRESULT CIviDCPwrOutput::ConfigureCurrentLimit(IviDCPwrCurrentLimitBehaviorEnum /*Behavior*/,
                                                double Limit) {
-  return output_.ConfigureThroughSetter(kInterface, "ConfigureCurrentLimit", ":CURR %0@3.15lg",
-                                        Limit, &VelmoraQdxOutput::put_CurrentLimit);
+  return output_.ConfigureCurrentLimitAs(kInterface, Limit);
 }
 
 HRESULT CIviDCPwrOutput::ConfigureOVP(VARIANT_BOOL /*Enabled*/, double Limit) {
-  return output_.ConfigureThroughSetter(kInterface, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", Limit,
-                                        &VelmoraQdxOutput::put_OVPLimit);
+  return output_.ConfigureOVPAs(kInterface, Limit);
 }
 
 // ---- members that call the instrument interface directly ----
