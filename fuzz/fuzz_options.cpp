@@ -1,7 +1,7 @@
-// libFuzzer target: the option string of Initialize (with its DriverSetup part) and the
-// resource string, both straight from the caller. Input: the option string, a NUL byte, the
-// resource string; without a NUL the whole input is used as both. Error results are expected;
-// any crash, hang, leak or sanitizer report is a finding.
+// libFuzzer target: the option string of Initialize (with its DriverSetup part), straight from
+// the caller, and the resource name it is looked up with. Input: the option string, a NUL
+// byte, the resource name; without a NUL the whole input is used as both. Error results are
+// expected; any crash, hang, leak or sanitizer report is a finding.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -9,7 +9,6 @@
 
 #include "base/error_reporter.h"
 #include "core/options.h"
-#include "io/resource.h"
 
 using namespace veqdx;
 
@@ -28,14 +27,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   LoadConfiguration(resourceName, optionString, store, config, trace, reporter);
   // Applying the same text again exercises the trace's restart rules.
   COptionProcessor(config, trace, reporter).ApplyOptionString(optionString);
-
-  io::Resource resource;
-  std::string error;
-  if (io::ParseResource(resourceName, resource, error)) {
-    resource.Interface();
-    resource.ResourceClass();
-    resource.ProtocolName();
-  }
   ClearThreadErrorRecord();
   return 0;
 }

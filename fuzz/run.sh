@@ -8,7 +8,7 @@ set -euo pipefail
 seconds="${1:-30}"
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${VEQDX_FUZZ_BUILD:-$root/build-fuzz}"
-targets=(fuzz_format_write fuzz_format_read fuzz_options fuzz_init)
+targets=(fuzz_format_write fuzz_format_read fuzz_options fuzz_resource fuzz_init)
 
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" -DVEQDX_FUZZ=ON -DVEQDX_BUILD_TESTS=OFF \
   -DVEQDX_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
