@@ -418,22 +418,11 @@ TEST_F(SimulatedSession, CloseWhileAnotherThreadWaitsLeavesItAStaleHandle) {
 }
 
 TEST_F(EmulatedSession, InstrumentAnswersOfUtilityFunctions) {
+  // The parsing of the self-test and error-query replies: tests/core. Here the fixed buffer:
+  // a longer message is cut to 255 characters.
   Open("QDX750L");
-  sim->SetSelfTestResult(1);
-  ViInt16 result = 0;
   char message[256];
-  ASSERT_EQ(veqdx_self_test(vi, &result, message), VI_SUCCESS) << LastError(vi).text;
-  EXPECT_EQ(result, 1);
-  EXPECT_STREQ(message, "Selftest failed");
-
-  sim->Garbage(":SYST:ERR?", "-222,\"Data out of range\"");
   ViInt32 code = 0;
-  ASSERT_EQ(veqdx_error_query(vi, &code, message), VI_SUCCESS) << LastError(vi).text;
-  EXPECT_EQ(code, -222);
-  EXPECT_STREQ(message, "Data out of range");
-
-  // A message longer than the fixed buffer is cut to 255 characters.
-  sim->ClearFaults();
   sim->Garbage(":SYST:ERR?", "-100,\"" + std::string(400, 'e') + "\"");
   std::memset(message, 'x', sizeof message);
   ASSERT_EQ(veqdx_error_query(vi, &code, message), VI_SUCCESS) << LastError(vi).text;
@@ -446,7 +435,7 @@ TEST_F(EmulatedSession, InstrumentAnswersOfUtilityFunctions) {
   EXPECT_STREQ(instrRev, "1.00");
 
   ASSERT_EQ(veqdx_reset(vi), VI_SUCCESS) << LastError(vi).text;
-  EXPECT_WIRE(Lines{"*TST?", ":SYST:ERR?", ":SYST:ERR?", "*RST;*OPC?"});
+  EXPECT_WIRE(Lines{":SYST:ERR?", "*RST;*OPC?"});
 
   sim->ClearFaults();
   sim->Garbage(":SYST:ERR?", "garbage");

@@ -59,7 +59,6 @@ void Sim::Garbage(const std::string& match, const std::string& reply) {
 }
 void Sim::Silent(const std::string& match) { impl_->emulator->addSilentQuery(match); }
 void Sim::ClearFaults() { impl_->emulator->clearFaults(); }
-void Sim::SetSelfTestResult(int result) { impl_->emulator->instrument().setSelfTestResult(result); }
 void Sim::RaiseAlarm(int channel, std::uint16_t bits) {
   impl_->emulator->instrument().raiseAlarm(channel, bits);
 }

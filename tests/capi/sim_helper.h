@@ -34,7 +34,6 @@ class Sim {
   void Garbage(const std::string& match, const std::string& reply);
   void Silent(const std::string& match);
   void ClearFaults();
-  void SetSelfTestResult(int result);
   void RaiseAlarm(int channel, std::uint16_t questionableBits);
 
  private:

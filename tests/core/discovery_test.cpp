@@ -43,7 +43,7 @@ TEST(Ratings, SingleUnitsByModel) {
 }
 
 TEST_F(DriverOnDevice, SingleUnit) {
-  ScriptSingleUnit("QDX750H");
+  ScriptSingleUnit(*device, "QDX750H");
   ASSERT_EQ(Open(), S_OK);
   EXPECT_EQ(device->Written(), (Lines{"*IDN?", "*OPT?"}));
   EXPECT_EQ(driver.OutputNames(), Lines{"Output0"});
@@ -59,7 +59,7 @@ TEST_F(DriverOnDevice, SingleUnit) {
 
 // Two channels in catalog order, then the same object opened again on other configurations.
 TEST_F(DriverOnDevice, TwoChannelsAndReinitialize) {
-  ScriptTwoChannels();
+  ScriptTwoChannels(*device);
   ASSERT_EQ(Open(), S_OK);
   EXPECT_EQ(device->Written(), (Lines{"*IDN?", "*OPT?", ":INST:CAT?", ":INST:NSEL 1;INFO?",
                                       ":INST:NSEL 2;INFO?"}));
@@ -78,7 +78,7 @@ TEST_F(DriverOnDevice, TwoChannelsAndReinitialize) {
   EXPECT_EQ(driver.OutputNames(), (Lines{"Output2", "Output1"}));
 
   ASSERT_EQ(driver.Close(), S_OK);
-  ScriptSingleUnit();  // the outputs are replaced
+  ScriptSingleUnit(*device);  // the outputs are replaced
   ASSERT_EQ(Open(), S_OK);
   EXPECT_EQ(driver.ChildCount(), 1u);
   EXPECT_NE(driver.FindChild("Output0"), nullptr);
@@ -106,13 +106,13 @@ TEST_F(DriverOnDevice, BadDiscoveryRepliesFailInitialize) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.catalog ? c.catalog : "timeout");
-    ScriptTwoChannels();
+    ScriptTwoChannels(*device);
     if (c.catalog) {
       device->OnQuery(":INST:CAT?", c.catalog);
       device->OnQuery(":INST:NSEL 2;INFO?", c.info2);
       device->OnQuery(":INST:NSEL 33;INFO?", "1,1,1,X\n");
     } else {
-      ScriptSingleUnit();
+      ScriptSingleUnit(*device);
       device->TimeOutNextRead();
     }
     EXPECT_EQ(Open(), c.hr);
@@ -123,7 +123,7 @@ TEST_F(DriverOnDevice, BadDiscoveryRepliesFailInitialize) {
 }
 
 TEST_F(DriverOnDevice, UnrecognizedModelFailsTheIdQuery) {
-  ScriptSingleUnit("qdx750l");
+  ScriptSingleUnit(*device, "qdx750l");
   EXPECT_EQ(Open(), MakeHr(0x8004705Eu));
   EXPECT_EQ(LastError(), "VelmoraQdx: Instrument ID query failed.\r\nUnrecognized model: qdx750l.");
   EXPECT_EQ(device->Written(), Lines{"*IDN?"});
@@ -155,7 +155,7 @@ TEST_F(DriverOnDevice, SimulationUsesFixedRatingsAndSendsNothing) {
 // ---- channel selection ----
 
 TEST_F(DriverOnDevice, SelectionIsSentOnceWithCacheAndEveryTimeWithout) {
-  ScriptTwoChannels();
+  ScriptTwoChannels(*device);
   const std::pair<const char*, Lines> cases[] = {
       {"", {":INST:NSEL 2", ":INST:NSEL 1", ":INST:NSEL 2"}},
       {"Cache=false", {":INST:NSEL 2", ":INST:NSEL 2", ":INST:NSEL 1", ":INST:NSEL 2"}},
@@ -170,7 +170,7 @@ TEST_F(DriverOnDevice, SelectionIsSentOnceWithCacheAndEveryTimeWithout) {
 }
 
 TEST_F(DriverOnDevice, FailedSelectionKeepsThePreviousChannel) {
-  ScriptTwoChannels();
+  ScriptTwoChannels(*device);
   ASSERT_EQ(Open(), S_OK);
   ASSERT_EQ(driver.SelectChannel(1), S_OK);
   device->FailNextWrite("cable pulled");
@@ -183,7 +183,7 @@ TEST_F(DriverOnDevice, FailedSelectionKeepsThePreviousChannel) {
 
 // The selection is forgotten only at discovery: after a reset the cache rule still applies.
 TEST_F(DriverOnDevice, ResetKeepsTheSelection) {
-  ScriptTwoChannels();
+  ScriptTwoChannels(*device);
   device->OnQuery("*RST;*OPC?", "1\n");
   ASSERT_EQ(Open(), S_OK);
   ASSERT_EQ(driver.SelectChannel(2), S_OK);
@@ -198,7 +198,7 @@ TEST_F(DriverOnDevice, ResetKeepsTheSelection) {
 // Two threads drive two outputs of one session. Each holds the I/O lock across its selection
 // and its command, so on the wire every command follows the selection of its own channel.
 TEST_F(DriverOnDevice, ConcurrentOutputsNeverSplitSelectionAndCommand) {
-  ScriptTwoChannels();
+  ScriptTwoChannels(*device);
   ASSERT_EQ(Open(), S_OK);
   device->ClearWritten();
   constexpr int kRounds = 300;

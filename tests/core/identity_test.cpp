@@ -41,12 +41,12 @@ TEST(Identity, DriverConstants) {
 
 TEST_F(DriverOnDevice, InstrumentIdentityBeforeInitializeFromTheReplyAndSimulated) {
   EXPECT_EQ(IdentityOf(driver), "||");
-  ScriptSingleUnit("QDX750MH");
+  ScriptSingleUnit(*device, "QDX750MH");
   ASSERT_EQ(Open(), S_OK);
   EXPECT_EQ(IdentityOf(driver), "Velmora|QDX750MH|2.1.0");
 
   CVelmoraQdx d{dcpwr::CreateOutput};
-  ASSERT_EQ(OpenSimulated(d), S_OK);
+  ASSERT_EQ(veqdx::testing::OpenSimulated(d), S_OK);
   EXPECT_EQ(IdentityOf(d), "Velmora|QDX750ML|Sim1.0.4.0");
   EXPECT_EQ(d.get_InstrumentFirmwareRevision(nullptr), MakeHr(0x80047058u));
   EXPECT_EQ(LastError(), "VelmoraQdx: Null pointer passed for method "

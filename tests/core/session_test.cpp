@@ -67,13 +67,13 @@ TEST(Session, FailedInitializeLeavesObjectReusableAndEachStartsFromDefaults) {
 // A simulated session stays simulated; a real one can switch either way.
 TEST_F(DriverOnDevice, SimulationSwitch) {
   CVelmoraQdx simulated{dcpwr::CreateOutput};
-  ASSERT_EQ(OpenSimulated(simulated, "Simulate=true"), S_OK);
+  ASSERT_EQ(veqdx::testing::OpenSimulated(simulated, "Simulate=true"), S_OK);
   EXPECT_EQ(simulated.put_Simulate(VARIANT_FALSE), MakeHr(0x80047062u));
   EXPECT_EQ(LastError(), "VelmoraQdx: The simulation state cannot be changed.\r\n");
   EXPECT_TRUE(simulated.Simulate());
   EXPECT_EQ(simulated.put_Simulate(VARIANT_TRUE), S_OK);
 
-  ScriptSingleUnit();
+  ScriptSingleUnit(*device);
   ASSERT_EQ(Open(), S_OK);
   EXPECT_EQ(driver.put_Simulate(VARIANT_TRUE), S_OK);
   EXPECT_TRUE(driver.Simulate());
@@ -141,7 +141,7 @@ TEST_F(DriverOnDevice, DriverSetupItemsReachTheTransport) {
     seenResource = resource;
     return device->Connect();
   });
-  ScriptSingleUnit();
+  ScriptSingleUnit(*device);
   ASSERT_EQ(Open("DriverSetup=IoBackend=Socket, BaudRate=9600"), S_OK);
   EXPECT_EQ(seenResource, "TCPIP::10.1.2.3::INSTR");
   EXPECT_EQ(seen.Get("iobackend"), "Socket");
@@ -188,7 +188,7 @@ TEST(Session, ConfigStoreSessionSuppliesTheAddress) {
 // With the check on, "*ESR?" follows every query and fails the call on an error bit (4, 8, 16
 // or 32); with it off nothing is sent.
 TEST_F(DriverOnDevice, StatusCheckFollowsTheErrorBits) {
-  ScriptSingleUnit();
+  ScriptSingleUnit(*device);
   const std::pair<const char*, Lines> sessions[] = {
       {"", {"*IDN?", "*OPT?"}}, {"QueryInstrStatus=true", {"*IDN?", "*ESR?", "*OPT?", "*ESR?"}}};
   for (const auto& [options, opening] : sessions) {
@@ -217,7 +217,7 @@ TEST_F(DriverOnDevice, StatusCheckFollowsTheErrorBits) {
 }
 
 TEST_F(DriverOnDevice, StatusCheckFailsOnIoErrorAndRecovers) {
-  ScriptSingleUnit();
+  ScriptSingleUnit(*device);
   device->OnQuery("*ESR?", "0\n");
   ASSERT_EQ(Open("QueryInstrStatus=1"), S_OK);
   device->FailNextWrite("link down");

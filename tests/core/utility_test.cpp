@@ -10,7 +10,7 @@ class Utility : public DriverOnDevice {
  protected:
   // An opened single unit with a probe child for the reset hooks; traffic so far forgotten.
   void OpenWithProbe(const char* options = "") {
-    ScriptSingleUnit();
+    ScriptSingleUnit(*device);
     device->OnQuery("*ESR?", "0\n");
     device->OnQuery("*RST;*OPC?", "1\n");
     ASSERT_EQ(Open(options), S_OK);
@@ -156,7 +156,7 @@ TEST_F(Utility, UninitializedAndSimulated) {
 }
 
 TEST_F(Utility, ResetAtInitialize) {
-  ScriptSingleUnit();
+  ScriptSingleUnit(*device);
   device->OnQuery("*RST;*OPC?", "1\n");
   ASSERT_EQ(Open("", VARIANT_TRUE, VARIANT_TRUE), S_OK);
   EXPECT_EQ(device->Written(), (Lines{"*IDN?", "*OPT?", "*RST;*OPC?"}));

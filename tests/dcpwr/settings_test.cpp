@@ -1,5 +1,5 @@
-// Keyword settings, protection, trigger source, external control, measurement, output state
-// and the per-output registers.
+// Keyword settings, protection, trigger source, external control, measurement and output
+// state (the per-output registers and summaries of a multi-channel unit: tests/capi).
 #include "output_fixture.h"
 
 namespace veqdx::dcpwr::testing {
@@ -44,30 +44,17 @@ TEST_F(OutputOnDevice, EnumerationRepliesAreTrimmedButCaseSensitive) {
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":OUTP:PON?", ":OUTP:PON?", ":SYST:CONF:MON:RANG?"}));
 }
 
-TEST_F(OutputOnDevice, KeywordSettingsOnTheWire) {
+// The other keyword settings are checked on the wire through the C functions (tests/capi);
+// the external source switches are the ones sent there in one direction only.
+TEST_F(OutputOnDevice, ExternalSourceSwitchesOnTheWire) {
   OpenSingle();
   VelmoraQdxOutput& out = Out();
-  ASSERT_EQ(out.put_PONState(VelmoraQdxPONStateForce), S_OK);
-  ASSERT_EQ(out.put_ProtectionRecovery(VelmoraQdxProtectionRecoveryAuto), S_OK);
-  ASSERT_EQ(out.put_OperationPriority(VelmoraQdxOperationModeCV), S_OK);
-  ASSERT_EQ(out.put_BleederEnabled(VARIANT_FALSE), S_OK);
-  ASSERT_EQ(out.put_ExternalMonitorRange(VelmoraQdxExternalRangeHigh), S_OK);
-  ASSERT_EQ(out.put_CurrentLimitBehavior(VelmoraQdxCurrentLimitTrip), S_OK);
-  ASSERT_EQ(out.put_TriggerSource(VelmoraQdxTriggerSourceSwTrigFunc), S_OK);
-  ASSERT_EQ(out.put_UVL(1.25), S_OK);
-  ASSERT_EQ(out.put_OutputControlEnabled(VARIANT_TRUE), S_OK);
-  ASSERT_EQ(out.put_OutputControlLogic(VelmoraQdxExternalLogicHigh), S_OK);
-  ASSERT_EQ(out.put_AlanogControlRange(VelmoraQdxExternalRangeLow), S_OK);
   ASSERT_EQ(out.put_CVControlEnabled(VARIANT_TRUE), S_OK);
   ASSERT_EQ(out.put_CVControlEnabled(VARIANT_FALSE), S_OK);
   ASSERT_EQ(out.put_CCControlEnabled(VARIANT_TRUE), S_OK);
-  ASSERT_EQ(out.ResetOutputProtection(), S_OK);
-  EXPECT_EQ(Traffic(),
-            (Lines{":INST:NSEL 0", ":OUTP:PON FORC", ":SYST:CONF:PROT:REC AUTO",
-                   ":SYST:CONF:STAR:PRI CV", ":SYST:CONF:BLE 0", ":SYST:CONF:MON:RANG HIGH",
-                   ":CURR:PROT:STAT 1", "TRIG:TRAN:SOUR BUS", ":VOLT:LIM:LOW 1.25", ":OUTP:EXT 1",
-                   ":OUTP:EXT:LOG HIGH", ":VOLT:EXT:RANG LOW", ":VOLT:EXT:SOUR VOLT",
-                   ":VOLT:EXT:SOUR NONE", ":CURR:EXT:SOUR VOLT", ":OUTP:PROT:CLE"}));
+  ASSERT_EQ(out.put_CCControlEnabled(VARIANT_FALSE), S_OK);
+  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":VOLT:EXT:SOUR VOLT", ":VOLT:EXT:SOUR NONE",
+                              ":CURR:EXT:SOUR VOLT", ":CURR:EXT:SOUR NONE"}));
   VARIANT_BOOL cv = 0;
   device->Reply("VOLT\n");
   ASSERT_EQ(out.get_CVControlEnabled(&cv), S_OK);
@@ -162,28 +149,6 @@ TEST_F(OutputOnDevice, QueryStateOnASingleUnitReadsThePlainRegisters) {
   device->TimeOutNextRead();
   EXPECT_EQ(Out().QueryState(VelmoraQdxOutputStateConstantCurrent, &in), kIoTimeout);
   EXPECT_EQ(Traffic(), (Lines{"STAT:OPER:COND?"}));
-}
-
-TEST_F(OutputOnDevice, MultiChannelStateAndRegistersUseTheSummaryOfTheChannel) {
-  OpenTwoChannels();
-  device->OnQuery("STAT:OPER:INST:ISUM2:COND?", "0\n")
-      .OnQuery("STAT:QUES:INST:ISUM2:COND?", "2\n")
-      .OnQuery(":STAT:QUES:INST:ISUM2:COND?", "16\n")
-      .OnQuery(":STAT:OPER:INST:ISUM2:EVEN?", "+256\n");
-  VelmoraQdxOutput& out = Out("Output2");
-  VARIANT_BOOL in = 0;
-  ASSERT_EQ(out.QueryState(VelmoraQdxOutputStateOverCurrent, &in), S_OK);
-  EXPECT_EQ(in, VARIANT_TRUE);
-  std::int16_t reg = 0;
-  ASSERT_EQ(out.StatusQuestionable().get_ConditionRegister(&reg), S_OK);
-  EXPECT_EQ(reg, 16);
-  ASSERT_EQ(out.StatusOperation().get_EventRegister(&reg), S_OK);
-  EXPECT_EQ(reg, 256);
-  ASSERT_EQ(out.StatusQuestionable().put_EnableRegister(4), S_OK);  // the operation command
-  ASSERT_EQ(out.StatusOperation().put_EnableRegister(8), S_OK);
-  EXPECT_EQ(Traffic(), (Lines{"STAT:OPER:INST:ISUM2:COND?", "STAT:QUES:INST:ISUM2:COND?",
-                              ":STAT:QUES:INST:ISUM2:COND?", ":STAT:OPER:INST:ISUM2:EVEN?",
-                              ":STAT:OPER:INST:ISUM2:ENAB 4", ":STAT:OPER:INST:ISUM2:ENAB 8"}));
 }
 
 }  // namespace

@@ -17,13 +17,7 @@ TEST_F(DirectIoTest, RefusedWhileSimulatingWithNoByteSent) {
   EXPECT_EQ(LastError(), kSimulatingText);
   EXPECT_EQ(ThreadErrorRecord().interfaceName, "IVelmoraQdxSystem");
   EXPECT_EQ(direct, nullptr);
-
-  EXPECT_EQ(system.SystemWrite("*IDN?"), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastError(), kSimulatingText);
-  std::string reply = "stale";
-  EXPECT_EQ(system.SystemRead(256, reply), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastError(), kSimulatingText);
-  EXPECT_EQ(reply, "");
+  // SystemWrite and SystemRead refuse the same way (checked through the C functions).
   EXPECT_FALSE(device->Connected());
   EXPECT_TRUE(device->Writes().empty());
 }
@@ -46,7 +40,7 @@ TEST_F(DirectIoTest, AnObjectHandedOutBeforeSimulationStartsIsRefusedToo) {
 TEST_F(DirectIoTest, WriteIsOneMessageWithEndAndNoStatusCheck) {
   // With QueryInstrumentStatus on, a driver command is followed by "*ESR?"; direct traffic is
   // not, or the check would eat the reply the user is waiting for.
-  OpenSingle("QueryInstrumentStatus=true");
+  OpenSingle("QDX750L", "QueryInstrumentStatus=true");
   device->OnQuery("*ESR?", "0\n");
   device->ClearWritten();
   EXPECT_EQ(system.SystemWrite(":VOLT 1;:CURR 2"), S_OK) << LastError();

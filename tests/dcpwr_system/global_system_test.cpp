@@ -30,14 +30,17 @@ TEST_F(GlobalTest, SettingsAreSentOnceForTheWholeUnit) {
   EXPECT_EQ(device->Written(), Lines{":GLOB:VOLT 5"});
 }
 
-TEST_F(GlobalTest, SimulatedSettingsFailCleanlyWithoutIo) {
-  // No simulation shortcut of their own: the I/O session of a simulated driver has no device.
+// No simulation shortcut of their own: the I/O session of a simulated driver has no device.
+TEST_F(GlobalTest, SimulatedSettingsAndMemoriesFailCleanlyWithoutIo) {
   OpenSimulated();
   EXPECT_EQ(global.put_VoltageLevel(5), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: .\r\n");
   EXPECT_EQ(ThreadErrorRecord().interfaceName, "IVelmoraQdxGlobal");
   EXPECT_EQ(global.put_CurrentLimit(1), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(global.put_Enabled(VARIANT_TRUE), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(system.SaveState(2), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(system.RecallState(2), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(ThreadErrorRecord().interfaceName, "IVelmoraQdxSystem");
   EXPECT_FALSE(device->Connected());
   EXPECT_TRUE(device->Writes().empty());
 }
@@ -49,14 +52,6 @@ TEST_F(GlobalTest, ClosedSessionIsReported) {
 }
 
 class MemoryTest : public SystemOnDevice {};
-
-TEST_F(MemoryTest, SaveAndRecallSendTheMemoryNumber) {
-  OpenTwoChannels();
-  EXPECT_EQ(system.SaveState(2), S_OK) << LastError();
-  EXPECT_EQ(system.RecallState(3), S_OK) << LastError();
-  EXPECT_EQ(system.SaveState(1), S_OK) << LastError();
-  EXPECT_EQ(device->Written(), (Lines{"*SAV 2", "*RCL 3", "*SAV 1"}));
-}
 
 TEST_F(MemoryTest, OutOfRangeMemoryIsReportedAndStillSent) {
   OpenSingle();
@@ -88,7 +83,7 @@ TEST_F(MemoryTest, OutOfRangeMemoryIsReportedAndStillSent) {
 }
 
 TEST_F(MemoryTest, WithoutRangeCheckNothingIsReported) {
-  OpenSingle("RangeCheck=false");
+  OpenSingle("QDX750L", "RangeCheck=false");
   ClearThreadErrorRecord();
   EXPECT_EQ(system.SaveState(0), S_OK);
   EXPECT_EQ(device->Written(), Lines{"*SAV 0"});
@@ -112,14 +107,6 @@ TEST_F(MemoryTest, RecallLeavesTheCacheAsItWas) {
   EXPECT_EQ(Output("Output0").get_VoltageLevel(&level), S_OK);
   EXPECT_EQ(level, 12);
   EXPECT_EQ(device->Written(), Lines{"*RCL 1"});
-}
-
-TEST_F(MemoryTest, SimulatedMemoryCommandsFailWithoutIo) {
-  OpenSimulated();
-  EXPECT_EQ(system.SaveState(2), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(system.RecallState(2), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(ThreadErrorRecord().interfaceName, "IVelmoraQdxSystem");
-  EXPECT_TRUE(device->Writes().empty());
 }
 
 }  // namespace

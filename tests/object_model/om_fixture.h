@@ -9,7 +9,7 @@
 
 #include "api/object_model/root.h"
 #include "base/error_reporter.h"
-#include "support/scripted_transport.h"
+#include "support/driver_on_device.h"
 #include "veqdx/veqdx.hpp"
 
 namespace veqdx::om_test {
@@ -35,17 +35,12 @@ class ObjectModel : public ::testing::Test {
   }
   // A single QDX750L on the scripted device.
   void OpenSingle() {
-    device->OnQuery("*IDN?", "Velmora,QDX750L,SN1,1.0\n");
-    device->OnQuery("*OPT?", "0\n");
+    testing::ScriptSingleUnit(*device, "QDX750L");
     Open();
   }
   // A multi-channel unit with channels 1 and 2.
   void OpenTwoChannels() {
-    device->OnQuery("*IDN?", "Velmora,QDX1500H,SN7,3.0\n");
-    device->OnQuery("*OPT?", "VMCB\n");
-    device->OnQuery(":INST:CAT?", "1;2\n");
-    device->OnQuery(":INST:NSEL 1;INFO?", "80,28,750,QDX750ML\n");
-    device->OnQuery(":INST:NSEL 2;INFO?", "650,3.5,750,QDX750H\n");
+    testing::ScriptTwoChannels(*device);
     Open();
   }
 

@@ -94,6 +94,19 @@ TEST(ProgramTest, RunsPrintsItsPortAndStopsOnSignal) {
   }
 }
 
+// With --serial-pty the first line is the terminal's path, and the program answers there.
+TEST(ProgramTest, SerialPtyPrintsItsPathAndAnswersThere) {
+  SimProcess sim({"--serial-pty", "--model", "QDX1500H", "--silent", "*TST?"});
+  const std::string path = sim.readLine(false, 5s);
+  ASSERT_EQ(path.rfind("/dev/pts/", 0), 0u) << "first line: '" << path << "'";
+  auto c = connectPty(path);
+  EXPECT_EQ(c->query("*IDN?"), "Velmora,QDX1500H,SIM0001,1.00");
+  ASSERT_TRUE(c->send("*TST?"));
+  EXPECT_EQ(c->readLine(200ms), std::nullopt);
+  sim.signal(SIGTERM);
+  EXPECT_EQ(sim.waitExit(5s), 0);
+}
+
 TEST(ProgramTest, RefusesBadArgumentsWithAMessage) {
   struct Case {
     std::vector<std::string> args;

@@ -333,11 +333,15 @@ void FrontEndBench::stop() {
   emulator_->stop();
 }
 
+std::unique_ptr<LineClient> connectPty(const std::string& path) {
+  return std::make_unique<PtyLineClient>(path);
+}
+
 std::unique_ptr<LineClient> FrontEndBench::connect() {
   switch (kind_) {
     case FrontEnd::Socket: return std::make_unique<SocketLineClient>(emulator_->port());
     case FrontEnd::Vxi11: return std::make_unique<Vxi11LineClient>(vxi11_->corePort());
-    case FrontEnd::SerialPty: return std::make_unique<PtyLineClient>(pty_->path());
+    case FrontEnd::SerialPty: return connectPty(pty_->path());
   }
   return nullptr;
 }

@@ -83,6 +83,9 @@ class LineClient {
   std::string buffer_;
 };
 
+// A client on the terminal side of the pseudo-terminal at `path`, opened as a serial port is.
+std::unique_ptr<LineClient> connectPty(const std::string& path);
+
 enum class FrontEnd { Socket, Vxi11, SerialPty };
 const char* nameOf(FrontEnd kind);
 

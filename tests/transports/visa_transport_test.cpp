@@ -252,29 +252,26 @@ TEST_F(VisaTransportTest, TypedAttributeGetters) {
   EXPECT_EQ(text, "hello");
 
   // Values too wide for the request: the conversion text, output unchanged.
-  u8 = 9;
-  IoResult r = v.GetAttributeUInt8(0x3FFF0101, u8);
-  EXPECT_EQ(r.code, IoCode::Error);
-  EXPECT_EQ(r.message, "GetAttribute could not convert attribute with ID 1073676545 to a UINT8 value.");
+  u8 = 9, u16 = 9, u32 = 9, flag = false, text = "kept";
+  const std::pair<IoResult, const char*> refusals[] = {
+      {v.GetAttributeUInt8(0x3FFF0101, u8), "1073676545 to a UINT8"},
+      {v.GetAttributeUInt16(0x3FFF0102, u16), "1073676546 to a UINT16"},
+      {v.GetAttributeUInt32(0x3FFF0103, u32), "1073676547 to a UINT32"},
+      {v.GetAttributeBool(0x3FFF0101, flag), "1073676545 to a boolean"},
+      {v.GetAttributeString(0xBFFF0106, text), "-1073807098 to a string"},
+  };
+  for (const auto& [r, what] : refusals) {
+    EXPECT_EQ(r.code, IoCode::Error);
+    EXPECT_EQ(r.message, std::string("GetAttribute could not convert attribute with ID ") + what +
+                             " value.");
+  }
   EXPECT_EQ(u8, 9);
-  u16 = 9;
-  EXPECT_EQ(v.GetAttributeUInt16(0x3FFF0102, u16).message,
-            "GetAttribute could not convert attribute with ID 1073676546 to a UINT16 value.");
   EXPECT_EQ(u16, 9);
-  u32 = 9;
-  EXPECT_EQ(v.GetAttributeUInt32(0x3FFF0103, u32).message,
-            "GetAttribute could not convert attribute with ID 1073676547 to a UINT32 value.");
   EXPECT_EQ(u32, 9u);
-  flag = false;
-  EXPECT_EQ(v.GetAttributeBool(0x3FFF0101, flag).message,
-            "GetAttribute could not convert attribute with ID 1073676545 to a boolean value.");
   EXPECT_FALSE(flag);
-  text = "kept";
-  EXPECT_EQ(v.GetAttributeString(0xBFFF0106, text).message,
-            "GetAttribute could not convert attribute with ID -1073807098 to a string value.");
   EXPECT_EQ(text, "kept");
   // An attribute VISA does not know is VISA's error, not a conversion.
-  r = v.GetAttributeUInt32(0x3FFF0199, u32);
+  IoResult r = v.GetAttributeUInt32(0x3FFF0199, u32);
   EXPECT_EQ(r.code, IoCode::Error);
   EXPECT_NE(r.message.find("VI_ERROR_NSUP_ATTR"), std::string::npos);
 
