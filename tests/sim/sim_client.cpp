@@ -43,6 +43,31 @@ SimClient::~SimClient() {
   if (fd_ >= 0) ::close(fd_);
 }
 
+namespace {
+
+// The next line of `buffer`, reading more with `readSome` until `timeout`. A socket reports
+// its end as an empty piece (`emptyEnds`); a VXI-11 read may legitimately bring nothing.
+template <class ReadSome>
+std::optional<std::string> ReadLine(std::string& buffer, std::chrono::milliseconds timeout,
+                                    bool emptyEnds, ReadSome&& readSome) {
+  auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    if (auto lf = buffer.find('\n'); lf != std::string::npos) {
+      std::string line = buffer.substr(0, lf);
+      buffer.erase(0, lf + 1);
+      return line;
+    }
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return std::nullopt;
+    auto piece = readSome(left);
+    if (!piece || (emptyEnds && piece->empty())) return std::nullopt;
+    buffer += *piece;
+  }
+}
+
+}  // namespace
+
 bool SimClient::send(std::string_view message) { return sendRaw(std::string(message) + "\n"); }
 
 bool SimClient::sendRaw(std::string_view bytes) {
@@ -64,20 +89,7 @@ std::optional<std::string> SimClient::readSome(std::chrono::milliseconds timeout
 }
 
 std::optional<std::string> SimClient::readLine(std::chrono::milliseconds timeout) {
-  auto deadline = std::chrono::steady_clock::now() + timeout;
-  for (;;) {
-    if (auto lf = buffer_.find('\n'); lf != std::string::npos) {
-      std::string line = buffer_.substr(0, lf);
-      buffer_.erase(0, lf + 1);
-      return line;
-    }
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return std::nullopt;
-    auto piece = readSome(left);
-    if (!piece || piece->empty()) return std::nullopt;
-    buffer_ += *piece;
-  }
+  return ReadLine(buffer_, timeout, true, [&](auto left) { return readSome(left); });
 }
 
 std::string SimClient::query(std::string_view message, std::chrono::milliseconds timeout) {
@@ -139,20 +151,7 @@ std::unique_ptr<SimClient> EmulatorFixture::connect() {
 }
 
 std::optional<std::string> LineClient::readLine(std::chrono::milliseconds timeout) {
-  auto deadline = std::chrono::steady_clock::now() + timeout;
-  for (;;) {
-    if (auto lf = buffer_.find('\n'); lf != std::string::npos) {
-      std::string line = buffer_.substr(0, lf);
-      buffer_.erase(0, lf + 1);
-      return line;
-    }
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return std::nullopt;
-    auto piece = readSome(left);
-    if (!piece) return std::nullopt;
-    buffer_ += *piece;
-  }
+  return ReadLine(buffer_, timeout, false, [&](auto left) { return readSome(left); });
 }
 
 std::string LineClient::query(std::string_view message, std::chrono::milliseconds timeout) {
