@@ -1,51 +1,50 @@
-"""The C interface of libveqdx.so, one to one.
+"""The C interface of libveqdx, one to one, and how the library is found.
 
-Every function of veqdx.h is a module attribute of the same name (a ctypes function with
-argtypes and restype declared), and every constant of the header is here too. Pass strings
-as bytes, outputs as ctypes.byref(...) or buffers from ctypes.create_string_buffer().
-Return values are the ViStatus as a signed int.
+Every function of ``veqdx.h`` is reachable as ``veqdx.lowlevel.<C name>`` (a ctypes function
+with its argument and result types declared); :data:`PROTOTYPES` lists them all. Pass strings
+as ``bytes``, outputs as ``ctypes.byref(...)`` or buffers from ``ctypes.create_string_buffer``;
+each returns the ViStatus as a signed int. The :class:`veqdx.Session` API is built on these and
+is what most programs want.
 
-The library is looked up in this order: the environment variable VEQDX_LIBRARY (a full
-path), libveqdx.so beside this package, the system loader's libveqdx.so.1.
+The library is loaded on first use, looked up in this order:
+
+1. the environment variable ``VEQDX_LIBRARY`` (a path; when set, nothing else is tried, so a
+   mistake in it is not hidden by another copy of the library);
+2. ``libveqdx.so.1`` or ``libveqdx.so`` next to this package (a wheel may carry it);
+3. the library of the installation this package came with (``cmake --install`` records where
+   it put the library, relative to the package);
+4. the system loader's search path, through ``ctypes.util.find_library("veqdx")``.
 """
-import ctypes
-import os
-from ctypes import POINTER, c_char, c_char_p, c_double, c_int16, c_int32, c_uint16, c_uint32
+from __future__ import annotations
 
-from ._constants import *  # noqa: F401,F403 - the header's constants
+import ctypes
+import ctypes.util
+import importlib
+import os
+import threading
+from ctypes import POINTER, c_char, c_char_p, c_double, c_int16, c_int32, c_uint16, c_uint32
+from pathlib import Path
+from typing import Any
+
+__all__ = ["LibraryNotFoundError", "PROTOTYPES", "function", "library", "library_path"]
 
 ViSession = c_uint32
 ViStatus = c_int32
 ViInt16 = c_int16
 ViInt32 = c_int32
-ViUInt32 = c_uint32
 ViBoolean = c_uint16
 ViReal64 = c_double
 ViAttr = c_uint32
-ViConstString = c_char_p  # input strings (bytes or None)
-ViBuffer = POINTER(c_char)  # output character arrays (create_string_buffer or None)
+ViConstString = c_char_p
+ViBuffer = POINTER(c_char)
 
-FIXED_STRING_SIZE = 256  # ErrorMessage[256], TestMessage[256], DriverRev[256], InstrRev[256]
+FIXED_STRING_SIZE = 256
+"""Size of the fixed text outputs (error message, self-test message, revisions)."""
 
+_S, _STR, _BUF, _I32, _R64, _BOOL, _P = (ViSession, ViConstString, ViBuffer, ViInt32,
+                                         ViReal64, ViBoolean, POINTER)
 
-def _load():
-    path = os.environ.get("VEQDX_LIBRARY")
-    if path:
-        return ctypes.CDLL(path)  # named explicitly: no fallback that would hide a mistake
-    beside = os.path.join(os.path.dirname(os.path.abspath(__file__)), "libveqdx.so")
-    if os.path.exists(beside):
-        return ctypes.CDLL(beside)
-    return ctypes.CDLL("libveqdx.so.1")
-
-
-library = _load()
-
-_S, _STR, _BUF = ViSession, ViConstString, ViBuffer
-_I32, _R64, _BOOL = ViInt32, ViReal64, ViBoolean
-_P = POINTER
-
-# Argument types of every function, in the order of veqdx.h; all return ViStatus.
-PROTOTYPES = {
+PROTOTYPES: dict[str, tuple[Any, ...]] = {
     "veqdx_init": (_STR, _BOOL, _BOOL, _P(ViSession)),
     "veqdx_InitWithOptions": (_STR, _BOOL, _BOOL, _STR, _P(ViSession)),
     "veqdx_close": (_S,),
@@ -117,10 +116,94 @@ PROTOTYPES = {
     "veqdx_SetAttributeViSession": (_S, _STR, ViAttr, ViSession),
     "veqdx_SetAttributeViString": (_S, _STR, ViAttr, _STR),
 }
+"""Argument types of every C function, in the order of ``veqdx.h``; all return ViStatus."""
 
-for _name, _argtypes in PROTOTYPES.items():
-    _function = getattr(library, _name)
-    _function.argtypes = list(_argtypes)
-    _function.restype = ViStatus
-    globals()[_name] = _function
-del _name, _argtypes, _function
+_SONAMES = ("libveqdx.so.1", "libveqdx.so")
+_PACKAGE_DIR = Path(__file__).resolve().parent
+
+
+class LibraryNotFoundError(OSError):
+    """libveqdx could not be loaded; the text lists every place that was tried."""
+
+
+def _installed_library() -> Path | None:
+    """The library that ``cmake --install`` put beside this package's installation."""
+    try:  # written by cmake --install only
+        relative = str(importlib.import_module(f"{__package__}._installed").LIBRARY)
+    except ImportError:
+        return None
+    return (_PACKAGE_DIR / relative).resolve()
+
+
+def _candidates() -> tuple[list[str], list[str]]:
+    """Paths to try in order, and a description of each place looked at (for the error)."""
+    explicit = os.environ.get("VEQDX_LIBRARY")
+    if explicit:
+        return [explicit], [f"VEQDX_LIBRARY={explicit}"]
+    tried = [f"{_PACKAGE_DIR}/{name}" for name in _SONAMES]
+    paths = [path for path in tried if os.path.exists(path)]
+    installed = _installed_library()
+    if installed is not None:
+        tried.append(str(installed))
+        paths += [str(installed)] if installed.exists() else []
+    found = ctypes.util.find_library("veqdx")
+    tried.append("the system loader's path (ctypes.util.find_library('veqdx'))")
+    paths += [found] if found else []
+    return paths, tried
+
+
+def _load() -> tuple[ctypes.CDLL, str]:
+    paths, tried = _candidates()
+    problems = []
+    for path in paths:
+        try:
+            return ctypes.CDLL(path), path
+        except OSError as error:
+            problems.append(str(error))
+    raise LibraryNotFoundError(
+        "cannot load libveqdx.so.1; looked at: " + "; ".join(tried)
+        + ("" if not problems else "; loader said: " + "; ".join(problems))
+        + ". Fix: set VEQDX_LIBRARY to the library's full path (for a build tree: "
+        "VEQDX_LIBRARY=$PWD/build/libveqdx.so), or install the library "
+        "(cmake --install build, then ldconfig).")
+
+
+_lock = threading.Lock()
+_loaded: tuple[ctypes.CDLL, str] | None = None
+
+
+def _library() -> tuple[ctypes.CDLL, str]:
+    global _loaded
+    with _lock:
+        if _loaded is None:
+            cdll, path = _load()
+            for name, argtypes in PROTOTYPES.items():
+                entry = getattr(cdll, name)
+                entry.argtypes = list(argtypes)
+                entry.restype = ViStatus
+            _loaded = cdll, path
+        return _loaded
+
+
+def library() -> ctypes.CDLL:
+    """The loaded libveqdx (loaded now if not yet); raises :class:`LibraryNotFoundError`."""
+    return _library()[0]
+
+
+def library_path() -> str:
+    """The path or name the library was loaded from."""
+    return _library()[1]
+
+
+def function(name: str) -> Any:
+    """The C function ``name`` with its prototype declared (a ctypes function pointer)."""
+    if name not in PROTOTYPES:
+        raise AttributeError(f"veqdx.h has no function {name!r}")
+    return getattr(library(), name)
+
+
+def __getattr__(name: str) -> Any:
+    """``veqdx.lowlevel.veqdx_Measure`` and the like: the C functions by their own names."""
+    if name in PROTOTYPES:
+        return function(name)
+    raise AttributeError(f"module 'veqdx.lowlevel' has no attribute {name!r}")

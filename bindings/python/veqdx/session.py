@@ -1,322 +1,300 @@
-"""The Pythonic layer: Session, VeqdxError and VeqdxWarning."""
+"""The driver session: opening, inherent operations, direct I/O, memories, attributes."""
+from __future__ import annotations
+
 import contextlib
-import warnings
+from collections.abc import Iterable, Iterator
 from ctypes import byref, create_string_buffer
+from types import TracebackType
+from typing import TYPE_CHECKING, Any, NamedTuple
 
+from . import _constants as c
 from . import lowlevel as ll
+from ._calls import call, get_attribute, set_attribute, string
+from .enums import Memory
+from .errors import UnknownChannelError, check, clean, decode, encode, error_message, last_error
+from .outputs import Output, Outputs
+from .status import GlobalSettings, Status, Trigger
 
-_ENCODING = "utf-8"
-_ERRORS = "surrogateescape"  # any byte from the instrument survives a round trip
-# A positive status is a warning from here on (0x3FFA0000 IVI, 0x3FFF0000 VISA); below it,
-# a string function's positive return is the buffer size it needs.
-_WARNING_BASE = 0x3FFA0000
+if TYPE_CHECKING:
+    from .readings import Reading
 
-
-def _encode(text):
-    if text is None:
-        return None
-    data = text.encode(_ENCODING, _ERRORS) if isinstance(text, str) else bytes(text)
-    if b"\0" in data:
-        raise ValueError("strings passed to the driver cannot contain NUL characters")
-    return data
+__all__ = ["InstrumentError", "Revision", "SelfTestResult", "Session", "option_string"]
 
 
-def _decode(buffer):
-    return buffer.value.decode(_ENCODING, _ERRORS)
+class SelfTestResult(NamedTuple):
+    """Outcome of :meth:`Session.self_test`: ``code`` 0 means passed."""
+    code: int
+    message: str
 
 
-class _StatusReport:
-    """What a failed or warning call reports: .status (signed ViStatus), .description and
-    .function."""
-
-    def __init__(self, status, description, function):
-        super().__init__(f"{function}: 0x{status & 0xFFFFFFFF:08X}: {description}")
-        self.status = status
-        self.description = description
-        self.function = function
+class Revision(NamedTuple):
+    """Driver and instrument firmware revisions."""
+    driver: str
+    instrument: str
 
 
-class VeqdxError(_StatusReport, Exception):
-    """A failed call: .status (signed ViStatus), .description and .function."""
+class InstrumentError(NamedTuple):
+    """An entry of the instrument's error queue; ``code`` 0 means the queue is empty."""
+    code: int
+    message: str
 
 
-class VeqdxWarning(_StatusReport, UserWarning):
-    """A call that did its work but returned a warning status (positive, non-zero)."""
-
-
-def error_message(status, vi=ll.VI_NULL):
-    """The fixed text of a status code (veqdx_error_message)."""
-    buffer = create_string_buffer(ll.FIXED_STRING_SIZE)
-    ll.veqdx_error_message(vi, status, buffer)
-    return _decode(buffer)
-
-
-def get_error(vi=ll.VI_NULL):
-    """(status, description) recorded on a session, or for this thread with VI_NULL."""
-    needed = ll.veqdx_GetError(vi, None, 0, None)
-    if needed < 0:
-        raise VeqdxError(needed, error_message(needed), "veqdx_GetError")
-    code, buffer = ll.ViStatus(0), create_string_buffer(needed)
-    status = ll.veqdx_GetError(vi, byref(code), needed, buffer)
-    if status < 0:
-        raise VeqdxError(status, error_message(status), "veqdx_GetError")
-    return code.value, _decode(buffer)
-
-
-def _description(vi, status):
-    # The record is per session: if another thread recorded since, fall back to the message.
-    if status == ll.VEQDX_ERROR_INVALID_SESSION_HANDLE:
-        vi = ll.VI_NULL  # recorded for the calling thread, not on the (unknown) handle
-    try:
-        code, text = get_error(vi)
-    except VeqdxError:
-        code = None
-    return text if code == status else error_message(status)
-
-
-def check(vi, status, function, stacklevel=4):
-    """Raise VeqdxError for a negative status, warn for a positive one; return the status."""
-    if status < 0:
-        raise VeqdxError(status, _description(vi, status), function)
-    if status > 0:
-        warnings.warn(VeqdxWarning(status, error_message(status), function),
-                      stacklevel=stacklevel)
-    return status
+def option_string(options: str = "", *, simulate: bool = False,
+                  timeout: float | None = None) -> str:
+    """The option string for :class:`Session`: ``options`` with the simulate flag in front
+    and the I/O timeout (seconds) as DriverSetup item ``IoTimeout`` (milliseconds) at the end.
+    """
+    text = options.strip().strip(",")
+    if simulate:
+        text = "Simulate=true" + (", " + text if text else "")
+    if timeout is not None:
+        milliseconds = round(timeout * 1000)
+        if not 1 <= milliseconds <= 3_600_000:
+            from .errors import InvalidValueError
+            raise InvalidValueError(c.VEQDX_ERROR_INVALID_VALUE,
+                                    f"timeout {timeout!r} s is outside 0.001 to 3600 s")
+        if "DRIVERSETUP" in text.upper():  # DriverSetup is always last: extend it
+            text += f", IoTimeout={milliseconds}"
+        else:
+            text += (", " if text else "") + f"DriverSetup=IoTimeout={milliseconds}"
+    return text
 
 
 class Session:
-    """A driver session. Outputs are chosen by a selector string; "" means the only output."""
+    """A session with one VelmoraQdx DC power supply.
 
-    def __init__(self, resource, id_query=True, reset=False, options=""):
-        self.vi = ll.VI_NULL
-        vi = ll.ViSession(0)
-        status = ll.veqdx_InitWithOptions(_encode(resource), bool(id_query), bool(reset),
-                                          _encode(options), byref(vi))
-        check(ll.VI_NULL, status, "veqdx_InitWithOptions", 3)  # failed: the thread's record
-        self.vi = vi.value
-        self.last_warning = status if status > 0 else None  # the latest warning status
+    ``resource`` is an instrument address ("TCPIP::192.0.2.7::5025::SOCKET",
+    "TCPIP::host::INSTR", "ASRL/dev/ttyUSB0::INSTR", "USB::...::INSTR") or the logical name of
+    a driver session in the configuration store. ``id_query`` checks the instrument's
+    identity, ``reset`` resets it when opening, ``simulate`` runs without an instrument,
+    ``options`` is the driver's option string ("RangeCheck=false, DriverSetup=Model=QDX750ML")
+    and ``timeout`` the limit in seconds for every read and write on the link (default 2 s).
 
-    # ---- lifecycle -------------------------------------------------------------------------
-    def close(self):
-        if self.vi != ll.VI_NULL:
-            vi, self.vi = self.vi, ll.VI_NULL
-            check(vi, ll.veqdx_close(vi), "veqdx_close")
+    Use it as a context manager; the session is closed on leaving the block::
 
-    def __enter__(self):
+        with veqdx.Session("TCPIP::192.0.2.7::5025::SOCKET") as psu:
+            out = psu.output                    # the only output; or psu.outputs["Output1"]
+            out.voltage_level = 12.0            # volts
+            out.current_limit = 1.5             # amperes
+            out.enabled = True
+            print(out.measure_voltage(), out.measure("current"))
+
+    Failures raise :class:`veqdx.VeqdxError` (or a subclass); warnings are issued as
+    :class:`veqdx.VeqdxWarning`. A session may be shared by threads; :meth:`lock` holds the
+    others off for a sequence of calls.
+    """
+
+    def __init__(self, resource: str, *, id_query: bool = True, reset: bool = False,
+                 simulate: bool = False, options: str = "",
+                 timeout: float | None = None) -> None:
+        self._vi = c.VI_NULL
+        options = option_string(options, simulate=simulate, timeout=timeout)
+        handle = ll.ViSession(0)
+        if options:
+            status = ll.function("veqdx_InitWithOptions")(
+                encode(resource), bool(id_query), bool(reset), encode(options), byref(handle))
+        else:
+            status = ll.function("veqdx_init")(encode(resource), bool(id_query), bool(reset),
+                                               byref(handle))
+        # A failed open has no session: its error is recorded for this thread.
+        check(c.VI_NULL, status, "veqdx_InitWithOptions" if options else "veqdx_init", 2)
+        self._vi = int(handle.value)
+        self.resource = resource
+        self.outputs = Outputs(self)
+        """The outputs by name: ``psu.outputs["Output1"]``; iterate for all names."""
+        self.trigger = Trigger(self)
+        """Arming and firing triggered level changes."""
+        self.status = Status(self)
+        """The driver-wide status registers."""
+        self.global_settings = GlobalSettings(self)
+        """Write-only settings for all outputs of a multi-unit system."""
+
+    # ---- life cycle -------------------------------------------------------------------------
+    @property
+    def vi(self) -> int:
+        """The session handle of the C interface (0 once closed)."""
+        return self._vi
+
+    def close(self) -> None:
+        """Close the session; further calls fail. Closing twice does nothing."""
+        if self._vi != c.VI_NULL:
+            vi, self._vi = self._vi, c.VI_NULL
+            check(vi, ll.function("veqdx_close")(vi), "veqdx_close")
+
+    def __enter__(self) -> Session:
         return self
 
-    def __exit__(self, *exc):
+    def __exit__(self, kind: type[BaseException] | None, error: BaseException | None,
+                 trace: TracebackType | None) -> None:
         self.close()
 
-    def _check(self, status, name):
-        if check(self.vi, status, name, 5) > 0:
-            self.last_warning = status
-        return status
+    def __repr__(self) -> str:
+        state = "closed" if self._vi == c.VI_NULL else f"vi={self._vi}"
+        return f"<veqdx.Session {self.resource!r} {state}>"
 
-    def _call(self, name, *args):
-        return self._check(getattr(ll, name)(self.vi, *args), name)
-
-    def _string(self, name, *args):
-        """A variable-size string output: ask for the size, then allocate exactly."""
-        function = getattr(ll, name)
-        status = function(self.vi, *args, 0, None)  # the size needed, or an error
-        for _ in range(3):  # the text may grow between two calls: then ask again
-            if status < 0:
-                self._check(status, name)  # raises
-            size = status
-            buffer = create_string_buffer(size)
-            status = function(self.vi, *args, size, buffer)
-            if not size < status < _WARNING_BASE:
-                break
-        self._check(status, name)
-        return _decode(buffer)
-
-    def _get(self, name, ctype, *args):
-        value = ctype()
-        self._call(name, *args, byref(value))
-        return value.value
-
-    # ---- errors and utility ----------------------------------------------------------------
-    def get_error(self):
-        return get_error(self.vi)
-
-    def clear_error(self):
-        self._call("veqdx_ClearError")
-
-    def error_message(self, status):
-        return error_message(status, self.vi)
-
-    def error_query(self):
-        """The instrument's next error as (code, message)."""
-        code, buffer = ll.ViInt32(), create_string_buffer(ll.FIXED_STRING_SIZE)
-        self._call("veqdx_error_query", byref(code), buffer)
-        return code.value, _decode(buffer)
-
-    def reset(self):
-        self._call("veqdx_reset")
-
-    def reset_with_defaults(self):
-        self._call("veqdx_ResetWithDefaults")
-
-    def disable(self):
-        self._call("veqdx_Disable")
-
-    def self_test(self):
-        """(result, message); result 0 means passed."""
-        result, buffer = ll.ViInt16(), create_string_buffer(ll.FIXED_STRING_SIZE)
-        self._call("veqdx_self_test", byref(result), buffer)
-        return result.value, _decode(buffer)
-
-    def revision_query(self):
-        """(driver revision, instrument firmware revision)."""
-        driver = create_string_buffer(ll.FIXED_STRING_SIZE)
-        instrument = create_string_buffer(ll.FIXED_STRING_SIZE)
-        self._call("veqdx_revision_query", driver, instrument)
-        return _decode(driver), _decode(instrument)
-
-    def invalidate_all_attributes(self):
-        self._call("veqdx_InvalidateAllAttributes")
-
-    def next_coercion_record(self):
-        return self._string("veqdx_GetNextCoercionRecord")
-
-    def next_interchange_warning(self):
-        return self._string("veqdx_GetNextInterchangeWarning")
-
-    # ---- outputs ---------------------------------------------------------------------------
-    @property
-    def output_names(self):
-        count = self.get_attribute_int32(ll.VEQDX_ATTR_OUTPUT_COUNT)
-        return [self._string("veqdx_GetOutputName", i) for i in range(1, count + 1)]
-
-    def configure_output_enabled(self, enabled, output=""):
-        self._call("veqdx_ConfigureOutputEnabled", _encode(output), bool(enabled))
-
-    def configure_voltage_level(self, level, output=""):
-        self._call("veqdx_ConfigureVoltageLevel", _encode(output), level)
-
-    def configure_current_limit(self, limit, behavior=ll.VEQDX_VAL_CURRENT_REGULATE, output=""):
-        self._call("veqdx_ConfigureCurrentLimit", _encode(output), behavior, limit)
-
-    def configure_ovp(self, enabled, limit, output=""):
-        self._call("veqdx_ConfigureOVP", _encode(output), bool(enabled), limit)
-
-    def configure_output_range(self, range_type, value, output=""):
-        self._call("veqdx_ConfigureOutputRange", _encode(output), range_type, value)
-
-    def query_max_current_limit(self, voltage_level, output=""):
-        return self._get("veqdx_QueryMaxCurrentLimit", ll.ViReal64, _encode(output),
-                         voltage_level)
-
-    def query_max_voltage_level(self, current_limit, output=""):
-        return self._get("veqdx_QueryMaxVoltageLevel", ll.ViReal64, _encode(output),
-                         current_limit)
-
-    def query_output_state(self, state, output=""):
-        """True when the output is in `state` (VEQDX_VAL_OUTPUT_...)."""
-        return bool(self._get("veqdx_QueryOutputState", ll.ViBoolean, _encode(output), state))
-
-    def reset_output_protection(self, output=""):
-        self._call("veqdx_ResetOutputProtection", _encode(output))
-
-    def measure(self, measurement_type, output=""):
-        """VEQDX_VAL_MEASURE_VOLTAGE or VEQDX_VAL_MEASURE_CURRENT."""
-        return self._get("veqdx_Measure", ll.ViReal64, _encode(output), measurement_type)
-
-    # ---- trigger ---------------------------------------------------------------------------
-    def configure_trigger_source(self, source, output=""):
-        self._call("veqdx_ConfigureTriggerSource", _encode(output), source)
-
-    def configure_triggered_voltage_level(self, level, output=""):
-        self._call("veqdx_ConfigureTriggeredVoltageLevel", _encode(output), level)
-
-    def configure_triggered_current_limit(self, limit, output=""):
-        self._call("veqdx_ConfigureTriggeredCurrentLimit", _encode(output), limit)
-
-    def initiate(self):
-        self._call("veqdx_Initiate")
-
-    def abort(self):
-        self._call("veqdx_Abort")
-
-    def send_software_trigger(self):
-        self._call("veqdx_SendSoftwareTrigger")
-
-    # ---- system and status -----------------------------------------------------------------
-    def system_write(self, command):
-        self._call("veqdx_SystemWrite", _encode(command))
-
-    def system_read(self, max_length=65536):
-        """One response, cut at max_length characters (the C call cannot report its size)."""
-        buffer, count = create_string_buffer(max_length + 1), ll.ViInt32()
-        self._call("veqdx_SystemRead", max_length + 1, buffer, byref(count))
-        return buffer.raw[:count.value].decode(_ENCODING, _ERRORS)
-
-    def query(self, command, max_length=65536):
-        """system_write then system_read, less the line end."""
-        self.system_write(command)
-        return self.system_read(max_length).rstrip("\r\n")
-
-    def save_state(self, memory):
-        self._call("veqdx_SaveState", memory)
-
-    def recall_state(self, memory):
-        self._call("veqdx_RecallState", memory)
-
-    def clear_status(self):
-        self._call("veqdx_Clear")
-
-    def preset_status(self):
-        self._call("veqdx_Preset")
-
-    def get_status_register(self, register, sub_register, output=""):
-        return self._get("veqdx_StatusGetRegister", ll.ViInt32, _encode(output), register,
-                         sub_register)
-
-    def set_status_register(self, register, sub_register, value, output=""):
-        self._call("veqdx_StatusSetRegister", _encode(output), register, sub_register, value)
-
-    # ---- typed attributes ------------------------------------------------------------------
-    def get_attribute_int32(self, attribute, output=""):
-        return self._get("veqdx_GetAttributeViInt32", ll.ViInt32, _encode(output), attribute)
-
-    def get_attribute_real64(self, attribute, output=""):
-        return self._get("veqdx_GetAttributeViReal64", ll.ViReal64, _encode(output), attribute)
-
-    def get_attribute_boolean(self, attribute, output=""):
-        return bool(self._get("veqdx_GetAttributeViBoolean", ll.ViBoolean, _encode(output),
-                              attribute))
-
-    def get_attribute_session(self, attribute, output=""):
-        return self._get("veqdx_GetAttributeViSession", ll.ViSession, _encode(output),
-                         attribute)
-
-    def get_attribute_string(self, attribute, output=""):
-        return self._string("veqdx_GetAttributeViString", _encode(output), attribute)
-
-    def set_attribute_int32(self, attribute, value, output=""):
-        self._call("veqdx_SetAttributeViInt32", _encode(output), attribute, value)
-
-    def set_attribute_real64(self, attribute, value, output=""):
-        self._call("veqdx_SetAttributeViReal64", _encode(output), attribute, value)
-
-    def set_attribute_boolean(self, attribute, value, output=""):
-        self._call("veqdx_SetAttributeViBoolean", _encode(output), attribute, bool(value))
-
-    def set_attribute_session(self, attribute, value, output=""):
-        self._call("veqdx_SetAttributeViSession", _encode(output), attribute, value)
-
-    def set_attribute_string(self, attribute, value, output=""):
-        self._call("veqdx_SetAttributeViString", _encode(output), attribute, _encode(value))
-
-    # ---- locking ---------------------------------------------------------------------------
     @contextlib.contextmanager
-    def lock(self):
-        """Hold the session lock for the block (re-entrant within one thread)."""
-        has_lock = ll.ViBoolean(ll.VI_FALSE)
-        self._call("veqdx_LockSession", byref(has_lock))
+    def lock(self) -> Iterator[Session]:
+        """Hold the session for this thread during the block; other threads' calls wait.
+
+        Re-entrant: nested ``with psu.lock():`` blocks in one thread are fine.
+        """
+        has_lock = ll.ViBoolean(c.VI_FALSE)
+        call(self, "veqdx_LockSession", byref(has_lock))
         try:
             yield self
         finally:
-            self._call("veqdx_UnlockSession", byref(has_lock))
+            call(self, "veqdx_UnlockSession", byref(has_lock))
 
+    # ---- outputs ----------------------------------------------------------------------------
+    @property
+    def output(self) -> Output:
+        """The only output of a single-output supply (UnknownChannelError if it has more)."""
+        names = self.outputs.names()
+        if len(names) != 1:
+            raise UnknownChannelError(c.VEQDX_ERROR_CHANNEL_NAME_REQUIRED,
+                                      f"this supply has {len(names)} outputs ("
+                                      + ", ".join(names) + "); use psu.outputs[name]")
+        return self.outputs[names[0]]
+
+    def select(self, selector: str) -> Output:
+        """Several outputs at once ("Output1-Output3", "Output1,Output3"): settings assigned
+        go to each; reading a setting or measuring needs a single output."""
+        return Output(self, selector)
+
+    def log(self, interval: float = 1.0, count: int | None = None,
+            duration: float | None = None,
+            outputs: Iterable[str] | None = None) -> Iterator[Reading]:
+        """Measure the outputs every ``interval`` seconds; see :func:`veqdx.log`."""
+        from .readings import log
+        return log(self, interval=interval, count=count, duration=duration, outputs=outputs)
+
+    # ---- inherent operations ----------------------------------------------------------------
+    def reset(self) -> None:
+        """Reset the instrument to its known state and clear the driver's cache."""
+        call(self, "veqdx_reset")
+
+    def reset_with_defaults(self) -> None:
+        """Reset, then apply the session's configured initial settings."""
+        call(self, "veqdx_ResetWithDefaults")
+
+    def disable(self) -> None:
+        """Put the instrument in a state where it delivers no power (all outputs off)."""
+        call(self, "veqdx_Disable")
+
+    def self_test(self) -> SelfTestResult:
+        """Run the instrument's self test; code 0 means passed."""
+        result, text = ll.ViInt16(), create_string_buffer(ll.FIXED_STRING_SIZE)
+        call(self, "veqdx_self_test", byref(result), text)
+        return SelfTestResult(int(result.value), clean(decode(text.value)))
+
+    def revision(self) -> Revision:
+        """The driver's revision and the instrument's firmware revision."""
+        driver, instrument = (create_string_buffer(ll.FIXED_STRING_SIZE) for _ in range(2))
+        call(self, "veqdx_revision_query", driver, instrument)
+        return Revision(decode(driver.value), decode(instrument.value))
+
+    def error_query(self) -> InstrumentError:
+        """Read the next entry of the instrument's error queue."""
+        code, text = ll.ViInt32(), create_string_buffer(ll.FIXED_STRING_SIZE)
+        call(self, "veqdx_error_query", byref(code), text)
+        return InstrumentError(int(code.value), clean(decode(text.value)))
+
+    def invalidate_all_attributes(self) -> None:
+        """Forget every cached setting, so that the next reads ask the instrument."""
+        call(self, "veqdx_InvalidateAllAttributes")
+
+    # ---- the driver's error record and queues -----------------------------------------------
+    @property
+    def last_error(self) -> tuple[int, str]:
+        """``(status, description)`` of the session's latest failure; (0, "") if none."""
+        return last_error(self._vi)
+
+    def clear_error(self) -> None:
+        """Empty the session's error record."""
+        call(self, "veqdx_ClearError")
+
+    def error_message(self, status: int) -> str:
+        """The driver's text for a status code."""
+        return error_message(status, self._vi)
+
+    def coercion_records(self) -> list[str]:
+        """Take the recorded value coercions (with RecordCoercions=true in the options)."""
+        return list(iter(lambda: string(self, "veqdx_GetNextCoercionRecord"), ""))
+
+    def interchange_warnings(self) -> list[str]:
+        """Take the queued interchangeability warnings."""
+        return list(iter(lambda: string(self, "veqdx_GetNextInterchangeWarning"), ""))
+
+    def clear_interchange_warnings(self) -> None:
+        """Drop all queued interchangeability warnings."""
+        call(self, "veqdx_ClearInterchangeWarnings")
+
+    def reset_interchange_check(self) -> None:
+        """Restart the interchangeability check from a clean state."""
+        call(self, "veqdx_ResetInterchangeCheck")
+
+    # ---- memories and direct I/O ------------------------------------------------------------
+    def save_state(self, memory: Memory | int | str) -> None:
+        """Store the instrument's settings in memory 1 to 3 (Memory.A to C, or "a")."""
+        call(self, "veqdx_SaveState", Memory.of(memory))
+
+    def recall_state(self, memory: Memory | int | str) -> None:
+        """Restore the settings stored in a memory."""
+        call(self, "veqdx_RecallState", Memory.of(memory))
+
+    def write(self, command: str) -> None:
+        """Send a command to the instrument as it is (the line end is added)."""
+        call(self, "veqdx_SystemWrite", encode(command))
+
+    def read(self, max_length: int = 65536) -> str:
+        """Read one response, without its line end; at most ``max_length`` characters."""
+        buffer, count = create_string_buffer(max_length + 1), ll.ViInt32()
+        call(self, "veqdx_SystemRead", max_length + 1, buffer, byref(count))
+        return decode(buffer.raw[:count.value]).rstrip("\r\n")
+
+    def query(self, command: str, max_length: int = 65536) -> str:
+        """Send a query and read its response, without the line end."""
+        with self.lock():  # no other thread's read may take this reply
+            self.write(command)
+            return self.read(max_length)
+
+    # ---- attributes -------------------------------------------------------------------------
+    def get_attribute(self, attribute: int, kind: type, selector: str = "") -> Any:
+        """Read attribute ``attribute`` (a ``VEQDX_ATTR_*`` number) of Python type ``kind``:
+        int (ViInt32), float (ViReal64), bool (ViBoolean) or str (ViString)."""
+        return get_attribute(self, kind, selector, attribute)
+
+    def set_attribute(self, attribute: int, value: int | float | bool | str,
+                      selector: str = "") -> None:
+        """Write attribute ``attribute``; the C function is chosen by the value's type."""
+        kind = next(k for k in (bool, int, float, str) if isinstance(value, k))
+        set_attribute(self, kind, selector, attribute, value)
+
+    def get_session_attribute(self, attribute: int, selector: str = "") -> int:
+        """Read a ViSession attribute (a handle)."""
+        value = ll.ViSession()
+        call(self, "veqdx_GetAttributeViSession", encode(selector), attribute, byref(value))
+        return int(value.value)
+
+    def set_session_attribute(self, attribute: int, value: int, selector: str = "") -> None:
+        """Write a ViSession attribute (a handle)."""
+        call(self, "veqdx_SetAttributeViSession", encode(selector), attribute, value)
+
+    @property
+    def simulating(self) -> bool:
+        """Whether the session runs without an instrument."""
+        return bool(self.get_attribute(c.VEQDX_ATTR_SIMULATE, bool))
+
+    @property
+    def model(self) -> str:
+        """The instrument's model ("QDX750ML")."""
+        return str(self.get_attribute(c.VEQDX_ATTR_INSTRUMENT_MODEL, str))
+
+    @property
+    def range_check(self) -> bool:
+        """Whether values are checked against the outputs' ratings before sending."""
+        return bool(self.get_attribute(c.VEQDX_ATTR_RANGE_CHECK, bool))
+
+    @range_check.setter
+    def range_check(self, on: bool) -> None:
+        self.set_attribute(c.VEQDX_ATTR_RANGE_CHECK, bool(on))
