@@ -1,6 +1,7 @@
 """The API on a simulated session: settings, errors, locking, logging and plotting."""
 from __future__ import annotations
 
+import gc
 import sys
 import threading
 from pathlib import Path
@@ -112,6 +113,12 @@ def test_failures_raise_the_matching_exception(sim: veqdx.Session, action: objec
     assert error.status & 0xFFFFFFFF == status
     assert error.description.startswith(text) and not error.description.endswith("\n")
     assert f"0x{status:08X}" in str(error) and "\r" not in str(error)
+
+
+def test_a_dropped_session_is_closed() -> None:
+    vi = veqdx.Session("TCPIP::localhost::INSTR", simulate=True).vi
+    gc.collect()  # the session's parts refer back to it
+    assert veqdx.lowlevel.veqdx_ClearError(vi) == veqdx.VEQDX_ERROR_INVALID_SESSION_HANDLE
 
 
 def test_error_record_follows_the_failure(sim: veqdx.Session) -> None:

@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import contextlib
+import weakref
 from collections.abc import Iterable, Iterator
 from ctypes import byref, create_string_buffer
 from types import TracebackType
@@ -99,6 +100,8 @@ class Session:
         # A failed open has no session: its error is recorded for this thread.
         check(c.VI_NULL, status, "veqdx_InitWithOptions" if options else "veqdx_init", 2)
         self._vi = int(handle.value)
+        # A session dropped without close() is still closed, at the latest when Python exits.
+        self._finalizer = weakref.finalize(self, ll.function("veqdx_close"), self._vi)
         self.resource = resource
         self.outputs = Outputs(self)
         """The outputs by name: ``psu.outputs["Output1"]``; iterate for all names."""
@@ -119,6 +122,7 @@ class Session:
         """Close the session; further calls fail. Closing twice does nothing."""
         if self._vi != c.VI_NULL:
             vi, self._vi = self._vi, c.VI_NULL
+            self._finalizer.detach()
             check(vi, ll.function("veqdx_close")(vi), "veqdx_close")
 
     def __enter__(self) -> Session:
