@@ -12,7 +12,7 @@ resource = sys.argv[1] if len(sys.argv) > 1 else "TCPIP::localhost::INSTR"
 image = sys.argv[2] if len(sys.argv) > 2 else "run.png"
 readings: list[veqdx.Reading] = []
 with veqdx.Session(resource, simulate=len(sys.argv) < 2, timeout=5) as psu:
-    outputs = list(psu.outputs.values())
+    outputs = list(psu.outputs)
     for out in outputs:
         out.current_limit, out.enabled = 2.0, True
     for volts in (4.0, 9.0, 15.0):

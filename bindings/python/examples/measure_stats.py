@@ -10,7 +10,7 @@ import veqdx
 
 resource = sys.argv[1] if len(sys.argv) > 1 else "TCPIP::localhost::INSTR"
 with veqdx.Session(resource, simulate=len(sys.argv) < 2, timeout=5) as psu:
-    out = list(psu.outputs.values())[0]
+    out = next(iter(psu.outputs))
     out.voltage_level, out.current_limit, out.enabled = 12.0, 2.0, True
     volts = [out.measure_voltage() for _ in range(100)]
     out.enabled = False

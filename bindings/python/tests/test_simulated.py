@@ -56,7 +56,7 @@ def test_settings_read_back_what_was_assigned(sim: veqdx.Session, path: str,
 def test_simulated_session_basics(sim: veqdx.Session) -> None:
     assert sim.revision() == ("1.0.4.0", "Sim1.0.4.0")
     assert sim.self_test().code == 0
-    assert (list(sim.outputs), sim.outputs.channel_names(), sim.output.name) == (
+    assert ([o.name for o in sim.outputs], sim.outputs.channel_names(), sim.output.name) == (
         ["Output0"], ["Output0"], "Output0")
     assert (sim.simulating, sim.model) == (True, "QDX750ML")
     out = sim.output

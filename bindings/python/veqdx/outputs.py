@@ -1,7 +1,7 @@
 """Outputs of a supply: their settings as properties, measurements and queries as methods."""
 from __future__ import annotations
 
-from collections.abc import Callable, Iterator, Mapping
+from collections.abc import Callable, Iterator
 from typing import TYPE_CHECKING, Any, Generic, TypeVar, overload
 
 from . import _constants as c
@@ -241,11 +241,12 @@ class Output(_Selected):
         return self.measure(Measurement.CURRENT)
 
 
-class Outputs(Mapping[str, Output]):
-    """The outputs of a session by name ("Output1"), in the instrument's order.
+class Outputs:
+    """The outputs of a session, in the instrument's order.
 
-    ``outputs["Output1"]`` raises :class:`UnknownChannelError` (a KeyError) for a name the
-    session does not have; iterating gives the names, ``values()`` the outputs.
+    ``outputs["Output1"]`` gives an output by name (:class:`UnknownChannelError`, a KeyError,
+    for a name the session does not have); ``for out in psu.outputs`` visits every output;
+    ``"Output1" in psu.outputs`` and ``names()`` tell the names.
     """
 
     def __init__(self, session: Session) -> None:
@@ -276,8 +277,11 @@ class Outputs(Mapping[str, Output]):
                                       + ", ".join(self.names()))
         return Output(self._session, name)
 
-    def __iter__(self) -> Iterator[str]:
-        return iter(self.names())
+    def __iter__(self) -> Iterator[Output]:
+        return (Output(self._session, name) for name in self.names())
+
+    def __contains__(self, name: object) -> bool:
+        return name in self.names()
 
     def __len__(self) -> int:
         return len(self.names())
