@@ -239,7 +239,10 @@ class Session:
 
     # ---- memories and direct I/O ------------------------------------------------------------
     def save_state(self, memory: Memory | int | str) -> None:
-        """Store the instrument's settings in memory 1 to 3 (Memory.A to C, or "a")."""
+        """Store the instrument's settings in memory 1 to 3 (Memory.A to C, or "a").
+
+        Memories live in the instrument: a simulated session refuses this with VeqdxIOError.
+        """
         call(self, "veqdx_SaveState", Memory.of(memory))
 
     def recall_state(self, memory: Memory | int | str) -> None:

@@ -132,7 +132,8 @@ class GlobalSettings(_Part):
     """Settings applied to all units of a multi-unit system at once (``psu.global_settings``).
 
     They are write-only: the instrument cannot report them back, so reading raises
-    AttributeError.
+    AttributeError. They always go to the link, so a simulated session refuses them with
+    :class:`veqdx.VeqdxIOError`.
     """
 
     @staticmethod
