@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <type_traits>
 #include <utility>
 
 // Included together on purpose: the public headers must not clash with the core's.
@@ -10,7 +9,7 @@
 #include "base/hresult.h"
 #include "veqdx.h"
 #include "veqdx/enums.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/ivi_interfaces.h"
 #include "veqdx/status.h"
 
 namespace veqdx {
@@ -69,30 +68,6 @@ TEST(PublicHeaders, DriverErrorCodesAgreeWithTheCore) {
       {E::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED, E_VELMORAQDX_PERSONALITY_NOT_INSTALLED},
   };
   for (const auto& [published, core] : rows) EXPECT_EQ(static_cast<HRESULT>(published), core);
-}
-
-// A class and an instrument interface with members of one signature share one override.
-class BothTriggers : public IVelmoraQdxTrigger, public IIviDCPwrTrigger {
- public:
-  HRESULT Abort() override { return ++calls, S_OK; }
-  HRESULT Initiate() override { return S_OK; }
-  HRESULT SendSoftwareTrigger() override { return S_OK; }
-  int calls = 0;
-};
-
-TEST(PublicHeaders, InterfacesAreAbstractAndShareOverrides) {
-  static_assert(std::is_abstract_v<IVelmoraQdx> && std::is_abstract_v<IVelmoraQdxOutput> &&
-                std::is_abstract_v<IIviDCPwr> && std::is_abstract_v<IIviDriverIdentity>);
-  // The driver object reaches IIviDriver through two interfaces; it must have it only once.
-  static_assert(std::is_base_of_v<IIviDriver, IVelmoraQdx> &&
-                std::is_base_of_v<IIviDriver, IIviDCPwr>);
-  BothTriggers both;
-  static_cast<IVelmoraQdxTrigger&>(both).Abort();
-  static_cast<IIviDCPwrTrigger&>(both).Abort();
-  EXPECT_EQ(both.calls, 2);
-  EXPECT_STREQ(IVelmoraQdxOutput::kIid, "{BDAB1522-0DB4-4428-A8BD-279CC22E48C8}");
-  EXPECT_EQ(IVelmoraQdxOutput::Dispid::BleederEnabled, 0x60010025);
-  EXPECT_EQ(IVelmoraQdx::Dispid::Global, 0x60020004);
 }
 
 }  // namespace

@@ -79,22 +79,25 @@ class Sim : public qdxsim::Emulator {
   }
 };
 
-// A simulated session, opened by every test of the fixture.
-class SimulatedSession : public testing::Test {
+// A session closed after the test; SimulatedSession opens a simulated one for every test,
+// EmulatedSession one on an emulated supply in Open() (the transcript starts empty after it).
+class Session : public testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", &vi),
-              VI_SUCCESS)
-        << LastError(VI_NULL).text;
-  }
   void TearDown() override {
     if (vi != VI_NULL) veqdx_close(vi);
   }
   ViSession vi = VI_NULL;
 };
 
-// A session on an emulated supply, opened by Open(); the transcript starts empty after it.
-class EmulatedSession : public testing::Test {
+class SimulatedSession : public Session {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(veqdx_InitWithOptions(kSimResource, 0, 0, "Simulate=true", &vi), VI_SUCCESS)
+        << LastError(VI_NULL).text;
+  }
+};
+
+class EmulatedSession : public Session {
  protected:
   // A single unit of `model`, or one with `channels` channels of it.
   void Open(const std::string& model = "QDX750ML", int channels = 0) {
@@ -103,18 +106,12 @@ class EmulatedSession : public testing::Test {
   void OpenChannels(const std::vector<std::string>& channels, const std::string& model = "") {
     sim = std::make_unique<Sim>(channels, model);
     ASSERT_TRUE(sim->started) << sim->error;
-    ASSERT_EQ(veqdx_InitWithOptions(sim->Resource().c_str(), VI_TRUE, VI_FALSE, "", &vi),
-              VI_SUCCESS)
+    ASSERT_EQ(veqdx_init(sim->Resource().c_str(), VI_TRUE, VI_FALSE, &vi), VI_SUCCESS)
         << LastError(VI_NULL).text;
     sim->Transcript();
   }
-  void TearDown() override {
-    if (vi != VI_NULL) veqdx_close(vi);
-  }
   Lines Wire(std::size_t expected = 0) { return sim->Transcript(expected); }
-
   std::unique_ptr<Sim> sim;
-  ViSession vi = VI_NULL;
 };
 
 // Expects exactly these messages on the wire since the last look (a braced list is fine).

@@ -22,50 +22,40 @@ TEST(Session, FailedInitRecordsForTheThread) {
   auto Unknown = [](const std::string& value) {
     return "VelmoraQdx: The " + value + " value in the option string is unknown.\r\n";
   };
+  constexpr ViStatus kBadValue = VEQDX_ERROR_BAD_OPTION_VALUE;
   const struct {
-    void (*fault)(Sim&);  // nullptr: no emulator, `resource` is used
-    const char* resource;
-    const char* options;  // nullptr: veqdx_init
-    ViBoolean reset;
+    void (*fault)(Sim&);  // not nullptr: on an emulator with this fault, by veqdx_init
+    const char* options;  // not nullptr: simulated options; both nullptr: a closed port
     ViStatus status;
     std::string text;
   } cases[] = {
-      {nullptr, kSimResource, "Simulate=yes", 0, VEQDX_ERROR_BAD_OPTION_VALUE, Unknown("yes")},
-      {nullptr, kSimResource, "Simulate=true, InterchangeCheck=true", 0,
-       VEQDX_ERROR_BAD_OPTION_VALUE,
+      {nullptr, "Simulate=yes", kBadValue, Unknown("yes")},
+      {nullptr, "Simulate=true, InterchangeCheck=true", kBadValue,
        Unknown("True") + "Interchange checking is not supported by the driver."},
       // IoTimeout is a plain count of milliseconds from 1 to 3600000, never taken loosely.
-      {nullptr, kSimResource, "Simulate=true, DriverSetup=IoTimeout=0", 0,
-       VEQDX_ERROR_BAD_OPTION_VALUE, Unknown("0")},
-      {nullptr, kSimResource, "Simulate=true, DriverSetup=IoTimeout=5s", 0,
-       VEQDX_ERROR_BAD_OPTION_VALUE, Unknown("5s")},
-      {nullptr, kSimResource, "DriverSetup=Model=QDX750L, iotimeout=-1", 0,
-       VEQDX_ERROR_BAD_OPTION_VALUE, Unknown("-1")},
-      {nullptr, kSimResource, "Simulate=1,DriverSetup=IOTIMEOUT=3600001", 0,
-       VEQDX_ERROR_BAD_OPTION_VALUE, Unknown("3600001")},
-      {nullptr, "TCPIP::127.0.0.1::1::SOCKET", nullptr, 0, VEQDX_ERROR_IO_GENERAL,
+      {nullptr, "Simulate=true, DriverSetup=IoTimeout=0", kBadValue, Unknown("0")},
+      {nullptr, "Simulate=true, DriverSetup=IoTimeout=5s", kBadValue, Unknown("5s")},
+      {nullptr, "DriverSetup=Model=QDX750L, iotimeout=-1", kBadValue, Unknown("-1")},
+      {nullptr, "Simulate=1,DriverSetup=IOTIMEOUT=3600001", kBadValue, Unknown("3600001")},
+      {nullptr, nullptr, VEQDX_ERROR_IO_GENERAL,
        "VelmoraQdx: I/O error: Failed to open VISA resource..\r\nResource descriptor = "
        "TCPIP::127.0.0.1::1::SOCKET. Cause: connect to 127.0.0.1:1 refused."},
-      {[](Sim& s) { s.addGarbageQuery("*IDN?", "Velmora,XYZ123,SIM0001,1.00"); }, nullptr, nullptr,
-       0, VEQDX_ERROR_ID_QUERY_FAILED,
+      {[](Sim& s) { s.addGarbageQuery("*IDN?", "Velmora,XYZ123,SIM0001,1.00"); }, nullptr,
+       VEQDX_ERROR_ID_QUERY_FAILED,
        "VelmoraQdx: Instrument ID query failed.\r\nUnrecognized model: XYZ123."},
-      {[](Sim& s) { s.addSilentQuery("*RST"); }, nullptr, nullptr, VI_TRUE,
-       VEQDX_ERROR_RESET_FAILED, "VelmoraQdx: Instrument reset failed.\r\n"},
+      {[](Sim& s) { s.addSilentQuery("*RST"); }, nullptr, VEQDX_ERROR_RESET_FAILED,
+       "VelmoraQdx: Instrument reset failed.\r\n"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
-    std::unique_ptr<Sim> sim;
-    std::string resource = c.resource ? c.resource : "";
-    if (c.fault != nullptr) {
-      sim = std::make_unique<Sim>();
-      ASSERT_TRUE(sim->started) << sim->error;
-      c.fault(*sim);
-      resource = sim->Resource();
-    }
+    Sim sim;
+    ASSERT_TRUE(sim.started) << sim.error;
+    if (c.fault != nullptr) c.fault(sim);
+    const std::string resource = c.fault ? sim.Resource() : "TCPIP::127.0.0.1::1::SOCKET";
     veqdx_ClearError(VI_NULL);
     ViSession vi = 0x1234;
-    EXPECT_EQ(c.options ? veqdx_InitWithOptions(resource.c_str(), VI_TRUE, c.reset, c.options, &vi)
-                        : veqdx_init(resource.c_str(), VI_TRUE, c.reset, &vi),
+    EXPECT_EQ(c.options ? veqdx_InitWithOptions(kSimResource, VI_TRUE, VI_TRUE, c.options, &vi)
+                        : veqdx_init(resource.c_str(), VI_TRUE, VI_TRUE, &vi),
               c.status);
     EXPECT_EQ(vi, static_cast<ViSession>(VI_NULL));
     EXPECT_EQ(LastError(VI_NULL).text, c.text);

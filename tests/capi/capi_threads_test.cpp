@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -116,11 +117,13 @@ TEST(Threads, EightThreadsOnTwoSessionsAndTwoOutputs) {
   }
 }
 
-// Sessions opened, used and closed from many threads at once; a closed handle stays refused.
+// Sessions opened, used and closed from many threads at once: every handle is new (none is
+// reused), and a closed one stays refused.
 TEST(Threads, OpenAndCloseFromManyThreads) {
   std::vector<std::future<ViStatus>> results;
+  std::vector<ViSession> handles[kThreads];
   for (int t = 0; t < kThreads; ++t) {
-    results.push_back(std::async(std::launch::async, [] {
+    results.push_back(std::async(std::launch::async, [&issued = handles[t]] {
       for (int i = 0; i < 20; ++i) {
         ViSession vi = VI_NULL;
         ViStatus s = veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", &vi);
@@ -129,11 +132,16 @@ TEST(Threads, OpenAndCloseFromManyThreads) {
         if (s != VI_SUCCESS) return s;
         if (veqdx_reset(vi) != VEQDX_ERROR_INVALID_SESSION_HANDLE)
           return VEQDX_ERROR_CANNOT_RECOVER;
+        issued.push_back(vi);
       }
       return VI_SUCCESS;
     }));
   }
   ExpectAllSucceedInTime(results, "open and close");
+  std::set<ViSession> unique;
+  for (const auto& issued : handles) unique.insert(issued.begin(), issued.end());
+  EXPECT_EQ(unique.size(), kThreads * 20u);
+  EXPECT_EQ(unique.count(VI_NULL), 0u);
 }
 
 }  // namespace

@@ -13,6 +13,8 @@
 namespace veqdx {
 namespace {
 
+using D = VelmoraQdxErrorCodesEnum;
+
 const struct Row {
   std::uint32_t number;
   HRESULT hr;
@@ -61,23 +63,19 @@ const struct Row {
      "The range A is not valid for the repeated capability B."},
     {0x22, E_IVI_UNKNOWN_NAME_IN_SELECTOR, "Unknown name in selector."},
     {0x23, E_IVI_BADLY_FORMED_SELECTOR, "The repeated capability selector is badly-formed."},
-    {0x24, E_IVI_UNKNOWN_PHYSICAL_IDENTIFIER,
-     "Unknown physical repeated capability selector."},
+    {0x24, E_IVI_UNKNOWN_PHYSICAL_IDENTIFIER, "Unknown physical repeated capability selector."},
     {0x25, S_IVI_NSUP_ID_QUERY, "ID Query is not supported by this instrument."},
     {0x26, S_IVI_NSUP_RESET, "Reset is not supported by this instrument."},
     {0x27, S_IVI_NSUP_SELF_TEST, "Self test is not supported by this instrument."},
     {0x28, S_IVI_NSUP_ERROR_QUERY, "Error query is not supported by this instrument."},
     {0x29, S_IVI_NSUP_REV_QUERY, "Firmware revision query is not supported by this instrument."},
-    {0x2A, HRESULT(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_IO_GENERAL), "I/O error: A."},
-    {0x2B, HRESULT(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_IO_TIMEOUT), "I/O timeout error: A."},
-    {0x2C, HRESULT(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_MODEL_NOT_SUPPORTED),
+    {0x2A, HRESULT(D::E_VELMORAQDX_IO_GENERAL), "I/O error: A."},
+    {0x2B, HRESULT(D::E_VELMORAQDX_IO_TIMEOUT), "I/O timeout error: A."},
+    {0x2C, HRESULT(D::E_VELMORAQDX_MODEL_NOT_SUPPORTED),
      "Instrument model does not support this feature: A."},
-    {0x2D, HRESULT(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_ACTIVE),
-     "Personality is not active."},
-    {0x2E, HRESULT(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_LICENSED),
-     "Personality is not licensed."},
-    {0x2F, HRESULT(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED),
-     "Personality is not installed."},
+    {0x2D, HRESULT(D::E_VELMORAQDX_PERSONALITY_NOT_ACTIVE), "Personality is not active."},
+    {0x2E, HRESULT(D::E_VELMORAQDX_PERSONALITY_NOT_LICENSED), "Personality is not licensed."},
+    {0x2F, HRESULT(D::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED), "Personality is not installed."},
     {0x30, E_IVIDCPWR_TRIGGER_NOT_SOFTWARE, "The trigger source is not set to software trigger."},
 };
 
