@@ -3,6 +3,7 @@
 // registers by number.
 #include <cstring>
 #include <functional>
+#include <map>
 #include <span>
 #include <string>
 #include <tuple>
@@ -107,34 +108,70 @@ TEST_F(EmulatedSession, RangeSelectorAppliesInOrderAndStopsAtTheFirstFailure) {
   EXPECT_WIRE(Lines{":INST:NSEL 1", ":VOLT 50"});  // Output3 is never asked
 }
 
+// The selector grammar, shown by what each refusal returns and records; names the grammar
+// accepts show as unknown names (the first in order), which proves how they were read. A
+// selector is resolved before anything is applied: nothing is sent.
 TEST_F(EmulatedSession, SelectorErrorsOnATwoChannelUnit) {
   Open("QDX750ML", 2);
-  const std::string required = "VelmoraQdx: A channel name is required.\r\n";
-  const std::string badlyFormed = "The repeated capability selector is badly-formed.";
-  const std::string unknown = "VelmoraQdx: Unknown channel name.\r\n";
+  constexpr ViStatus kRequired = VEQDX_ERROR_CHANNEL_NAME_REQUIRED;
+  constexpr ViStatus kBadly = VEQDX_ERROR_BADLY_FORMED_SELECTOR;
+  constexpr ViStatus kRange = VEQDX_ERROR_INVALID_RANGE_IN_SELECTOR;
+  constexpr ViStatus kLevels = VEQDX_ERROR_INVALID_NUMBER_OF_LEVELS_IN_SELECTOR;
+  constexpr ViStatus kUnknown = VEQDX_ERROR_UNKNOWN_CHANNEL_NAME;
+  const std::map<ViStatus, std::string> texts = {
+      {kRequired, "VelmoraQdx: A channel name is required.\r\n"},
+      {kBadly, "The repeated capability selector is badly-formed."},
+      {kRange, "Invalid range specified in repeated capability selector."},
+      {kLevels,
+       "Invalid or inconsistent number of levels specified in repeated capability selector."},
+      {kUnknown, "VelmoraQdx: Unknown channel name.\r\n"},
+  };
   const struct {
     const char* selector;
     ViStatus status;
-    std::string text;
+    const char* unknown = "";  // the name an unknown-name refusal appends
   } cases[] = {
-      {nullptr, VEQDX_ERROR_CHANNEL_NAME_REQUIRED, required},
-      {"", VEQDX_ERROR_CHANNEL_NAME_REQUIRED, required},
-      {"  ", VEQDX_ERROR_CHANNEL_NAME_REQUIRED, required},
-      {"Output1-", VEQDX_ERROR_BADLY_FORMED_SELECTOR, badlyFormed},
-      {"Output1,Output2", VEQDX_ERROR_BADLY_FORMED_SELECTOR, badlyFormed},
-      {"Output2-Output1", VEQDX_ERROR_INVALID_RANGE_IN_SELECTOR,
-       "Invalid range specified in repeated capability selector."},
-      {"Output1:X", VEQDX_ERROR_INVALID_NUMBER_OF_LEVELS_IN_SELECTOR,
-       "Invalid or inconsistent number of levels specified in repeated capability selector."},
-      {"output1", VEQDX_ERROR_UNKNOWN_CHANNEL_NAME, unknown + "output1"},
-      {"Output0", VEQDX_ERROR_UNKNOWN_CHANNEL_NAME, unknown + "Output0"},
+      {nullptr, kRequired},
+      {"", kRequired},
+      {" \t ", kRequired},
+      {"Output1-", kBadly},
+      {"-Output1", kBadly},
+      {"Output1--Output2", kBadly},
+      {"Output1-Output2-Output3", kBadly},
+      {"Out put1", kBadly},
+      {"Output1\n", kBadly},
+      {"Output#1", kBadly},
+      {"Output1,Output2", kBadly},  // one name or one range, no lists
+      {"Output1-Output2, Output4", kBadly},
+      {"Output1,", kBadly},
+      {",Output1", kBadly},
+      {"1-3", kBadly},               // range ends start with a run of letters
+      {"Output-Output2", kBadly},    // an end without a number
+      {"Output1a-Output2", kBadly},  // an end not letters-then-number
+      {"1Output-3Output", kBadly},
+      {"Output1-Channel2", kRange},  // different prefixes
+      {"Output2-Output1", kRange},   // descending
+      {"Output1-Output99999999999", kRange},  // number does not fit
+      {"a0-a1024", kRange},                   // more than 1024 names
+      {"Output1:X", kLevels},
+      {"Output1-Output2:x", kLevels},
+      {":", kLevels},
+      {"output1", kUnknown, "output1"},
+      {"Output0", kUnknown, "Output0"},
+      {"  Output3\t", kUnknown, "Output3"},
+      {"Output01-Output03", kUnknown, "Output3"},  // "%s%d" drops leading zeros
+      {"Output8-Output11", kUnknown, "Output8"},
+      {"my_out!1-my_out!2", kUnknown, "my_out!1"},
+      {"ch!", kUnknown, "ch!"},
+      {"Output1a", kUnknown, "Output1a"},  // a plain name may mix letters and digits freely
+      {"a1-a1024", kUnknown, "a1"},        // 1024 names are still fine
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.selector == nullptr ? "(null)" : c.selector);
-    EXPECT_EQ(veqdx_ConfigureOutputEnabled(vi, c.selector, VI_TRUE), c.status);
+    EXPECT_EQ(veqdx_ConfigureVoltageLevel(vi, c.selector, 1), c.status);
     const Recorded e = LastError(vi);
     EXPECT_EQ(e.code, c.status);
-    EXPECT_EQ(e.text, c.text);
+    EXPECT_EQ(e.text, texts.at(c.status) + c.unknown);
     ViReal64 value = 0;
     EXPECT_EQ(veqdx_Measure(vi, c.selector, VEQDX_VAL_MEASURE_VOLTAGE, &value), c.status);
   }
