@@ -233,9 +233,9 @@ TEST_F(EmulatedSession, DriverWideCommandsSelectNoChannel) {
                     ":INIT", "*TRG", ":ABOR", "*CLS", ":STAT:PRES"});
 }
 
-// What the instrument does wrong reaches the caller as its status: an error it reports with
-// QueryInstrumentStatus on, and a query it never answers.
-TEST_F(EmulatedSession, InstrumentErrorsAndSilenceReachTheCaller) {
+// QueryInstrumentStatus set through its attribute: an error the instrument reports reaches the
+// caller as its status.
+TEST_F(EmulatedSession, InstrumentErrorIsReportedWhenQueryInstrumentStatusIsOn) {
   Open();
   ASSERT_EQ(veqdx_SetAttributeViBoolean(vi, "", VEQDX_ATTR_QUERY_INSTRUMENT_STATUS, VI_TRUE),
             VI_SUCCESS);
@@ -244,12 +244,6 @@ TEST_F(EmulatedSession, InstrumentErrorsAndSilenceReachTheCaller) {
   EXPECT_EQ(LastError(vi).text,
             "VelmoraQdx: Instrument error detected.  Use ErrorQuery() to determine error(s).\r\n");
   EXPECT_WIRE(Lines{":INST:NSEL 0", "*ESR?", ":VOLT 1000", "*ESR?"});
-
-  sim->addSilentQuery(":MEAS:VOLT?");
-  ViReal64 value = 0;
-  EXPECT_EQ(veqdx_Measure(vi, "", VEQDX_VAL_MEASURE_VOLTAGE, &value), VEQDX_ERROR_IO_TIMEOUT);
-  EXPECT_EQ(LastError(vi).text.rfind("VelmoraQdx: I/O timeout error: ", 0), 0u)
-      << LastError(vi).text;
 }
 
 TEST_F(EmulatedSession, DirectIoSharesTheDriversLink) {
