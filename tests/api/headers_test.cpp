@@ -2,25 +2,21 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <type_traits>
+#include <utility>
 
 // Included together on purpose: the public headers must not clash with the core's.
 #include "base/error_reporter.h"
 #include "base/hresult.h"
 #include "veqdx.h"
 #include "veqdx/enums.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/ivi_interfaces.h"
 #include "veqdx/status.h"
 
 namespace veqdx {
 namespace {
 
 TEST(PublicHeaders, CEnumerationValuesMatchTheObjectModel) {
-  struct Row {
-    std::int32_t objectModel;
-    long c;
-  };
-  const Row rows[] = {
+  const std::pair<std::int32_t, long> rows[] = {
       {VelmoraQdxMeasurementCurrent, VEQDX_VAL_MEASURE_CURRENT},
       {VelmoraQdxMeasurementVoltage, VEQDX_VAL_MEASURE_VOLTAGE},
       {VelmoraQdxOutputStateConstantVoltage, VEQDX_VAL_OUTPUT_CONSTANT_VOLTAGE},
@@ -55,51 +51,23 @@ TEST(PublicHeaders, CEnumerationValuesMatchTheObjectModel) {
       {IviDCPwrRangeCurrent, VEQDX_VAL_RANGE_CURRENT},
       {IviDCPwrRangeVoltage, VEQDX_VAL_RANGE_VOLTAGE},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.objectModel, row.c);
+  for (const auto& [objectModel, c] : rows) EXPECT_EQ(objectModel, c);
   static_assert(sizeof(VelmoraQdxOutputStateEnum) == 4 && sizeof(VelmoraQdxPONStateEnum) == 4);
 }
 
+// The core's own constants of the driver's errors (the message table's codes are checked
+// against the public names in tests/errors).
 TEST(PublicHeaders, DriverErrorCodesAgreeWithTheCore) {
   using E = VelmoraQdxErrorCodesEnum;
-  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_IO_GENERAL), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_IO_TIMEOUT), E_VELMORAQDX_IO_TIMEOUT);
-  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_MODEL_NOT_SUPPORTED),
-            E_VELMORAQDX_MODEL_NOT_SUPPORTED);
-  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_PERSONALITY_NOT_ACTIVE),
-            E_VELMORAQDX_PERSONALITY_NOT_ACTIVE);
-  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_PERSONALITY_NOT_LICENSED),
-            E_VELMORAQDX_PERSONALITY_NOT_LICENSED);
-  EXPECT_EQ(static_cast<HRESULT>(E::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED),
-            E_VELMORAQDX_PERSONALITY_NOT_INSTALLED);
-  // The core's message table and the public names give the same codes.
-  EXPECT_EQ(HResultOfMessage(msg::TriggerNotSoftware), E_IVIDCPWR_TRIGGER_NOT_SOFTWARE);
-  EXPECT_EQ(HResultOfMessage(msg::IdQueryNotSupported), S_IVI_NSUP_ID_QUERY);
-  EXPECT_EQ(HResultOfMessage(msg::UnknownNameInSelector), E_IVI_UNKNOWN_NAME_IN_SELECTOR);
-  EXPECT_EQ(HResultOfMessage(msg::NullPointer), E_IVI_NULL_POINTER);
-}
-
-// A class and an instrument interface with members of one signature share one override.
-class BothTriggers : public IVelmoraQdxTrigger, public IIviDCPwrTrigger {
- public:
-  HRESULT Abort() override { return ++calls, S_OK; }
-  HRESULT Initiate() override { return S_OK; }
-  HRESULT SendSoftwareTrigger() override { return S_OK; }
-  int calls = 0;
-};
-
-TEST(PublicHeaders, InterfacesAreAbstractAndShareOverrides) {
-  static_assert(std::is_abstract_v<IVelmoraQdx> && std::is_abstract_v<IVelmoraQdxOutput> &&
-                std::is_abstract_v<IIviDCPwr> && std::is_abstract_v<IIviDriverIdentity>);
-  // The driver object reaches IIviDriver through two interfaces; it must have it only once.
-  static_assert(std::is_base_of_v<IIviDriver, IVelmoraQdx> &&
-                std::is_base_of_v<IIviDriver, IIviDCPwr>);
-  BothTriggers both;
-  static_cast<IVelmoraQdxTrigger&>(both).Abort();
-  static_cast<IIviDCPwrTrigger&>(both).Abort();
-  EXPECT_EQ(both.calls, 2);
-  EXPECT_STREQ(IVelmoraQdxOutput::kIid, "{BDAB1522-0DB4-4428-A8BD-279CC22E48C8}");
-  EXPECT_EQ(IVelmoraQdxOutput::Dispid::BleederEnabled, 0x60010025);
-  EXPECT_EQ(IVelmoraQdx::Dispid::Global, 0x60020004);
+  const std::pair<E, HRESULT> rows[] = {
+      {E::E_VELMORAQDX_IO_GENERAL, E_VELMORAQDX_IO_GENERAL},
+      {E::E_VELMORAQDX_IO_TIMEOUT, E_VELMORAQDX_IO_TIMEOUT},
+      {E::E_VELMORAQDX_MODEL_NOT_SUPPORTED, E_VELMORAQDX_MODEL_NOT_SUPPORTED},
+      {E::E_VELMORAQDX_PERSONALITY_NOT_ACTIVE, E_VELMORAQDX_PERSONALITY_NOT_ACTIVE},
+      {E::E_VELMORAQDX_PERSONALITY_NOT_LICENSED, E_VELMORAQDX_PERSONALITY_NOT_LICENSED},
+      {E::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED, E_VELMORAQDX_PERSONALITY_NOT_INSTALLED},
+  };
+  for (const auto& [published, core] : rows) EXPECT_EQ(static_cast<HRESULT>(published), core);
 }
 
 }  // namespace

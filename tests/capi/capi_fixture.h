@@ -1,13 +1,16 @@
-// Shared helpers of the C interface tests: sessions opened through veqdx.h, simulated or on an
-// in-process emulator, and the recorded errors read back the way an application reads them.
+// Shared helpers of the C interface tests: sessions opened through veqdx.h only (none of the
+// driver's internals), simulated or on an in-process emulator on a free loopback port, and the
+// recorded errors read back the way an application reads them.
 #pragma once
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "sim_helper.h"
+#include "qdx_sim.h"
 #include "veqdx.h"
 
 namespace capi_test {
@@ -32,51 +35,90 @@ inline Recorded LastError(ViSession vi) {
   return r;
 }
 
-// A simulated session, opened by every test of the fixture.
-class SimulatedSession : public testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", &vi),
-              VI_SUCCESS)
-        << LastError(VI_NULL).text;
+// An emulated supply: a single unit of `model` ("Output0") without `channels`, else a
+// multi-channel unit whose channels 1..n are of these models.
+class Sim : public qdxsim::Emulator {
+ public:
+  explicit Sim(const std::vector<std::string>& channels = {}, const std::string& model = "QDX750ML")
+      : Emulator(MakeConfig(channels, model)) {
+    started = start(&error);
   }
+  std::string Resource() const {
+    return "TCPIP::127.0.0.1::" + std::to_string(port()) + "::SOCKET";
+  }
+  // Every message received since the last call. The emulator logs a command when it has
+  // handled it, which may be a moment after the driver's call returned: this waits (at most two
+  // seconds) for `atLeast` messages, then a little longer so that one beyond them shows too.
+  Lines Transcript(std::size_t atLeast = 0) {
+    using namespace std::chrono_literals;
+    Lines lines = takeTranscript();
+    auto append = [&] {
+      for (std::string& line : takeTranscript()) lines.push_back(std::move(line));
+    };
+    const auto deadline = std::chrono::steady_clock::now() + 2s;
+    while (lines.size() < atLeast && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(1ms);
+      append();
+    }
+    std::this_thread::sleep_for(15ms);
+    append();
+    return lines;
+  }
+  bool started = false;
+  std::string error;
+
+ private:
+  static qdxsim::Config MakeConfig(const std::vector<std::string>& channels,
+                                   const std::string& model) {
+    qdxsim::Config config;
+    config.model = channels.empty() ? model : channels.front();
+    config.port = 0;
+    for (const std::string& m : channels)
+      config.channels.push_back({static_cast<int>(config.channels.size()) + 1, m});
+    return config;
+  }
+};
+
+// A session closed after the test; SimulatedSession opens a simulated one for every test,
+// EmulatedSession one on an emulated supply in Open() (the transcript starts empty after it).
+class Session : public testing::Test {
+ protected:
   void TearDown() override {
     if (vi != VI_NULL) veqdx_close(vi);
   }
   ViSession vi = VI_NULL;
 };
 
-// A session on an emulated supply; Open() starts both. The transcript starts empty after
-// initialization.
-class EmulatedSession : public testing::Test {
+class SimulatedSession : public Session {
  protected:
-  void Open(const std::string& model = "QDX750ML", int channels = 0,
-            const char* options = "") {
-    Start(std::make_unique<Sim>(model, channels), options);
+  void SetUp() override {
+    ASSERT_EQ(veqdx_InitWithOptions(kSimResource, 0, 0, "Simulate=true", &vi), VI_SUCCESS)
+        << LastError(VI_NULL).text;
   }
-  void Start(std::unique_ptr<Sim> emulator, const char* options = "") {
-    sim = std::move(emulator);
-    ASSERT_TRUE(sim->started()) << sim->error();
-    ASSERT_EQ(veqdx_InitWithOptions(sim->Resource().c_str(), VI_TRUE, VI_FALSE, options, &vi),
-              VI_SUCCESS)
+};
+
+class EmulatedSession : public Session {
+ protected:
+  // A single unit of `model`, or one with `channels` channels of it.
+  void Open(const std::string& model = "QDX750ML", int channels = 0) {
+    OpenChannels(std::vector<std::string>(channels, model), model);
+  }
+  void OpenChannels(const std::vector<std::string>& channels, const std::string& model = "") {
+    sim = std::make_unique<Sim>(channels, model);
+    ASSERT_TRUE(sim->started) << sim->error;
+    ASSERT_EQ(veqdx_init(sim->Resource().c_str(), VI_TRUE, VI_FALSE, &vi), VI_SUCCESS)
         << LastError(VI_NULL).text;
     sim->Transcript();
   }
-  void TearDown() override {
-    if (vi != VI_NULL) veqdx_close(vi);
-  }
-  // The messages the emulator received since the last look, waiting for `expected` of them.
   Lines Wire(std::size_t expected = 0) { return sim->Transcript(expected); }
-
   std::unique_ptr<Sim> sim;
-  ViSession vi = VI_NULL;
 };
 
 // Expects exactly these messages on the wire since the last look (a braced list is fine).
-#define EXPECT_WIRE(...)                       \
-  do {                                         \
+#define EXPECT_WIRE(...)                              \
+  do {                                                \
     const ::capi_test::Lines expected_ = __VA_ARGS__; \
-    EXPECT_EQ(Wire(expected_.size()), expected_); \
+    EXPECT_EQ(Wire(expected_.size()), expected_);     \
   } while (0)
 
 }  // namespace capi_test

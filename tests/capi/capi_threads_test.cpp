@@ -1,13 +1,13 @@
 // Eight threads on two sessions and two outputs each, through the C interface: no race, no
-// deadlock, every call succeeds, and on the wire every level lands after the selection of its
-// own output (a command can never slip in between another thread's selection and command).
-#include <chrono>
+// deadlock, every call succeeds, on the wire every level lands after the selection of its own
+// output, and code under an explicit session lock runs alone.
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "capi_fixture.h"
@@ -40,53 +40,65 @@ void ExpectAllSucceedInTime(std::vector<std::future<ViStatus>>& results, const c
   }
 }
 
-ViStatus Drive(ViSession vi, int t) {
+// Counts that only the session lock protects (plain on purpose, for the race detector).
+struct Exclusive {
+  std::atomic<int> inside{0};
+  long count = 0;
+  std::atomic<int> overlaps{0};
+};
+
+ViStatus Drive(ViSession vi, int t, Exclusive& exclusive) {
   const std::string output = "Output" + std::to_string(ChannelOf(t));
   for (int i = 0; i < kIterations; ++i) {
     ViStatus s = veqdx_ConfigureVoltageLevel(vi, output.c_str(), LevelOf(t, i));
-    if (s != VI_SUCCESS) return s;
     ViReal64 value = 0;
-    if ((s = veqdx_Measure(vi, output.c_str(), VEQDX_VAL_MEASURE_VOLTAGE, &value)) != VI_SUCCESS)
-      return s;
-    if ((s = veqdx_GetAttributeViReal64(vi, output.c_str(), VEQDX_ATTR_CURRENT_LIMIT, &value)) !=
-        VI_SUCCESS)
-      return s;
+    if (s == VI_SUCCESS) s = veqdx_Measure(vi, output.c_str(), VEQDX_VAL_MEASURE_VOLTAGE, &value);
+    if (s == VI_SUCCESS)
+      s = veqdx_GetAttributeViReal64(vi, output.c_str(), VEQDX_ATTR_CURRENT_LIMIT, &value);
+    if (s != VI_SUCCESS) return s;
+    // An explicit lock around two calls, nested once.
+    ViBoolean has = VI_FALSE;
+    if ((s = veqdx_LockSession(vi, &has)) != VI_SUCCESS) return s;
+    veqdx_LockSession(vi, nullptr);
+    if (exclusive.inside.fetch_add(1) != 0) ++exclusive.overlaps;
+    const long before = exclusive.count;
     if (i % 10 == 0) {
-      // An explicit lock around two calls, nested once.
-      ViBoolean has = VI_FALSE;
-      if ((s = veqdx_LockSession(vi, &has)) != VI_SUCCESS) return s;
-      veqdx_LockSession(vi, nullptr);
       ViBoolean state = VI_FALSE;
       s = veqdx_QueryOutputState(vi, output.c_str(), VEQDX_VAL_OUTPUT_CONSTANT_VOLTAGE, &state);
       ViInt32 reg = 0;
       if (s == VI_SUCCESS) s = veqdx_StatusGetRegister(vi, "", 0, 1, &reg);
-      veqdx_UnlockSession(vi, nullptr);
-      veqdx_UnlockSession(vi, &has);
-      if (s != VI_SUCCESS) return s;
     }
+    std::this_thread::yield();  // widen the window another thread would have to break in
+    exclusive.count = before + 1;
+    exclusive.inside.fetch_sub(1);
+    veqdx_UnlockSession(vi, nullptr);
+    veqdx_UnlockSession(vi, &has);
+    if (s != VI_SUCCESS) return s;
   }
   return VI_SUCCESS;
 }
 
 TEST(Threads, EightThreadsOnTwoSessionsAndTwoOutputs) {
-  Sim sims[2] = {Sim("QDX750ML", 2), Sim("QDX750ML", 2)};
+  Sim sims[2] = {Sim({"QDX750ML", "QDX750ML"}), Sim({"QDX750ML", "QDX750ML"})};
   ViSession sessions[2] = {VI_NULL, VI_NULL};
+  Exclusive exclusive[2];
   for (int s = 0; s < 2; ++s) {
-    ASSERT_TRUE(sims[s].started()) << sims[s].error();
-    ASSERT_EQ(veqdx_init(sims[s].Resource().c_str(), VI_TRUE, VI_FALSE, &sessions[s]),
-              VI_SUCCESS)
+    ASSERT_TRUE(sims[s].started) << sims[s].error;
+    ASSERT_EQ(veqdx_init(sims[s].Resource().c_str(), VI_TRUE, VI_FALSE, &sessions[s]), VI_SUCCESS)
         << LastError(VI_NULL).text;
     sims[s].Transcript();
   }
-
   std::vector<std::future<ViStatus>> results;
   for (int t = 0; t < kThreads; ++t) {
-    results.push_back(std::async(std::launch::async,
-                                 [&sessions, t] { return Drive(sessions[SessionOf(t)], t); }));
+    results.push_back(std::async(std::launch::async, [&, t] {
+      return Drive(sessions[SessionOf(t)], t, exclusive[SessionOf(t)]);
+    }));
   }
   ExpectAllSucceedInTime(results, "two sessions");
 
   for (int s = 0; s < 2; ++s) {
+    EXPECT_EQ(exclusive[s].overlaps.load(), 0);
+    EXPECT_EQ(exclusive[s].count, kIterations * kThreads / 2);
     int selected = -1;
     int levels = 0;
     for (const std::string& line : sims[s].Transcript()) {
@@ -96,8 +108,7 @@ TEST(Threads, EightThreadsOnTwoSessionsAndTwoOutputs) {
         const int t = static_cast<int>(std::floor(std::stod(line.substr(6)))) - 1;
         ASSERT_TRUE(t >= 0 && t < kThreads) << line;
         EXPECT_EQ(SessionOf(t), s) << line;
-        EXPECT_EQ(selected, ChannelOf(t)) << line << " sent while channel " << selected
-                                          << " was selected";
+        EXPECT_EQ(selected, ChannelOf(t)) << line << " sent while " << selected << " was selected";
         ++levels;
       }
     }
@@ -106,24 +117,31 @@ TEST(Threads, EightThreadsOnTwoSessionsAndTwoOutputs) {
   }
 }
 
-// Sessions opened and closed from many threads at once while others use them.
+// Sessions opened, used and closed from many threads at once: every handle is new (none is
+// reused), and a closed one stays refused.
 TEST(Threads, OpenAndCloseFromManyThreads) {
   std::vector<std::future<ViStatus>> results;
+  std::vector<ViSession> handles[kThreads];
   for (int t = 0; t < kThreads; ++t) {
-    results.push_back(std::async(std::launch::async, [] {
+    results.push_back(std::async(std::launch::async, [&issued = handles[t]] {
       for (int i = 0; i < 20; ++i) {
         ViSession vi = VI_NULL;
         ViStatus s = veqdx_InitWithOptions(kSimResource, VI_FALSE, VI_FALSE, "Simulate=true", &vi);
+        if (s == VI_SUCCESS) s = veqdx_ConfigureVoltageLevel(vi, "", 1.0 + i);
+        if (s == VI_SUCCESS) s = veqdx_close(vi);
         if (s != VI_SUCCESS) return s;
-        if ((s = veqdx_ConfigureVoltageLevel(vi, "", 1.0 + i)) != VI_SUCCESS) return s;
-        if ((s = veqdx_close(vi)) != VI_SUCCESS) return s;
         if (veqdx_reset(vi) != VEQDX_ERROR_INVALID_SESSION_HANDLE)
           return VEQDX_ERROR_CANNOT_RECOVER;
+        issued.push_back(vi);
       }
       return VI_SUCCESS;
     }));
   }
   ExpectAllSucceedInTime(results, "open and close");
+  std::set<ViSession> unique;
+  for (const auto& issued : handles) unique.insert(issued.begin(), issued.end());
+  EXPECT_EQ(unique.size(), kThreads * 20u);
+  EXPECT_EQ(unique.count(VI_NULL), 0u);
 }
 
 }  // namespace

@@ -77,13 +77,4 @@ class ObjectModel : public ::testing::Test {
   }
 };
 
-// The typed value of a cache entry of `node`, or false when it is absent, of another type or
-// invalid.
-template <class T>
-bool CachedValue(const attr::CNode& node, std::string_view key, T& value) {
-  const attr::CCacheEntryBase* entry = node.FindCacheEntry(key);
-  if (entry == nullptr || entry->TypeTag() != attr::CCacheEntry<T>::Tag()) return false;
-  return static_cast<const attr::CCacheEntry<T>*>(entry)->TryGet(value);
-}
-
 }  // namespace veqdx::om_test
