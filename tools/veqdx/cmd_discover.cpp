@@ -119,14 +119,15 @@ int Discover(const GlobalOptions& options, const DiscoverRequest& request) {
     size_t finished = 0;
   };
   auto shared = std::make_shared<Shared>();
+  std::vector<std::thread> threads;
   for (const Candidate& candidate : candidates)
-    std::thread([shared, candidate, timeoutMs] {
+    threads.emplace_back([shared, candidate, timeoutMs] {
       Found found = Identify(candidate, timeoutMs);
       std::lock_guard lock(shared->mutex);
       shared->results.push_back(found);
       ++shared->finished;
       shared->done.notify_all();
-    }).detach();
+    });
 
   std::vector<Found> results;
   bool allDone = false;
@@ -135,6 +136,11 @@ int Discover(const GlobalOptions& options, const DiscoverRequest& request) {
     allDone = shared->done.wait_until(lock, deadline, [&] { return shared->finished == candidates.size(); });
     results = shared->results;
   }
+  for (std::thread& thread : threads)
+    if (allDone)
+      thread.join();
+    else
+      thread.detach();
   std::sort(results.begin(), results.end(),
             [](const Found& a, const Found& b) { return a.resource < b.resource; });
   json instruments = json::array();
