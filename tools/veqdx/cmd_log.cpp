@@ -117,7 +117,8 @@ int Log(const GlobalOptions& options, const LogRequest& request) {
     rows += static_cast<long>(latest.size());
     if (progress)
       ShowProgress(static_cast<double>(tick + 1) / static_cast<double>(ticks),
-                   (tick + 1) * request.interval, rows, latest);
+                   std::chrono::duration<double>(CTickClock::Clock::now() - clock.Due(0)).count(),
+                   rows, latest);
   }
   if (progress) std::fputc('\n', stderr);
   Jitter jitter = Summarize(latenessMs);

@@ -36,6 +36,7 @@ void PrintTable(const std::vector<std::vector<std::string>>& rows) {
     std::string line;
     for (size_t i = 0; i < row.size(); ++i)
       line += i + 1 < row.size() ? row[i] + std::string(widths[i] - row[i].size() + 2, ' ') : row[i];
+    while (!line.empty() && line.back() == ' ') line.pop_back();
     std::cout << line << "\n";
   }
 }
