@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
@@ -63,9 +64,8 @@ std::vector<Candidate> UsbTmcCandidates() {
     std::string resource = "USB::0x" + Upper(ReadLine(device / "idVendor")) + "::0x" +
                            Upper(ReadLine(device / "idProduct")) + "::" +
                            ReadLine(device / "serial");
-    std::string number = ReadLine(interface / "bInterfaceNumber");
-    if (!number.empty() && std::stoi(number, nullptr, 16) != 0)
-      resource += "::" + std::to_string(std::stoi(number, nullptr, 16));
+    long number = std::strtol(ReadLine(interface / "bInterfaceNumber").c_str(), nullptr, 16);
+    if (number > 0) resource += "::" + std::to_string(number);
     found.push_back({resource + "::INSTR", ""});
   }
   return found;

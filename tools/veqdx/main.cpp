@@ -10,7 +10,11 @@
 
 namespace veqdx_cli {
 
-std::string ExampleFooter(const std::string& examples) { return "\nExample:\n  " + examples + "\n"; }
+std::string ExampleFooter(const std::string& examples) {
+  return "\nExample:\n  " + examples +
+         "\n\nGlobal options (-r RES, --simulate, --options, --timeout, -o, --json, -q) may "
+         "follow the command: see 'veqdx --help'.\n";
+}
 
 namespace {
 
@@ -64,9 +68,10 @@ int main(int argc, char** argv) {
                "veqdx");
   app.fallthrough();  // global options may follow the command
   app.require_subcommand(1);
-  app.footer(ExampleFooter(
-      "veqdx --simulate identify\n  veqdx -r TCPIP::192.168.1.20::5025::SOCKET set --voltage 12 "
-      "--on\n  veqdx -r PSU1 log --interval 1 --duration 3600 --csv run.csv"));
+  app.footer(
+      "\nExample:\n  veqdx --simulate identify\n  veqdx -r TCPIP::192.168.1.20::5025::SOCKET set "
+      "--voltage 12 --on\n  veqdx -r PSU1 log --interval 1 --duration 3600 --csv run.csv\n\n"
+      "'veqdx COMMAND --help' tells more about each command; 'man veqdx' tells all.\n");
   AddGlobalOptions(app, context.global);
   AddInstrumentCommands(app, context);
   AddDirectCommands(app, context);
