@@ -193,12 +193,12 @@ def stamp(row):
 def test_log_writes_steady_ticks(sim, tmp_path):
     on(sim, "set", "-o", "Output2", "--voltage", "5", "--current", "1", "--on")
     csv = tmp_path / "log.csv"
-    r = on(sim, "log", "--interval", "0.1", "--count", "4", "-o", "Output2", "--csv", str(csv))
+    r = on(sim, "log", "--interval", "0.2", "--count", "4", "-o", "Output2", "--csv", str(csv))
     assert r.returncode == 0 and r.stdout == "" and "4 readings, 0 skipped, 4 rows" in r.stderr
     rows = read_csv(csv)
     assert [row[1:] for row in rows] == [["Output2", "5", "0.5"]] * 4
     times = [stamp(row) for row in rows]
-    assert all(0.05 < b - a < 0.15 for a, b in zip(times, times[1:])), times
+    assert all(0.1 < b - a < 0.3 for a, b in zip(times, times[1:])), times
     # To standard output by default, and quiet leaves standard error empty.
     r = on(sim, "log", "--interval", "0.05", "--count", "2", "-q")
     assert r.returncode == 0 and r.stderr == "" and r.stdout.count("\n") == 5
