@@ -28,6 +28,8 @@ TEST(EnumConverters, WritingValuesAndReadingReplies) {
       {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled",
        {{-1, "1"}, {1, "1"}, {0, "0"}, {2, kFails}, {65537, kFails}},
        {{"1", -1}, {"1\n", -1}, {"0", 0}, {"OFF", kRefused}, {" OFF", kRefused}, {"ON", kRefused}}},
+      {"VARIANT_BOOL", "", {{-1, "1"}}, {}},
+      {"VARIANT_BOOL", "IIviDCPwrOutput.ConfigureOVP", {{-1, "1"}}, {}},
       {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CCControlEnabled",
        {{-1, "VOLT"}, {0, "NONE"}}, {{"VOLT", -1}, {"1", kRefused}}},
       {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CVControlEnabled",

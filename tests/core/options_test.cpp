@@ -221,40 +221,5 @@ TEST(OptionValues, ItemsAndTheStartOfDriverSetup) {
   }
 }
 
-// A store that knows one session.
-class OneSessionStore : public IConfigStore {
- public:
-  ConfigStoreSession session;
-  bool FindDriverSession(std::string_view name, ConfigStoreSession& out) override {
-    if (name != "MySupply") return false;
-    out = session;
-    return true;
-  }
-};
-
-TEST(ConfigStore, SessionSettingsThenOptionString) {
-  OneSessionStore store;
-  store.session.hardwareResource = "ASRL1::INSTR";
-  store.session.settings.simulate = true;
-  store.session.settings.cache = false;
-  store.session.driverSetup = "Model=QDX750L";
-
-  InitConfiguration config;
-  CTraceState trace;
-  CVelmoraQdxErrorReporter reporter;
-  ASSERT_EQ(LoadConfiguration("MySupply", "Cache=true", store, config, trace, reporter), S_OK);
-  EXPECT_EQ(config.logicalName, "MySupply");
-  EXPECT_EQ(config.ioResourceDescriptor, "ASRL1::INSTR");
-  EXPECT_EQ(On(config.settings), "cache rangeCheck simulate");  // the option string wins
-  EXPECT_EQ(config.model, "QDX750L");
-
-  store.session.softwareModuleLoadable = false;
-  EXPECT_EQ(LoadConfiguration("MySupply", "", store, config, trace, reporter),
-            E_IVI_CANNOT_RECOVER);
-  EXPECT_NE(ThreadErrorRecord().description.find(
-                "\r\nSoftware module could not be loaded from the IVI Configuration Store."),
-            std::string::npos);
-}
-
 }  // namespace
 }  // namespace veqdx

@@ -49,6 +49,38 @@ TEST(Session, InitializeCloseAndSecondInitialize) {
   EXPECT_EQ(Get(d, &CDriver::get_DriverSetup), "");
 }
 
+// The store's session gives the address and settings, the option string overrides them.
+TEST(Session, ConfigStoreSessionThenOptionString) {
+  class Store : public IConfigStore {
+   public:
+    ConfigStoreSession session;
+    bool FindDriverSession(std::string_view name, ConfigStoreSession& out) override {
+      if (name != "MySupply") return false;
+      out = session;
+      return true;
+    }
+  };
+  auto store = std::make_shared<Store>();
+  store->session.hardwareResource = "TCPIP::10.9.9.9::INSTR";
+  store->session.settings.simulate = true;
+  store->session.settings.rangeCheck = false;
+  store->session.driverSetup = "Model=QDX750L";
+  CVelmoraQdx d{dcpwr::CreateOutput};
+  d.SetConfigStore(store);
+  ASSERT_EQ(d.Initialize("MySupply", VARIANT_FALSE, VARIANT_FALSE, "RangeCheck=1"), S_OK);
+  EXPECT_EQ(Get(d, &CDriver::get_LogicalName), "MySupply");
+  EXPECT_EQ(Get(d, &CDriver::get_IoResourceDescriptor), "TCPIP::10.9.9.9::INSTR");
+  EXPECT_EQ(d.Model(), "QDX750L");
+  EXPECT_TRUE(d.InitialSettings().simulate);
+  EXPECT_TRUE(d.RangeCheck());
+  ASSERT_EQ(d.Close(), S_OK);
+  store->session.softwareModuleLoadable = false;
+  EXPECT_EQ(d.Initialize("MySupply", VARIANT_FALSE, VARIANT_FALSE, ""), E_IVI_CANNOT_RECOVER);
+  EXPECT_NE(LastError().find(
+                "\r\nSoftware module could not be loaded from the IVI Configuration Store."),
+            std::string::npos);
+}
+
 // A simulated session stays simulated; a real one can switch either way.
 TEST_F(DriverOnDevice, SimulationSwitch) {
   CVelmoraQdx simulated{dcpwr::CreateOutput};

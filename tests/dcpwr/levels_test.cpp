@@ -40,7 +40,7 @@ TEST_F(OutputOnDevice, CacheSkipsUnchangedWritesAndAnswersReadsPerOutput) {
   OpenTwoChannels();
   VelmoraQdxOutput& out = Out("Output1");
   for (double v : {5.0, 5.0, 5.000000000000001, 5.0001}) ASSERT_EQ(out.put_VoltageLevel(v), S_OK);
-  ASSERT_EQ(out.ConfigureCurrentLimit(VelmoraQdxCurrentLimitTrip, 5), S_OK);
+  ASSERT_EQ(out.IviDCPwr().ConfigureCurrentLimit(IviDCPwrCurrentLimitRegulate, 5), S_OK);
   ASSERT_EQ(out.ConfigureOVP(VARIANT_FALSE, 40), S_OK);
   ASSERT_EQ(out.IviDCPwr().ConfigureOVP(VARIANT_TRUE, 40), S_OK);  // unchanged: cached
   ASSERT_EQ(out.put_OCPLimit(10), S_OK);

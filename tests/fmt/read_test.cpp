@@ -99,6 +99,9 @@ TEST_F(ReadTest, ListCountsAndEmptyStrings) {
   std::string options = "stale";
   ASSERT_EQ(Read("\n", "%$B[^\n]", &options), S_OK);
   EXPECT_EQ(options, "");
+  CountedString model("stale");
+  ASSERT_EQ(Read("80.0,QDX750ML\n", "%*lf,%$C[^\n]", &model), S_OK);
+  EXPECT_EQ(model, "QDX750ML");
 }
 
 TEST_F(ReadTest, StringsWordsAndCharacters) {

@@ -20,6 +20,10 @@ TEST_F(FormatCacheTest, LongFormatsTokenizeWithoutDeepRecursion) {
   std::int32_t v = 0;
   ASSERT_EQ(io().Sscanf(literal + "8", (literal + "%d").c_str(), &v), S_OK) << LastError();
   EXPECT_EQ(v, 8);
+  const auto parsed = TokenizeReadFormat(literal + "%(;)2$Slf");  // "$S": a safe array
+  EXPECT_EQ(parsed->error, "");
+  EXPECT_EQ(parsed->argCount, 1u);
+  EXPECT_NE(TokenizeWriteFormat("50%% %")->error, "");
 }
 
 TEST_F(FormatCacheTest, EachFormatIsTokenizedOncePerProcess) {
