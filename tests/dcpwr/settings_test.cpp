@@ -34,7 +34,7 @@ TEST_F(OutputOnDevice, KeywordRepliesAndExternalSourceSwitches) {
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":OUTP?", ":OUTP:PON?", ":SYST:CONF:MON:RANG?",
                               ":VOLT:EXT:SOUR?", ":OUTP?", ":OUTP:PON?"}));
 
-  // The external source switches, sent through the C functions in one direction only.
+  // The C-function tests send each external source switch one way only; here both ways.
   for (auto put : {&VelmoraQdxOutput::put_CVControlEnabled, &VelmoraQdxOutput::put_CCControlEnabled})
     for (VARIANT_BOOL value : {VARIANT_TRUE, VARIANT_FALSE}) ASSERT_EQ((out.*put)(value), S_OK);
   EXPECT_EQ(Traffic(), (Lines{":VOLT:EXT:SOUR VOLT", ":VOLT:EXT:SOUR NONE", ":CURR:EXT:SOUR VOLT",
