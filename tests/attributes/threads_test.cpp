@@ -26,11 +26,8 @@ struct Lookup {
 const Lookup kLookups[] = {
     {"VARIANT_BOOL", "IVelmoraQdxOutput.Enabled", "1", -1},
     {"VARIANT_BOOL", "IVelmoraQdxOutputExternalControl.CCControlEnabled", "VOLT", -1},
-    {"VARIANT_BOOL", "IVelmoraQdxOther.Flag", "0, OFF", 0},
     {"PONState", "IVelmoraQdxOutput.PONState", "FORC", 2},
-    {"VelmoraQdxTriggerSourceEnum", "IVelmoraQdxOutput.TriggerSource", "BUS", 2},
     {"ExternalRangeEnum", "IVelmoraQdxOutputExternalControl.AlanogControlRange", "HIGH", 1},
-    {"VelmoraQdxMeasurementType", "IVelmoraQdxOutput.Measure", "CURR?", 0},
     {"OperationMode", "IVelmoraQdxOutput.OperationPriority", "CV", 1},
 };
 constexpr std::size_t kLookupCount = std::size(kLookups);

@@ -1,115 +1,66 @@
-// Keyword settings, protection, trigger source, external control, measurement and output
-// state (the per-output registers and summaries of a multi-channel unit: tests/capi).
+// Keyword settings, measurement, output state, and simulated sessions (the wire form of every
+// setting and the per-output registers of a multi-channel unit: tests/capi).
 #include "output_fixture.h"
 
 namespace veqdx::dcpwr::testing {
 namespace {
 
-TEST_F(OutputOnDevice, BooleanKeywordsOfEnabled) {
+// Replies are trimmed but case-sensitive; one that names no keyword fails the read and
+// leaves the default value.
+TEST_F(OutputOnDevice, KeywordRepliesAndExternalSourceSwitches) {
   OpenSingle();
   VelmoraQdxOutput& out = Out();
-  ASSERT_EQ(driver.put_Cache(VARIANT_FALSE), S_OK);
-  ASSERT_EQ(out.put_Enabled(VARIANT_TRUE), S_OK);
-  ASSERT_EQ(out.put_Enabled(1), S_OK);
-  ASSERT_EQ(out.put_Enabled(VARIANT_FALSE), S_OK);
-  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":OUTP 1", ":INST:NSEL 0", ":OUTP 1", ":INST:NSEL 0",
-                              ":OUTP 0"}));
   VARIANT_BOOL on = 0;
-  device->Reply("1\n");
+  VelmoraQdxPONStateEnum pon = VelmoraQdxPONStateForce;
+  VelmoraQdxExternalRangeEnum range = VelmoraQdxExternalRangeLow;
+  device->Reply("1\n").Reply("  SAFE \n").Reply("HIGH\n").Reply("VOLT\n");
   ASSERT_EQ(out.get_Enabled(&on), S_OK);
+  ASSERT_EQ(out.get_PONState(&pon), S_OK) << LastError();
+  ASSERT_EQ(out.get_ExternalMonitorRange(&range), S_OK);
+  EXPECT_EQ(on, VARIANT_TRUE);
+  EXPECT_EQ(pon, VelmoraQdxPONStateSafe);
+  EXPECT_EQ(range, VelmoraQdxExternalRangeHigh);
+  ASSERT_EQ(out.get_CVControlEnabled(&on), S_OK);
   EXPECT_EQ(on, VARIANT_TRUE);
   device->Reply("OFF\n");
-  EXPECT_EQ(out.get_Enabled(&on), kIoError);
+  EXPECT_EQ(out.get_Enabled(&on), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: I/O error: Unexpected value 'OFF' for enum 'VARIANT_BOOL'..\r\n");
   EXPECT_EQ(on, VARIANT_FALSE);
-}
-
-TEST_F(OutputOnDevice, EnumerationRepliesAreTrimmedButCaseSensitive) {
-  OpenSingle();
-  VelmoraQdxOutput& out = Out();
-  VelmoraQdxPONStateEnum pon = VelmoraQdxPONStateForce;
-  device->Reply("  SAFE \n");
-  ASSERT_EQ(out.get_PONState(&pon), S_OK) << LastError();
-  EXPECT_EQ(pon, VelmoraQdxPONStateSafe);
   device->Reply("safe\n");
-  EXPECT_EQ(out.get_PONState(&pon), kIoError);
-  EXPECT_EQ(LastError(),
-            "VelmoraQdx: I/O error: Unexpected value 'safe' for enum 'VelmoraQdxPONStateEnum'.."
-            "\r\n");
-  VelmoraQdxExternalRangeEnum range = VelmoraQdxExternalRangeLow;
-  device->Reply("HIGH\n");
-  ASSERT_EQ(out.get_ExternalMonitorRange(&range), S_OK);
-  EXPECT_EQ(range, VelmoraQdxExternalRangeHigh);
-  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":OUTP:PON?", ":OUTP:PON?", ":SYST:CONF:MON:RANG?"}));
-}
+  EXPECT_EQ(out.get_PONState(&pon), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(LastError(), "VelmoraQdx: I/O error: Unexpected value 'safe' for enum "
+                         "'VelmoraQdxPONStateEnum'..\r\n");
+  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":OUTP?", ":OUTP:PON?", ":SYST:CONF:MON:RANG?",
+                              ":VOLT:EXT:SOUR?", ":OUTP?", ":OUTP:PON?"}));
 
-// The other keyword settings are checked on the wire through the C functions (tests/capi);
-// the external source switches are the ones sent there in one direction only.
-TEST_F(OutputOnDevice, ExternalSourceSwitchesOnTheWire) {
-  OpenSingle();
-  VelmoraQdxOutput& out = Out();
-  ASSERT_EQ(out.put_CVControlEnabled(VARIANT_TRUE), S_OK);
-  ASSERT_EQ(out.put_CVControlEnabled(VARIANT_FALSE), S_OK);
-  ASSERT_EQ(out.put_CCControlEnabled(VARIANT_TRUE), S_OK);
-  ASSERT_EQ(out.put_CCControlEnabled(VARIANT_FALSE), S_OK);
-  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":VOLT:EXT:SOUR VOLT", ":VOLT:EXT:SOUR NONE",
-                              ":CURR:EXT:SOUR VOLT", ":CURR:EXT:SOUR NONE"}));
-  VARIANT_BOOL cv = 0;
-  device->Reply("VOLT\n");
-  ASSERT_EQ(out.get_CVControlEnabled(&cv), S_OK);
-  EXPECT_EQ(cv, VARIANT_TRUE);
+  // The C-function tests send each external source switch one way only; here both ways.
+  for (auto put : {&VelmoraQdxOutput::put_CVControlEnabled, &VelmoraQdxOutput::put_CCControlEnabled})
+    for (VARIANT_BOOL value : {VARIANT_TRUE, VARIANT_FALSE}) ASSERT_EQ((out.*put)(value), S_OK);
+  EXPECT_EQ(Traffic(), (Lines{":VOLT:EXT:SOUR VOLT", ":VOLT:EXT:SOUR NONE", ":CURR:EXT:SOUR VOLT",
+                              ":CURR:EXT:SOUR NONE"}));
 }
 
 TEST_F(OutputOnDevice, TableChecksRejectBeforeAnyIo) {
   OpenSingle();
   VelmoraQdxOutput& out = Out();
-  EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), kInvalidValue);
+  EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), E_IVI_INVALID_VALUE);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.\r\n");
-  EXPECT_EQ(out.put_TriggerSource(static_cast<VelmoraQdxTriggerSourceEnum>(1)), kInvalidValue);
-  EXPECT_EQ(LastError(),
-            "VelmoraQdx: Invalid value (1) for method put_TriggerSource, parameter val.\r\n");
-  EXPECT_EQ(out.IviDCPwr().put_TriggerSource(IviDCPwrTriggerSourceExternal), kInvalidValue);
-  EXPECT_EQ(out.put_AlanogControlRange(static_cast<VelmoraQdxExternalRangeEnum>(2)), kInvalidValue);
-  EXPECT_EQ(LastError(),
-            "VelmoraQdx: Invalid value (2) for method put_AlanogControlRange, parameter val.\r\n");
+  EXPECT_EQ(out.IviDCPwr().put_TriggerSource(IviDCPwrTriggerSourceExternal), E_IVI_INVALID_VALUE);
   EXPECT_EQ(out.put_OutputControlLogic(static_cast<VelmoraQdxExternalLogicEnum>(-1)),
-            kInvalidValue);
-  EXPECT_EQ(Traffic(), Lines{});
+            E_IVI_INVALID_VALUE);
+  double v = 0;
+  EXPECT_EQ(out.Measure(static_cast<VelmoraQdxMeasurementTypeEnum>(5), &v), E_IVI_INVALID_VALUE);
   // Without the check the converter refuses the value, still before any I/O.
   ASSERT_EQ(driver.put_RangeCheck(VARIANT_FALSE), S_OK);
-  EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), kInvalidValue);
+  EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), E_IVI_INVALID_VALUE);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Invalid value (3) for method put_PONState, parameter nVal.\r\n");
   EXPECT_EQ(Traffic(), Lines{});
-}
-
-TEST_F(OutputOnDevice, ProtectionLimitsAreCached) {
-  OpenSingle();
-  VelmoraQdxOutput& out = Out();
-  ASSERT_EQ(out.put_OCPLimit(10), S_OK);
-  ASSERT_EQ(out.put_OCPLimit(10), S_OK);
-  double v = 0;
-  ASSERT_EQ(out.get_OCPLimit(&v), S_OK);
-  EXPECT_EQ(v, 10.0);
-  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":CURR:PROT 10"}));
-  // Simulation-only entries do not suppress writes.
-  ASSERT_EQ(out.put_BleederEnabled(VARIANT_TRUE), S_OK);
-  ASSERT_EQ(out.put_BleederEnabled(VARIANT_TRUE), S_OK);
-  EXPECT_EQ(Traffic(), (Lines{":SYST:CONF:BLE 1", ":SYST:CONF:BLE 1"}));
-}
-
-TEST_F(OutputOnDevice, MeasureSendsTheKeywordQuery) {
-  OpenSingle();
-  device->OnQuery(":MEAS:VOLT?", "+1.2345E+01\n").OnQuery(":MEAS:CURR?", "0.5\n");
-  double v = 0;
-  ASSERT_EQ(Out().Measure(VelmoraQdxMeasurementVoltage, &v), S_OK);
-  EXPECT_EQ(v, 12.345);
-  ASSERT_EQ(Out().IviDCPwr().Measure(IviDCPwrMeasurementCurrent, &v), S_OK);
-  EXPECT_EQ(v, 0.5);
-  EXPECT_EQ(Out().Measure(static_cast<VelmoraQdxMeasurementTypeEnum>(5), &v), kInvalidValue);
-  EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":MEAS:VOLT?", ":MEAS:CURR?"}));
+  device->OnQuery(":MEAS:CURR?", "+1.25E-01\n");
+  ASSERT_EQ(out.IviDCPwr().Measure(IviDCPwrMeasurementCurrent, &v), S_OK);
+  EXPECT_EQ(v, 0.125);
 }
 
 TEST_F(OutputOnDevice, QueryStateOnASingleUnitReadsThePlainRegisters) {
@@ -140,15 +91,71 @@ TEST_F(OutputOnDevice, QueryStateOnASingleUnitReadsThePlainRegisters) {
     EXPECT_EQ(Traffic(), (Lines{"STAT:OPER:COND?", "STAT:QUES:COND?"}));
   }
   VARIANT_BOOL in = 7;
-  EXPECT_EQ(Out().QueryState(static_cast<VelmoraQdxOutputStateEnum>(7), &in), kInvalidValue);
+  EXPECT_EQ(Out().QueryState(static_cast<VelmoraQdxOutputStateEnum>(7), &in), E_IVI_INVALID_VALUE);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Invalid value (7) for method IVelmoraQdxOutputQueryState, parameter "
             "OutputState.\r\n");
   EXPECT_EQ(in, VARIANT_FALSE);
-  EXPECT_EQ(Traffic(), (Lines{"STAT:OPER:COND?", "STAT:QUES:COND?"}));
   device->TimeOutNextRead();
-  EXPECT_EQ(Out().QueryState(VelmoraQdxOutputStateConstantCurrent, &in), kIoTimeout);
-  EXPECT_EQ(Traffic(), (Lines{"STAT:OPER:COND?"}));
+  EXPECT_EQ(Out().QueryState(VelmoraQdxOutputStateConstantCurrent, &in),
+            E_VELMORAQDX_IO_TIMEOUT);
+  EXPECT_EQ(Traffic(), (Lines{"STAT:OPER:COND?", "STAT:QUES:COND?", "STAT:OPER:COND?"}));
+}
+
+// Simulated values come from what was written (with or without the cache), nothing reaches a
+// device, and the measurement follows the output state.
+TEST_F(OutputOnDevice, SimulatedOutputsRememberWhatWasWritten) {
+  for (const char* options : {"Simulate=true, Cache=false", "Simulate=true"}) {
+    SCOPED_TRACE(options);
+    OpenSimulated(options);
+    VelmoraQdxOutput& out = Out();
+    double v = -1;
+    ASSERT_EQ(out.get_VoltageLevel(&v), S_OK);
+    EXPECT_EQ(v, 0.0);
+    VelmoraQdxOperationModeEnum mode = VelmoraQdxOperationModeCV;
+    ASSERT_EQ(out.get_OperationPriority(&mode), S_OK);
+    EXPECT_EQ(mode, VelmoraQdxOperationModeCC);
+    ASSERT_EQ(out.put_OperationPriority(VelmoraQdxOperationModeCV), S_OK);
+    ASSERT_EQ(out.get_OperationPriority(&mode), S_OK);
+    EXPECT_EQ(mode, VelmoraQdxOperationModeCV);
+    // The simulated unit has the QDX750ML's ratings: 84 V is the limit.
+    EXPECT_EQ(out.put_VoltageLevel(84.01), E_IVI_INVALID_VALUE);
+    ASSERT_EQ(out.put_VoltageLevel(12.5), S_OK);
+    ASSERT_EQ(out.get_VoltageLevel(&v), S_OK);
+    EXPECT_EQ(v, 12.5);
+    ASSERT_EQ(out.put_CurrentLimit(2), S_OK);
+    const std::pair<VARIANT_BOOL, std::pair<double, double>> states[] = {
+        {VARIANT_FALSE, {0, 0}}, {VARIANT_TRUE, {12.5, 2}}, {VARIANT_FALSE, {0, 0}}};
+    for (const auto& [enabled, measured] : states) {
+      ASSERT_EQ(out.put_Enabled(enabled), S_OK);
+      ASSERT_EQ(out.Measure(VelmoraQdxMeasurementVoltage, &v), S_OK);
+      EXPECT_EQ(v, measured.first);
+      ASSERT_EQ(out.Measure(VelmoraQdxMeasurementCurrent, &v), S_OK);
+      EXPECT_EQ(v, measured.second);
+    }
+    EXPECT_EQ(out.Measure(static_cast<VelmoraQdxMeasurementTypeEnum>(3), &v), E_IVI_INVALID_VALUE);
+    ASSERT_EQ(driver.Close(), S_OK);
+  }
+  OpenSimulated("Simulate=true, DriverSetup=Model=QDX750MH");
+  VelmoraQdxOutput& out = Out();
+  double v = 0;
+  ASSERT_EQ(out.QueryVoltageLevelMax(1, &v), S_OK);
+  EXPECT_EQ(v, 80.0);  // the simulated ratings, unmultiplied, whatever the model
+  ASSERT_EQ(out.QueryCurrentLimitMax(1, &v), S_OK);
+  EXPECT_EQ(v, 28.0);
+  VARIANT_BOOL in = 7;
+  ASSERT_EQ(out.QueryState(VelmoraQdxOutputStateConstantVoltage, &in), S_OK);
+  EXPECT_EQ(in, VARIANT_FALSE);
+  std::int16_t reg = 5;
+  ASSERT_EQ(out.get_QuestionableEnableRegister(&reg), S_OK);
+  EXPECT_EQ(reg, 0);
+  EXPECT_EQ(out.ResetOutputProtection(), S_OK);
+  EXPECT_EQ(driver.SelectedChannel(), 0);
+  // The enable setter has no simulation shortcut: a simulated session has no device to take
+  // the command, and says so.
+  EXPECT_EQ(out.put_OperationEnableRegister(1), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_FALSE(device->Connected());
+  EXPECT_EQ(device->Written(), Lines{});
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "dcpwr/system.h"
 #include "dcpwr/trigger.h"
 #include "support/driver_on_device.h"
+#include "veqdx/status.h"
 
 namespace veqdx::dcpwr::testing {
 
@@ -13,8 +14,6 @@ using veqdx::testing::Lines;
 
 class SystemOnDevice : public veqdx::testing::CDriverOnDevice {
  protected:
-  VelmoraQdxOutput& Output(const char* name) { return Out(name); }
-
   CTrigger trigger{driver};
   CStatus status{driver};
   CGlobal global{driver};

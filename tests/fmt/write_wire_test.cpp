@@ -95,6 +95,7 @@ TEST_F(WriteWireTest, ArgumentMistakesAreInvalidArgumentsAndSendNothing) {
        [](CFormattedIo& io) { return io.Printf("%{VARIANT_BOOL}s", 1); }, "VARIANT_BOOL"},
       {"untokenizable", [](CFormattedIo& io) { return io.Printf(":VOLT %k", 1); },
        "invalid format item at \"%k\""},
+      {"lone percent", [](CFormattedIo& io) { return io.Printf("50%% %"); }, "invalid format item"},
       {"huge width", [](CFormattedIo& io) { return io.Printf("%70000d", 1); }, "exceeds 65535"},
   };
   for (const ArgumentMistake& c : cases) {
