@@ -15,7 +15,6 @@
 
 namespace qdxsim {
 class SerialPtyServer;
-class Vxi11Server;
 }  // namespace qdxsim
 
 namespace qdxsim::test {
@@ -68,13 +67,11 @@ Config testConfig(std::string model = "QDX750ML", std::vector<ChannelSpec> chann
 class LineClient {
  public:
   virtual ~LineClient() = default;
-  // Sends one message: a line feed added on a byte stream, END on VXI-11.
+  // Sends one message with a line feed.
   virtual bool send(std::string_view message) = 0;
-  // The reply bytes that come next (one recv, read or device_read); nullopt when none come
-  // within `timeout` or the link is gone.
+  // The reply bytes that come next (one recv or read); nullopt when none come within
+  // `timeout` or the link is gone.
   virtual std::optional<std::string> readSome(std::chrono::milliseconds timeout) = 0;
-  // device_clear; false where the front end has none.
-  virtual bool clear() { return false; }
   // One reply line without its line feed; nullopt on timeout.
   std::optional<std::string> readLine(std::chrono::milliseconds timeout = 2000ms);
   std::string query(std::string_view message, std::chrono::milliseconds timeout = 2000ms);
@@ -86,11 +83,11 @@ class LineClient {
 // A client on the terminal side of the pseudo-terminal at `path`, opened as a serial port is.
 std::unique_ptr<LineClient> connectPty(const std::string& path);
 
-enum class FrontEnd { Socket, Vxi11, SerialPty };
+enum class FrontEnd { Socket, SerialPty };
 const char* nameOf(FrontEnd kind);
 
-// An emulator reached over one front end: the raw socket, VXI-11 in front of it, or a serial
-// pseudo-terminal sharing its instrument and faults.
+// An emulator reached over one front end: the raw socket or a serial pseudo-terminal sharing
+// its instrument and faults.
 class FrontEndBench {
  public:
   explicit FrontEndBench(FrontEnd kind, Config config = testConfig());
@@ -108,7 +105,6 @@ class FrontEndBench {
  private:
   FrontEnd kind_;
   std::unique_ptr<Emulator> emulator_;
-  std::unique_ptr<Vxi11Server> vxi11_;
   std::unique_ptr<SerialPtyServer> pty_;
   bool started_ = false;
   std::string error_;
