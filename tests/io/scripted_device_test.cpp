@@ -25,45 +25,6 @@ ReadOutcome ReadFrom(ITransport& t, std::size_t max = 100) {
   return {r.code, buffer, why};
 }
 
-void Send(ITransport& t, const std::string& text, bool end = true) {
-  std::size_t written = 0;
-  ASSERT_TRUE(t.Write(text.data(), text.size(), end, written).ok());
-  ASSERT_EQ(written, text.size());
-}
-
-TEST(ScriptedDevice, MessagesAreAssembledUpToEnd) {
-  auto dev = std::make_shared<ScriptedDevice>();
-  auto t = dev->Connect();
-  Send(*t, ":VOLT ", false);
-  Send(*t, "12.5", true);
-  Send(*t, "*OPC?\n", true);
-  Send(*t, ":CURR", false);
-  EXPECT_EQ(dev->Written(), (std::vector<std::string>{":VOLT 12.5", "*OPC?\n", ":CURR"}));
-  EXPECT_EQ(dev->Writes().size(), 4u);
-  EXPECT_EQ(dev->Writes()[0], (WriteRecord{":VOLT ", false}));
-  dev->ClearWritten();
-  EXPECT_TRUE(dev->Written().empty());
-}
-
-TEST(ScriptedDevice, QueriesRulesAndResponder) {
-  auto dev = std::make_shared<ScriptedDevice>();
-  std::vector<std::string> seen;
-  dev->OnQuery("*IDN?", "old\n").OnQuery("*IDN?", "Velmora,QDX750L,1,2\n");
-  dev->OnMessage([&](const std::string& m) -> std::optional<std::string> {
-    seen.push_back(m);
-    if (m == ":MEAS:VOLT?") return "3.3\n";
-    return std::nullopt;
-  });
-  auto t = dev->Connect();
-  Send(*t, "*IDN?\r\n");  // matched with the line end removed
-  EXPECT_EQ(ReadFrom(*t).bytes, "Velmora,QDX750L,1,2\n");
-  Send(*t, ":VOLT 1");
-  Send(*t, ":MEAS:VOLT?");
-  EXPECT_EQ(ReadFrom(*t).bytes, "3.3\n");
-  EXPECT_EQ(seen, (std::vector<std::string>{":VOLT 1", ":MEAS:VOLT?"}));
-  EXPECT_EQ(dev->PendingOutput(), 0u);
-}
-
 // Where reads stop: at END, at the termination character when it is on (an INSTR link has it
 // off, a SOCKET one on), at the count, and at each piece of a reply sent in pieces; a reply
 // without END nor terminator times out with what came.
@@ -118,41 +79,6 @@ TEST(ScriptedDevice, ReadsStopAtEndTermCharCountOrPiece) {
     EXPECT_EQ(dev->Reads(), maxes);
     EXPECT_EQ(dev->PendingOutput(), 0u);
   }
-}
-
-TEST(ScriptedDevice, FaultsHitOnlyTheNextOperation) {
-  auto dev = std::make_shared<ScriptedDevice>();
-  auto t = dev->Connect();
-  dev->Reply("ok\n").TimeOutNextRead().FailNextWrite("cable pulled");
-  EXPECT_EQ(ReadFrom(*t).code, IoCode::Timeout);
-  EXPECT_EQ(ReadFrom(*t).bytes, "ok\n");
-  EXPECT_EQ(ReadFrom(*t).code, IoCode::Timeout);  // nothing queued: a silent device
-  std::size_t written = 9;
-  IoResult w = t->Write("X", 1, true, written);
-  EXPECT_EQ(w.code, IoCode::Error);
-  EXPECT_EQ(w.message, "cable pulled");
-  EXPECT_EQ(written, 0u);
-  dev->AcceptAtMostNextWrite(2);
-  ASSERT_TRUE(t->Write("ABCD", 4, true, written).ok());
-  EXPECT_EQ(written, 2u);
-  ASSERT_TRUE(t->Write("ABCD", 4, true, written).ok());
-  EXPECT_EQ(written, 4u);
-  EXPECT_EQ(dev->Written(), (std::vector<std::string>{"AB", "ABCD"}));
-  dev->FailNextRead("framing error");
-  EXPECT_EQ(ReadFrom(*t).code, IoCode::Error);
-}
-
-// Clear, Connected and reconnecting are seen through the session (io_session_test); here what
-// the link itself does once closed.
-TEST(ScriptedDevice, ClosedLinkClosesOnceAndRefusesWrites) {
-  auto dev = std::make_shared<ScriptedDevice>();
-  auto t = dev->Connect();
-  t->Close();
-  t->Close();  // idempotent
-  EXPECT_FALSE(dev->Connected());
-  std::size_t written = 0;
-  EXPECT_EQ(t->Write("X", 1, true, written).code, IoCode::Error);
-  EXPECT_TRUE(dev->Writes().empty());
 }
 
 }  // namespace
