@@ -16,9 +16,7 @@
 #include "dcpwr/output.h"
 #include "dcpwr/output_factory.h"
 #include "dcpwr/status.h"
-#include "qdx_sim.h"
-#include "serial_pty.h"
-#include "vxi11_server.h"
+#include "transport_test_util.h"
 
 namespace veqdx {
 namespace {
@@ -29,68 +27,15 @@ using std::chrono::milliseconds;
 constexpr double kVolts = 12.0;
 constexpr double kAmps = 1.2;  // 12 V into the emulator's 10 ohm load
 
-enum class Kind { Socket, Vxi11, Serial };
-const char* Name(Kind k) {
-  return k == Kind::Socket ? "socket" : k == Kind::Vxi11 ? "vxi11" : "serial";
-}
-
-// One emulated unit behind one front end; its faults are the emulator's on every front end.
-class FaultLink {
- public:
-  explicit FaultLink(Kind kind) {
-    config_.port = 0;
-    if (kind == Kind::Vxi11) {
-      config_.vxi11.enabled = true;
-      config_.vxi11.portmapPort = 0;
-    }
-    emulator_ = std::make_unique<qdxsim::Emulator>(config_);
-    if (kind == Kind::Serial) {
-      pty_ = std::make_unique<qdxsim::SerialPtyServer>(*emulator_);
-      started_ = pty_->start(&error_);
-      resource_ = "ASRL" + pty_->path() + "::INSTR";
-      return;
-    }
-    started_ = emulator_->start(&error_);
-    if (kind == Kind::Socket) {
-      resource_ = "TCPIP::127.0.0.1::" + std::to_string(emulator_->port()) + "::SOCKET";
-      return;
-    }
-    vxi11_ = std::make_unique<qdxsim::Vxi11Server>(*emulator_, config_);
-    started_ = started_ && vxi11_->start(&error_);
-    resource_ = "TCPIP::127.0.0.1::INSTR";
-    setup_ = ", PortmapperPort=" + std::to_string(vxi11_->portmapPort());
-  }
-  ~FaultLink() {
-    if (pty_) pty_->stop();
-    if (vxi11_) vxi11_->stop();
-    emulator_->stop();
-  }
-
-  bool started() const { return started_; }
-  const std::string& error() const { return error_; }
-  const std::string& resource() const { return resource_; }
-  std::string Options(int ioTimeoutMs) const {
-    return "DriverSetup=IoBackend=builtin, IoTimeout=" + std::to_string(ioTimeoutMs) + setup_;
-  }
-  qdxsim::Emulator& emulator() { return *emulator_; }
-
- private:
-  qdxsim::Config config_;
-  std::unique_ptr<qdxsim::Emulator> emulator_;
-  std::unique_ptr<qdxsim::Vxi11Server> vxi11_;
-  std::unique_ptr<qdxsim::SerialPtyServer> pty_;
-  std::string resource_;
-  std::string setup_;
-  std::string error_;
-  bool started_ = false;
-};
+using io::test::EmulatedLink;
+using Kind = EmulatedLink::Kind;
 
 // A driver session on a link with the output at 12 V and on.
 class Session {
  public:
-  Session(FaultLink& link, int ioTimeoutMs) {
+  Session(EmulatedLink& link, int ioTimeoutMs) {
     hr_ = driver.Initialize(link.resource().c_str(), VARIANT_TRUE, VARIANT_FALSE,
-                            link.Options(ioTimeoutMs).c_str());
+                            link.Options(", IoTimeout=" + std::to_string(ioTimeoutMs)).c_str());
     if (hr_ != S_OK) return;
     out = &dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
     hr_ = out->put_VoltageLevel(kVolts);
@@ -173,8 +118,8 @@ TEST(ReplySync, FaultsNeverGiveAStaleValueOnAnyLink) {
   };
   for (Kind kind : {Kind::Socket, Kind::Vxi11, Kind::Serial}) {
     for (const Fault& f : faults) {
-      SCOPED_TRACE(std::string(Name(kind)) + ": " + f.name);
-      FaultLink link(kind);
+      SCOPED_TRACE(std::string(EmulatedLink::Name(kind)) + ": " + f.name);
+      EmulatedLink link(kind);
       ASSERT_TRUE(link.started()) << link.error();
       auto session = std::make_unique<Session>(link, f.ioTimeoutMs);
       ASSERT_EQ(session->status(), S_OK) << ThreadErrorRecord().description;
@@ -224,7 +169,7 @@ TEST(ReplySync, FaultsNeverGiveAStaleValueOnAnyLink) {
 
 // A reset keeps its own 2000 ms limit unless IoTimeout is longer.
 TEST(ReplySync, ResetWaitsForTheLongerOfItsOwnLimitAndIoTimeout) {
-  FaultLink link(Kind::Socket);
+  EmulatedLink link(Kind::Socket);
   ASSERT_TRUE(link.started()) << link.error();
   // (IoTimeout, how late "*RST;*OPC?" is answered): both within the reset's limit.
   for (const auto& [ioTimeoutMs, lateMs] : {std::pair{500, 1200}, std::pair{3000, 2500}}) {

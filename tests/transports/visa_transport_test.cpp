@@ -332,14 +332,14 @@ TEST_F(VisaTransportTest, ResourceManagerFailureNamesTheLibrary) {
 
 TEST_F(VisaTransportTest, NoDescriptorOrHandleLeaksOverManyOpens) {
   visa.Script("on *IDN?\tid\\n\n");
-  int before = test::OpenDescriptorCount();
+  int before = veqdx::testing::OpenDescriptorCount();
   for (int i = 0; i < 100; ++i) {
     auto t = Open("TCPIP0::10.0.0.5::5025::SOCKET");
     ASSERT_NE(t, nullptr) << result.message;
     std::size_t written = 0;
     ASSERT_TRUE(t->Write("*IDN?", 5, true, written).ok());
   }
-  EXPECT_EQ(test::OpenDescriptorCount(), before);
+  EXPECT_EQ(veqdx::testing::OpenDescriptorCount(), before);
   Lines calls = visa.Calls();
   auto count = [&](const std::string& line) { return std::count(calls.begin(), calls.end(), line); };
   EXPECT_EQ(count("viOpen TCPIP0::10.0.0.5::5025::SOCKET mode=0 timeout=2000"), 100);
