@@ -216,7 +216,7 @@ TEST(FrontEndFaultsTest, LateAndEndlessRepliesOnEveryFrontEnd) {
     std::string got;
     while (got.size() <= (1u << 20)) {
       auto piece = e->readSome(2s);
-      ASSERT_TRUE(piece) << got.size();
+      ASSERT_TRUE(piece && !piece->empty()) << got.size();
       got += *piece;
     }
     EXPECT_EQ(got.substr(0, 12), "123456789012");
@@ -232,7 +232,10 @@ TEST(FrontEndFaultsTest, LateAndEndlessRepliesOnEveryFrontEnd) {
       busy.emulator().addEndlessQuery(":MEAS:VOLT?");
       auto client = busy.connect();
       ASSERT_TRUE(client->send(query));
-      std::thread reader([&] { while (client->readSome(500ms)) {} });  // keeps digits flowing
+      std::thread reader([&] {  // keeps digits flowing until the link is gone
+        for (auto piece = client->readSome(500ms); piece && !piece->empty();)
+          piece = client->readSome(500ms);
+      });
       std::this_thread::sleep_for(200ms);
       auto begin = Clock::now();
       busy.stop();

@@ -38,30 +38,6 @@ SimClient::~SimClient() {
   if (fd_ >= 0) ::close(fd_);
 }
 
-namespace {
-
-// The next line of `buffer`, reading more with `readSome` until `timeout`; an empty piece is
-// the end of the stream.
-template <class ReadSome>
-std::optional<std::string> ReadLine(std::string& buffer, std::chrono::milliseconds timeout,
-                                    ReadSome&& readSome) {
-  auto deadline = std::chrono::steady_clock::now() + timeout;
-  for (;;) {
-    if (auto lf = buffer.find('\n'); lf != std::string::npos) {
-      std::string line = buffer.substr(0, lf);
-      buffer.erase(0, lf + 1);
-      return line;
-    }
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return std::nullopt;
-    auto piece = readSome(left);
-    if (!piece || piece->empty()) return std::nullopt;
-    buffer += *piece;
-  }
-}
-
-}  // namespace
 
 bool SimClient::send(std::string_view message) { return sendRaw(std::string(message) + "\n"); }
 
@@ -81,15 +57,6 @@ std::optional<std::string> SimClient::readSome(std::chrono::milliseconds timeout
   ssize_t n = recv(fd_, chunk, sizeof chunk, 0);
   if (n <= 0) return std::string();
   return std::string(chunk, static_cast<std::size_t>(n));
-}
-
-std::optional<std::string> SimClient::readLine(std::chrono::milliseconds timeout) {
-  return ReadLine(buffer_, timeout, [&](auto left) { return readSome(left); });
-}
-
-std::string SimClient::query(std::string_view message, std::chrono::milliseconds timeout) {
-  if (!send(message)) return "<send failed>";
-  return readLine(timeout).value_or("<no reply>");
 }
 
 bool SimClient::waitForClose(std::chrono::milliseconds timeout) {
@@ -146,7 +113,20 @@ std::unique_ptr<SimClient> EmulatorFixture::connect() {
 }
 
 std::optional<std::string> LineClient::readLine(std::chrono::milliseconds timeout) {
-  return ReadLine(buffer_, timeout, [&](auto left) { return readSome(left); });
+  auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    if (auto lf = buffer_.find('\n'); lf != std::string::npos) {
+      std::string line = buffer_.substr(0, lf);
+      buffer_.erase(0, lf + 1);
+      return line;
+    }
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return std::nullopt;
+    auto piece = readSome(left);
+    if (!piece || piece->empty()) return std::nullopt;  // timeout or the link is gone
+    buffer_ += *piece;
+  }
 }
 
 std::string LineClient::query(std::string_view message, std::chrono::milliseconds timeout) {
@@ -155,20 +135,6 @@ std::string LineClient::query(std::string_view message, std::chrono::millisecond
 }
 
 namespace {
-
-class SocketLineClient : public LineClient {
- public:
-  explicit SocketLineClient(int port) : client_(port) {}
-  bool send(std::string_view message) override { return client_.send(message); }
-  std::optional<std::string> readSome(std::chrono::milliseconds timeout) override {
-    auto piece = client_.readSome(timeout);
-    if (piece && piece->empty()) return std::nullopt;  // closed
-    return piece;
-  }
-
- private:
-  SimClient client_;
-};
 
 // The terminal side of a pseudo-terminal, opened as a serial port would be.
 class PtyLineClient : public LineClient {
@@ -248,7 +214,7 @@ std::unique_ptr<LineClient> connectPty(const std::string& path) {
 
 std::unique_ptr<LineClient> FrontEndBench::connect() {
   switch (kind_) {
-    case FrontEnd::Socket: return std::make_unique<SocketLineClient>(emulator_->port());
+    case FrontEnd::Socket: return std::make_unique<SimClient>(emulator_->port());
     case FrontEnd::SerialPty: return connectPty(pty_->path());
   }
   return nullptr;
