@@ -114,12 +114,23 @@ TEST(Vxi11Transport, TerminationCharacterEndsReadsOnlyWhenEnabled) {
   }
 }
 
-TEST(Vxi11Transport, StatusByteIsTheInstrumentsSerialPoll) {
+// END goes only with the write that asks for it; the status byte is the instrument's serial
+// poll; a clear discards a reply still to come, sent or delayed.
+TEST(Vxi11Transport, EndStatusByteAndClear) {
   Vxi11Bench bench;
   ASSERT_BENCH(bench);
   IoResult r;
   auto t = bench.Open(r);
   ASSERT_TRUE(t) << r.message;
+  std::size_t written = 0;
+  ASSERT_TRUE(t->Write("", 0, true, written).ok());  // END alone: an empty message
+  ASSERT_TRUE(t->Write(":VOLT", 5, false, written).ok());
+  ASSERT_TRUE(t->Write(" 3;:VOLT?", 9, true, written).ok());
+  std::string reply;
+  ASSERT_TRUE(Receive(*t, reply).ok());  // the instrument has taken both messages now
+  EXPECT_EQ(reply, "3\n");
+  EXPECT_EQ(bench.emulator->takeTranscript(), (Transcript{"", ":VOLT 3;:VOLT?"}));
+
   struct Case {
     const char* setup;
     std::uint8_t stb;
@@ -135,14 +146,7 @@ TEST(Vxi11Transport, StatusByteIsTheInstrumentsSerialPoll) {
     ASSERT_TRUE(r.ok()) << r.message;
     EXPECT_EQ(stb, c.stb);
   }
-}
 
-TEST(Vxi11Transport, ClearDiscardsAReplyStillToCome) {
-  Vxi11Bench bench;
-  ASSERT_BENCH(bench);
-  IoResult r;
-  auto t = bench.Open(r);
-  ASSERT_TRUE(t) << r.message;
   for (int delayMs : {0, 300}) {
     SCOPED_TRACE(delayMs);
     bench.emulator->setReplyDelay(std::chrono::milliseconds(delayMs));
@@ -150,7 +154,7 @@ TEST(Vxi11Transport, ClearDiscardsAReplyStillToCome) {
     r = t->Clear();
     ASSERT_TRUE(r.ok()) << r.message;
     bench.emulator->clearFaults();
-    EXPECT_EQ(Query(*t, ":VOLT?"), "0\n");
+    EXPECT_EQ(Query(*t, ":VOLT?"), "3\n");
   }
 }
 
@@ -172,22 +176,6 @@ TEST(Vxi11Transport, WritesRespectTheDevicesMaxRecvSize) {
   EXPECT_EQ(bench.emulator->takeTranscript(), Transcript{message});
   EXPECT_EQ(bench.server->stats().writes, (message.size() + 63) / 64);
   EXPECT_EQ(bench.server->stats().largestWrite, 64u);
-}
-
-TEST(Vxi11Transport, EndGoesOnlyWithTheWriteThatAsksForIt) {
-  Vxi11Bench bench;
-  ASSERT_BENCH(bench);
-  IoResult r;
-  auto t = bench.Open(r);
-  ASSERT_TRUE(t) << r.message;
-  std::size_t written = 0;
-  ASSERT_TRUE(t->Write("", 0, true, written).ok());  // END alone: an empty message
-  ASSERT_TRUE(t->Write(":VOLT", 5, false, written).ok());
-  ASSERT_TRUE(t->Write(" 3;:VOLT?", 9, true, written).ok());
-  std::string reply;
-  ASSERT_TRUE(Receive(*t, reply).ok());  // the instrument has taken both messages now
-  EXPECT_EQ(reply, "3\n");
-  EXPECT_EQ(bench.emulator->takeTranscript(), (Transcript{"", ":VOLT 3;:VOLT?"}));
 }
 
 TEST(Vxi11Transport, LockExcludesOtherLinksUntilReleased) {
