@@ -178,7 +178,7 @@ TEST(IoSession, ClearAndClearErrorStateDropBothBuffers) {
   }
 }
 
-TEST(IoSession, LockAndSessionInfoReachTheTransport) {
+TEST(IoSession, LockSessionInfoAndCloseReachTheTransport) {
   auto device = std::make_shared<ScriptedDevice>(InterfaceType::Serial, "INSTR", 2);
   ScriptedSession s(device);
   ASSERT_EQ(s.session.Lock(100), S_OK);
@@ -191,10 +191,7 @@ TEST(IoSession, LockAndSessionInfoReachTheTransport) {
   EXPECT_TRUE(s.session.GetTerminationCharacterEnabled());
   s.session.SetTimeout(150);
   EXPECT_EQ(s.session.Transport()->Timeout(), 150);
-}
-
-TEST(IoSession, CloseReleasesTransportAndBuffers) {
-  ScriptedSession s;
+  // Closing releases the transport and the buffers.
   EXPECT_TRUE(s.device->Connected());
   ASSERT_EQ(s.session.Close(), S_OK);
   EXPECT_FALSE(s.device->Connected());
@@ -210,7 +207,7 @@ TEST(IoSession, CloseReleasesTransportAndBuffers) {
   ASSERT_EQ(s.session.OpenWithTransport("TCPIP::scripted::INSTR", s.device->Connect()), S_OK);
   EXPECT_EQ(s.session.Buffer()->WriteCapacity(), 4096);
   ASSERT_EQ(s.session.LowLevelWriteStringNoPoll("*CLS"), S_OK);
-  EXPECT_EQ(s.device->Written(), std::vector<std::string>{"*CLS"});
+  EXPECT_EQ(device->Written(), std::vector<std::string>{"*CLS"});
 }
 
 }  // namespace

@@ -40,28 +40,14 @@ long long MsSince(Clock::time_point start) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
 }
 
-// A silent instrument times out within the session timeout (the RPC margin is the device's
-// own), the same link goes on, and the session reports the timeout and the link's errors.
-TEST(Vxi11Failure, SilentInstrumentTimesOutAndTheLinkStaysUsable) {
+// The timeout of a silent instrument over VXI-11 is checked with the other links
+// (tests/transports); here the session's view of the link's errors.
+TEST(Vxi11Failure, SessionReportsTheLinksErrors) {
   Vxi11Bench bench;
   ASSERT_BENCH(bench);
   CVelmoraQdxErrorReporter reporter;
   CIoSession session(reporter);
   ASSERT_EQ(bench.OpenSession(session, 300), S_OK);
-  bench.emulator->addSilentQuery(":VOLT?");
-  double volts = 0;
-  for (int round = 0; round < 2; ++round) {
-    auto start = Clock::now();
-    EXPECT_EQ(session.Formatted().QueryString(":VOLT?", "%lg", &volts), E_VELMORAQDX_IO_TIMEOUT);
-    EXPECT_GE(MsSince(start), 250);
-    EXPECT_LT(MsSince(start), 300 + Vxi11Transport::kRpcMarginMs);
-    EXPECT_EQ(ThreadErrorRecord().description,
-              "VelmoraQdx: I/O timeout error: no reply from inst0 at 127.0.0.1:" +
-                  std::to_string(bench.server->corePort()) + " within 300 ms.\r\n");
-    EXPECT_EQ(session.Formatted().QueryString("*OPC?", "%lg", &volts), S_OK);
-  }
-  bench.emulator->clearFaults();
-  EXPECT_EQ(session.Formatted().QueryString(":VOLT?", "%lg", &volts), S_OK);
   std::uint8_t stb = 0xFF;
   EXPECT_EQ(session.Unlock(), E_VELMORAQDX_IO_GENERAL);
   EXPECT_TRUE(Contains(ThreadErrorRecord().description, "no lock held by this link"));
