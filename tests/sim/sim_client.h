@@ -15,30 +15,42 @@
 
 namespace qdxsim {
 class SerialPtyServer;
-class Vxi11Server;
 }  // namespace qdxsim
 
 namespace qdxsim::test {
 
 using namespace std::chrono_literals;
 
-class SimClient {
+// A client of any front end, for tests that run over each of them.
+class LineClient {
+ public:
+  virtual ~LineClient() = default;
+  // Sends one message with a line feed.
+  virtual bool send(std::string_view message) = 0;
+  // The reply bytes that come next (one recv or read); nullopt when none come within
+  // `timeout`, nullopt or "" when the link is gone.
+  virtual std::optional<std::string> readSome(std::chrono::milliseconds timeout) = 0;
+  // One reply line without its line feed; nullopt on timeout.
+  std::optional<std::string> readLine(std::chrono::milliseconds timeout = 2000ms);
+  std::string query(std::string_view message, std::chrono::milliseconds timeout = 2000ms);
+
+ private:
+  std::string buffer_;
+};
+
+// A plain socket client of the emulator.
+class SimClient : public LineClient {
  public:
   explicit SimClient(int port);
-  ~SimClient();
+  ~SimClient() override;
   SimClient(const SimClient&) = delete;
   SimClient& operator=(const SimClient&) = delete;
 
   bool connected() const { return fd_ >= 0; }
-  // Sends `message` plus a line feed.
-  bool send(std::string_view message);
+  bool send(std::string_view message) override;
   bool sendRaw(std::string_view bytes);
-  // One reply line without its line feed; nullopt on timeout or when the peer closed.
-  std::optional<std::string> readLine(std::chrono::milliseconds timeout = 2000ms);
-  // Sends and reads one line; "<no reply>" when none came in time.
-  std::string query(std::string_view message, std::chrono::milliseconds timeout = 2000ms);
   // The bytes of one recv() call; nullopt on timeout, "" when the peer closed.
-  std::optional<std::string> readSome(std::chrono::milliseconds timeout);
+  std::optional<std::string> readSome(std::chrono::milliseconds timeout) override;
   // True when the peer closes the connection within `timeout` (pending data is skipped).
   bool waitForClose(std::chrono::milliseconds timeout);
   // Pops the error queue until it is empty: entries like -222,"Data out of range".
@@ -46,7 +58,6 @@ class SimClient {
 
  private:
   int fd_ = -1;
-  std::string buffer_;
 };
 
 // Runs an emulator on a free loopback port for one test.
@@ -64,33 +75,14 @@ class EmulatorFixture : public ::testing::Test {
 // A config for tests: free loopback port, everything else default.
 Config testConfig(std::string model = "QDX750ML", std::vector<ChannelSpec> channels = {});
 
-// A client of any front end, for tests that run over each of them.
-class LineClient {
- public:
-  virtual ~LineClient() = default;
-  // Sends one message: a line feed added on a byte stream, END on VXI-11.
-  virtual bool send(std::string_view message) = 0;
-  // The reply bytes that come next (one recv, read or device_read); nullopt when none come
-  // within `timeout` or the link is gone.
-  virtual std::optional<std::string> readSome(std::chrono::milliseconds timeout) = 0;
-  // device_clear; false where the front end has none.
-  virtual bool clear() { return false; }
-  // One reply line without its line feed; nullopt on timeout.
-  std::optional<std::string> readLine(std::chrono::milliseconds timeout = 2000ms);
-  std::string query(std::string_view message, std::chrono::milliseconds timeout = 2000ms);
-
- private:
-  std::string buffer_;
-};
-
 // A client on the terminal side of the pseudo-terminal at `path`, opened as a serial port is.
 std::unique_ptr<LineClient> connectPty(const std::string& path);
 
-enum class FrontEnd { Socket, Vxi11, SerialPty };
+enum class FrontEnd { Socket, SerialPty };
 const char* nameOf(FrontEnd kind);
 
-// An emulator reached over one front end: the raw socket, VXI-11 in front of it, or a serial
-// pseudo-terminal sharing its instrument and faults.
+// An emulator reached over one front end: the raw socket or a serial pseudo-terminal sharing
+// its instrument and faults.
 class FrontEndBench {
  public:
   explicit FrontEndBench(FrontEnd kind, Config config = testConfig());
@@ -108,7 +100,6 @@ class FrontEndBench {
  private:
   FrontEnd kind_;
   std::unique_ptr<Emulator> emulator_;
-  std::unique_ptr<Vxi11Server> vxi11_;
   std::unique_ptr<SerialPtyServer> pty_;
   bool started_ = false;
   std::string error_;

@@ -120,7 +120,9 @@ class SerialOverPty : public ::testing::Test {
   IoResult result;
 };
 
-TEST_F(SerialOverPty, QueryRoundTripWithLineFeedTermination) {
+// Line-feed terminated queries; the port is held exclusively until closed; a clear throws
+// away a reply that is waiting; the status byte is not the line's to give.
+TEST_F(SerialOverPty, QueriesExclusiveOpenAndClear) {
   auto t = Open();
   ASSERT_NE(t, nullptr) << result.message;
   EXPECT_EQ(t->Interface(), InterfaceType::Serial);
@@ -131,6 +133,29 @@ TEST_F(SerialOverPty, QueryRoundTripWithLineFeedTermination) {
   // A message that already ends with the line feed gets no second one.
   EXPECT_EQ(Query(*t, ":VOLT 12.5;:VOLT?\n"), "12.5\n");
   EXPECT_EQ(server_->takeTranscript(), (Lines{"*IDN?", ":VOLT 12.5;:VOLT?"}));
+  EXPECT_EQ(Open(), nullptr);
+  EXPECT_EQ(result.message, "serial port " + server_->path() + " is in use by another program");
+
+  std::size_t written = 0;
+  ASSERT_TRUE(t->Write("*IDN?", 5, true, written).ok());
+  // Wait (bounded) until the reply is there, then clear it away.
+  for (int i = 0; i < 100 && server_->takeTranscript().empty(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_TRUE(t->Clear().ok());
+  t->SetTimeout(100);
+  char buffer[64];
+  std::size_t got = 0;
+  ReadEnd why{};
+  EXPECT_EQ(t->Read(buffer, sizeof buffer, got, why).code, IoCode::Timeout);
+  std::uint8_t stb = 0;
+  IoResult r = t->ReadStatusByte(stb);
+  EXPECT_EQ(r.code, IoCode::NotSupported);
+  EXPECT_NE(r.message.find("*STB?"), std::string::npos);
+  t->Close();
+  auto again = Open();
+  ASSERT_NE(again, nullptr) << result.message;
+  EXPECT_EQ(Query(*again, "*OPC?"), "1\n");
 }
 
 TEST_F(SerialOverPty, LineSettingsReachTheTerminalInRawMode) {
@@ -207,16 +232,6 @@ TEST(SerialTermios, SettingsMapToTheLineFlags) {
   }
 }
 
-TEST_F(SerialOverPty, PortIsExclusiveUntilClosed) {
-  auto first = Open();
-  ASSERT_NE(first, nullptr) << result.message;
-  EXPECT_EQ(Open(), nullptr);
-  EXPECT_EQ(result.message, "serial port " + server_->path() + " is in use by another program");
-  first->Close();
-  auto again = Open();
-  ASSERT_NE(again, nullptr) << result.message;
-  EXPECT_EQ(Query(*again, "*OPC?"), "1\n");
-}
 
 TEST_F(SerialOverPty, OpenFailuresSayWhatIsWrong) {
   test::ScratchDir dir;
@@ -231,26 +246,6 @@ TEST_F(SerialOverPty, OpenFailuresSayWhatIsWrong) {
   EXPECT_NE(result.message.find("BaudRate='7'"), std::string::npos);
 }
 
-TEST_F(SerialOverPty, ClearThrowsAwayAPendingReply) {
-  auto t = Open();
-  ASSERT_NE(t, nullptr) << result.message;
-  std::size_t written = 0;
-  ASSERT_TRUE(t->Write("*IDN?", 5, true, written).ok());
-  // Wait (bounded) until the reply is there, then clear it away.
-  for (int i = 0; i < 100 && server_->takeTranscript().empty(); ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  EXPECT_TRUE(t->Clear().ok());
-  t->SetTimeout(100);
-  char buffer[64];
-  std::size_t got = 0;
-  ReadEnd why{};
-  EXPECT_EQ(t->Read(buffer, sizeof buffer, got, why).code, IoCode::Timeout);
-  std::uint8_t stb = 0;
-  IoResult r = t->ReadStatusByte(stb);
-  EXPECT_EQ(r.code, IoCode::NotSupported);
-  EXPECT_NE(r.message.find("*STB?"), std::string::npos);
-}
 
 TEST_F(SerialOverPty, AHungUpLineIsAnErrorNotAHang) {
   auto t = Open();

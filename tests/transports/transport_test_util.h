@@ -1,19 +1,24 @@
-// Helpers of the transport tests: a scratch directory, descriptor counting, the fake VISA
-// library's script and log, and a fake sysfs tree for USB TMC devices.
+// Helpers of the transport tests: a scratch directory, the fake VISA library's script and
+// log, a fake sysfs tree for USB TMC devices, and the emulator behind each built-in link.
 #pragma once
-#include <dirent.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "io/transport.h"
+#include "qdx_sim.h"
+#include "serial_pty.h"
+#include "support/descriptors.h"
+#include "vxi11_server.h"
 
 namespace veqdx::io::test {
 
@@ -38,28 +43,6 @@ class ScratchDir {
  private:
   fs::path path_;
 };
-
-// Open descriptors of this process.
-inline int OpenDescriptorCount() {
-  int count = 0;
-  if (DIR* d = ::opendir("/proc/self/fd")) {
-    while (::readdir(d) != nullptr) ++count;
-    ::closedir(d);
-  }
-  return count - 3;  // ".", ".." and the directory's own descriptor
-}
-
-// The descriptor count once it is back to `expected`, or after `ms` what it is then. An
-// in-process emulator closes its side of a connection on its own thread, a moment after the
-// client did.
-inline int SettledDescriptorCount(int expected, int ms = 5000) {
-  int count = OpenDescriptorCount();
-  for (int waited = 0; count != expected && waited < ms; waited += 10) {
-    ::usleep(10 * 1000);
-    count = OpenDescriptorCount();
-  }
-  return count;
-}
 
 // Writes `command` with END and reads one reply: the reply, or "<why>" when either failed.
 inline std::string Query(ITransport& t, const std::string& command, ReadEnd* end = nullptr) {
@@ -148,6 +131,103 @@ class FakeUsbTree {
 
  private:
   ScratchDir dir_;
+};
+
+// One emulated unit (QDX750ML) behind one built-in link: a raw socket, VXI-11, a serial line
+// (pseudo-terminal) or a USB TMC stand-in (the pseudo-terminal found through a fake sysfs
+// tree). The emulator's faults apply on every link.
+class EmulatedLink {
+ public:
+  enum class Kind { Socket, Vxi11, Serial, Usb };
+  static constexpr Kind kAll[] = {Kind::Socket, Kind::Vxi11, Kind::Serial, Kind::Usb};
+
+  explicit EmulatedLink(Kind kind) : kind_(kind) {
+    config_.port = 0;
+    config_.vxi11.portmapPort = 0;
+    emulator_ = std::make_unique<qdxsim::Emulator>(config_);
+    if (kind == Kind::Serial || kind == Kind::Usb) {
+      pty_ = std::make_unique<qdxsim::SerialPtyServer>(*emulator_);  // the emulator need not listen
+      started_ = pty_->start(&error_);
+      resource_ = "ASRL" + pty_->path() + "::INSTR";
+      if (kind == Kind::Usb) {
+        usb_.AddDevice(0, "1ab1", "0e11", "SIM0001", 0, pty_->path());
+        resource_ = "USB0::0x1AB1::0x0E11::SIM0001::INSTR";
+        setup_ = ", UsbSysfsRoot=" + usb_.sysfsRoot() + ", UsbDevRoot=" + usb_.devRoot();
+      }
+      return;
+    }
+    started_ = emulator_->start(&error_);
+    resource_ = "TCPIP::127.0.0.1::" + std::to_string(emulator_->port()) + "::SOCKET";
+    if (kind == Kind::Vxi11) {
+      vxi11_ = std::make_unique<qdxsim::Vxi11Server>(*emulator_, config_);
+      started_ = started_ && vxi11_->start(&error_);
+      resource_ = "TCPIP::127.0.0.1::INSTR";
+      setup_ = ", PortmapperPort=" + std::to_string(vxi11_->portmapPort());
+    }
+  }
+  ~EmulatedLink() {
+    if (pty_) pty_->stop();
+    if (vxi11_) vxi11_->stop();
+    emulator_->stop();
+  }
+
+  bool started() const { return started_; }
+  const std::string& error() const { return error_; }
+  const std::string& resource() const { return resource_; }
+  // What the transport's messages name as the other end.
+  std::string peer() const {
+    switch (kind_) {
+      case Kind::Socket: return "127.0.0.1:" + std::to_string(emulator_->port());
+      case Kind::Vxi11: return "inst0 at 127.0.0.1:" + std::to_string(vxi11_->corePort());
+      case Kind::Serial: return pty_->path();
+      case Kind::Usb: return usb_.devRoot() + "/usbtmc0";
+    }
+    return {};
+  }
+  // A resource of the same kind that fails to open while a session holds this one: a closed
+  // port, a serial port held exclusively, a USB serial number that is not there.
+  std::string failingResource() const {
+    switch (kind_) {
+      case Kind::Socket: return "TCPIP::127.0.0.1::1::SOCKET";
+      case Kind::Vxi11: return "TCPIP::127.0.0.1::gpib0,5::INSTR";
+      case Kind::Serial: return resource_;
+      case Kind::Usb: return "USB0::0x1AB1::0x0E11::NOPE::INSTR";
+    }
+    return {};
+  }
+  // The DriverSetup items that reach this link.
+  std::map<std::string, std::string> Setup() const {
+    std::map<std::string, std::string> setup{{"iobackend", "builtin"}};
+    if (vxi11_) setup["portmapperport"] = std::to_string(vxi11_->portmapPort());
+    if (kind_ == Kind::Usb) {
+      setup["usbsysfsroot"] = usb_.sysfsRoot();
+      setup["usbdevroot"] = usb_.devRoot();
+    }
+    return setup;
+  }
+  std::string Options(const std::string& more = "") const {
+    return "DriverSetup=IoBackend=builtin" + setup_ + more;
+  }
+  std::vector<std::string> Transcript() {
+    return pty_ ? pty_->takeTranscript() : emulator_->takeTranscript();
+  }
+  qdxsim::Emulator& emulator() { return *emulator_; }
+  static const char* Name(Kind k) {
+    const char* names[] = {"socket", "vxi11", "serial", "usb"};
+    return names[static_cast<int>(k)];
+  }
+
+ private:
+  Kind kind_;
+  qdxsim::Config config_;
+  std::unique_ptr<qdxsim::Emulator> emulator_;
+  std::unique_ptr<qdxsim::Vxi11Server> vxi11_;
+  std::unique_ptr<qdxsim::SerialPtyServer> pty_;
+  FakeUsbTree usb_;
+  std::string resource_;
+  std::string setup_;
+  std::string error_;
+  bool started_ = false;
 };
 
 }  // namespace veqdx::io::test

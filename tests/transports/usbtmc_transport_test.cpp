@@ -129,17 +129,6 @@ TEST_F(UsbTmcOverStandIn, QueriesTheDeviceFoundInSysfs) {
   EXPECT_EQ(t->ReadStatusByte(stb).code, IoCode::NotSupported);
 }
 
-TEST_F(UsbTmcOverStandIn, EnvironmentRootsAreUsedWithoutDriverSetupItems) {
-  options.setup.erase("usbsysfsroot");
-  options.setup.erase("usbdevroot");
-  ::setenv("VEQDX_USB_SYSFS_ROOT", tree.sysfsRoot().c_str(), 1);
-  ::setenv("VEQDX_USB_DEV_ROOT", tree.devRoot().c_str(), 1);
-  auto t = Open("usb::6833::3601::sim0001::0::instr");  // decimal ids, any case
-  ::unsetenv("VEQDX_USB_SYSFS_ROOT");
-  ::unsetenv("VEQDX_USB_DEV_ROOT");
-  ASSERT_NE(t, nullptr) << result.message;
-}
-
 TEST_F(UsbTmcOverStandIn, MissingDeviceAndUnopenableNodeAreClearErrors) {
   EXPECT_EQ(Open("USB::0x1AB1::0x0E11::NOPE::INSTR"), nullptr);
   EXPECT_EQ(result.message.rfind("no USB TMC device 0x1AB1::0x0E11::NOPE is connected", 0), 0u)

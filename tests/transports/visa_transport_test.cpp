@@ -49,6 +49,17 @@ TEST_F(VisaTransportTest, OpensWithoutLockWithTheOpenTimeoutAndClosesBothHandles
   ASSERT_GE(calls.size(), 2u);
   EXPECT_EQ(calls[0], "viOpenDefaultRM");
   EXPECT_EQ(calls[1], "viOpen GPIB0::5::INSTR mode=0 timeout=2000");
+  // The operations the driver refuses send nothing to VISA.
+  VisaSessionExtras& extras = *AsVisa(t);
+  std::uint8_t u8 = 0;
+  std::uint32_t job = 0;
+  std::uint64_t offset = 0;
+  char buffer[8];
+  EXPECT_EQ(extras.In8(1, 0, u8).message, kRefuseRegister);
+  EXPECT_EQ(extras.WriteAsync("*RST", 4, job).message, kRefuseAsync);
+  EXPECT_EQ(extras.ReadAsync(buffer, sizeof buffer, job).message, kRefuseAsync);
+  EXPECT_EQ(extras.AllocateMemory(16, offset).message, kRefuseSharedMemory);
+  EXPECT_EQ(visa.Calls(), Lines{});
   t->Close();
   t->Close();  // idempotent
   EXPECT_EQ(visa.Calls(), (Lines{"viClose session", "viClose rm"}));
@@ -153,6 +164,19 @@ TEST_F(VisaTransportTest, OpenFailureNamesTheDescriptorAndVisasReason) {
   visa.Script("open_status 0xBFFF0015\n");
   EXPECT_EQ(session.Open("GPIB0::5::INSTR", options), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(ThreadErrorRecord().description, openFailure + result.message + ".");
+
+  // A failing termination setup fails the open and closes everything it opened.
+  visa.Script("set_fail 0x3FFF00B3 0xBFFF001D\n");
+  EXPECT_EQ(Open("ASRL1::INSTR"), nullptr);
+  EXPECT_EQ(result.message.rfind("viOpen ASRL1::INSTR: ", 0), 0u) << result.message;
+  Lines calls = visa.Calls();
+  ASSERT_GE(calls.size(), 2u);
+  EXPECT_EQ(Lines(calls.end() - 2, calls.end()), (Lines{"viClose session", "viClose rm"}));
+  // A resource manager that cannot be opened names the library.
+  visa.Script("rm_status 0xBFFF003C\n");
+  EXPECT_EQ(Open("GPIB0::5::INSTR"), nullptr);
+  EXPECT_NE(result.message.find(VEQDX_FAKE_VISA_LIBRARY), std::string::npos) << result.message;
+  EXPECT_NE(result.message.find("0xBFFF003C"), std::string::npos);
 }
 
 TEST_F(VisaTransportTest, ReadTimeoutBecomesTheTimeoutErrorAndTheSessionGoesOn) {
@@ -286,22 +310,6 @@ TEST_F(VisaTransportTest, TypedAttributeGetters) {
   EXPECT_EQ(visa.Calls(), (Lines{"viSetAttribute 0x3FFF001C 4"}));  // the refused one sent nothing
 }
 
-TEST_F(VisaTransportTest, RefusedOperationsSendNothing) {
-  auto t = Open("GPIB0::5::INSTR");
-  ASSERT_NE(t, nullptr);
-  VisaSessionExtras& extras = *AsVisa(t);
-  visa.Calls();
-  std::uint8_t u8 = 0;
-  std::uint32_t job = 0;
-  char buffer[8];
-  EXPECT_EQ(extras.In8(1, 0, u8).message, kRefuseRegister);
-  EXPECT_EQ(extras.WriteAsync("*RST", 4, job).message, kRefuseAsync);
-  EXPECT_EQ(extras.ReadAsync(buffer, sizeof buffer, job).message, kRefuseAsync);
-  std::uint64_t offset = 0;
-  EXPECT_EQ(extras.AllocateMemory(16, offset).message, kRefuseSharedMemory);
-  EXPECT_EQ(visa.Calls(), Lines{});
-}
-
 TEST_F(VisaTransportTest, SerialTerminationFollowsSetTermChar) {
   auto t = Open("ASRL3::INSTR");
   ASSERT_NE(t, nullptr);
@@ -312,34 +320,16 @@ TEST_F(VisaTransportTest, SerialTerminationFollowsSetTermChar) {
   EXPECT_EQ(t->TermChar(), '\r');
 }
 
-TEST_F(VisaTransportTest, FailingTerminationSetupFailsTheOpenAndClosesEverything) {
-  visa.Script("set_fail 0x3FFF00B3 0xBFFF001D\n");
-  EXPECT_EQ(Open("ASRL1::INSTR"), nullptr);
-  EXPECT_EQ(result.code, IoCode::Error);
-  EXPECT_EQ(result.message.rfind("viOpen ASRL1::INSTR: ", 0), 0u)
-      << result.message;
-  Lines calls = visa.Calls();
-  ASSERT_GE(calls.size(), 2u);
-  EXPECT_EQ(Lines(calls.end() - 2, calls.end()), (Lines{"viClose session", "viClose rm"}));
-}
-
-TEST_F(VisaTransportTest, ResourceManagerFailureNamesTheLibrary) {
-  visa.Script("rm_status 0xBFFF003C\n");
-  EXPECT_EQ(Open("GPIB0::5::INSTR"), nullptr);
-  EXPECT_NE(result.message.find(VEQDX_FAKE_VISA_LIBRARY), std::string::npos) << result.message;
-  EXPECT_NE(result.message.find("0xBFFF003C"), std::string::npos);
-}
-
 TEST_F(VisaTransportTest, NoDescriptorOrHandleLeaksOverManyOpens) {
   visa.Script("on *IDN?\tid\\n\n");
-  int before = test::OpenDescriptorCount();
+  int before = veqdx::testing::OpenDescriptorCount();
   for (int i = 0; i < 100; ++i) {
     auto t = Open("TCPIP0::10.0.0.5::5025::SOCKET");
     ASSERT_NE(t, nullptr) << result.message;
     std::size_t written = 0;
     ASSERT_TRUE(t->Write("*IDN?", 5, true, written).ok());
   }
-  EXPECT_EQ(test::OpenDescriptorCount(), before);
+  EXPECT_EQ(veqdx::testing::OpenDescriptorCount(), before);
   Lines calls = visa.Calls();
   auto count = [&](const std::string& line) { return std::count(calls.begin(), calls.end(), line); };
   EXPECT_EQ(count("viOpen TCPIP0::10.0.0.5::5025::SOCKET mode=0 timeout=2000"), 100);

@@ -1,6 +1,6 @@
 // The VXI-11 transport against the emulator's VXI-11 front end: messages, reads, status byte,
 // clear and locks, checked on both sides (what the driver got, what the instrument received);
-// and the whole driver over it.
+// the whole driver over it is in tests/transports.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,10 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "base/error_reporter.h"
-#include "core/velmoraqdx.h"
-#include "dcpwr/output.h"
-#include "dcpwr/output_factory.h"
 #include "io/formatted_io.h"
 #include "vxi11_bench.h"
 
@@ -118,12 +114,23 @@ TEST(Vxi11Transport, TerminationCharacterEndsReadsOnlyWhenEnabled) {
   }
 }
 
-TEST(Vxi11Transport, StatusByteIsTheInstrumentsSerialPoll) {
+// END goes only with the write that asks for it; the status byte is the instrument's serial
+// poll; a clear discards a reply still to come, sent or delayed.
+TEST(Vxi11Transport, EndStatusByteAndClear) {
   Vxi11Bench bench;
   ASSERT_BENCH(bench);
   IoResult r;
   auto t = bench.Open(r);
   ASSERT_TRUE(t) << r.message;
+  std::size_t written = 0;
+  ASSERT_TRUE(t->Write("", 0, true, written).ok());  // END alone: an empty message
+  ASSERT_TRUE(t->Write(":VOLT", 5, false, written).ok());
+  ASSERT_TRUE(t->Write(" 3;:VOLT?", 9, true, written).ok());
+  std::string reply;
+  ASSERT_TRUE(Receive(*t, reply).ok());  // the instrument has taken both messages now
+  EXPECT_EQ(reply, "3\n");
+  EXPECT_EQ(bench.emulator->takeTranscript(), (Transcript{"", ":VOLT 3;:VOLT?"}));
+
   struct Case {
     const char* setup;
     std::uint8_t stb;
@@ -139,14 +146,7 @@ TEST(Vxi11Transport, StatusByteIsTheInstrumentsSerialPoll) {
     ASSERT_TRUE(r.ok()) << r.message;
     EXPECT_EQ(stb, c.stb);
   }
-}
 
-TEST(Vxi11Transport, ClearDiscardsAReplyStillToCome) {
-  Vxi11Bench bench;
-  ASSERT_BENCH(bench);
-  IoResult r;
-  auto t = bench.Open(r);
-  ASSERT_TRUE(t) << r.message;
   for (int delayMs : {0, 300}) {
     SCOPED_TRACE(delayMs);
     bench.emulator->setReplyDelay(std::chrono::milliseconds(delayMs));
@@ -154,7 +154,7 @@ TEST(Vxi11Transport, ClearDiscardsAReplyStillToCome) {
     r = t->Clear();
     ASSERT_TRUE(r.ok()) << r.message;
     bench.emulator->clearFaults();
-    EXPECT_EQ(Query(*t, ":VOLT?"), "0\n");
+    EXPECT_EQ(Query(*t, ":VOLT?"), "3\n");
   }
 }
 
@@ -176,22 +176,6 @@ TEST(Vxi11Transport, WritesRespectTheDevicesMaxRecvSize) {
   EXPECT_EQ(bench.emulator->takeTranscript(), Transcript{message});
   EXPECT_EQ(bench.server->stats().writes, (message.size() + 63) / 64);
   EXPECT_EQ(bench.server->stats().largestWrite, 64u);
-}
-
-TEST(Vxi11Transport, EndGoesOnlyWithTheWriteThatAsksForIt) {
-  Vxi11Bench bench;
-  ASSERT_BENCH(bench);
-  IoResult r;
-  auto t = bench.Open(r);
-  ASSERT_TRUE(t) << r.message;
-  std::size_t written = 0;
-  ASSERT_TRUE(t->Write("", 0, true, written).ok());  // END alone: an empty message
-  ASSERT_TRUE(t->Write(":VOLT", 5, false, written).ok());
-  ASSERT_TRUE(t->Write(" 3;:VOLT?", 9, true, written).ok());
-  std::string reply;
-  ASSERT_TRUE(Receive(*t, reply).ok());  // the instrument has taken both messages now
-  EXPECT_EQ(reply, "3\n");
-  EXPECT_EQ(bench.emulator->takeTranscript(), (Transcript{"", ":VOLT 3;:VOLT?"}));
 }
 
 TEST(Vxi11Transport, LockExcludesOtherLinksUntilReleased) {
@@ -234,59 +218,6 @@ TEST(Vxi11Transport, LockExcludesOtherLinksUntilReleased) {
   b->Close();
   EXPECT_TRUE(a->Lock(0).ok());
   EXPECT_EQ(Query(*a, "*OPC?"), "1\n");
-}
-
-// The whole driver over VXI-11: initialized with the DriverSetup port items, it puts exactly
-// the messages on the wire that it puts over a raw socket, and gets the same answers.
-struct Outcome {
-  std::vector<std::string> transcript;
-  double volts = 0;
-  double level = 0;
-  std::int32_t errorCode = -1;
-};
-
-Outcome RunSession(qdxsim::Emulator& emulator, const std::string& resource,
-                   const std::string& options) {
-  Outcome o;
-  CVelmoraQdx driver{dcpwr::CreateOutput};
-  HRESULT hr = driver.Initialize(resource.c_str(), VARIANT_TRUE, VARIANT_TRUE, options.c_str());
-  EXPECT_EQ(hr, S_OK) << ThreadErrorRecord().description;
-  if (hr != S_OK) return o;
-  auto& out = dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
-  EXPECT_EQ(out.put_VoltageLevel(12.5), S_OK) << ThreadErrorRecord().description;
-  EXPECT_EQ(out.put_Enabled(VARIANT_TRUE), S_OK);
-  EXPECT_EQ(out.Measure(VelmoraQdxMeasurementVoltage, &o.volts), S_OK);
-  EXPECT_EQ(driver.put_Cache(VARIANT_FALSE), S_OK);
-  EXPECT_EQ(out.get_VoltageLevel(&o.level), S_OK);
-  std::string message;
-  EXPECT_EQ(driver.ErrorQuery(&o.errorCode, &message), S_OK);
-  EXPECT_EQ(driver.Close(), S_OK);
-  o.transcript = emulator.takeTranscript();
-  return o;
-}
-
-TEST(Vxi11Driver, SameSessionSameWireTrafficAsOverARawSocket) {
-  io::test::Vxi11Bench bench;
-  ASSERT_BENCH(bench);
-  const std::string socket = "TCPIP::127.0.0.1::" + std::to_string(bench.emulator->port()) +
-                             "::SOCKET";
-  Outcome reference = RunSession(*bench.emulator, socket, "DriverSetup=IoBackend=builtin");
-  ASSERT_FALSE(reference.transcript.empty());
-  EXPECT_EQ(reference.level, 12.5);
-  EXPECT_EQ(reference.errorCode, 0);
-
-  const std::string portmapper = std::to_string(bench.server->portmapPort());
-  const std::string core = std::to_string(bench.server->corePort());
-  for (std::string setup : {"PortmapperPort=" + portmapper, "Vxi11Port=" + core}) {
-    SCOPED_TRACE(setup);
-    Outcome o = RunSession(*bench.emulator, io::test::kResource,
-                           "DriverSetup=IoBackend=builtin, " + setup);
-    EXPECT_EQ(o.transcript, reference.transcript);
-    EXPECT_EQ(o.volts, reference.volts);
-    EXPECT_EQ(o.level, reference.level);
-    EXPECT_EQ(o.errorCode, reference.errorCode);
-    EXPECT_EQ(bench.server->linkCount(), 0u);
-  }
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 // the driver is pointed at it with the DriverSetup item PortmapperPort.
 #pragma once
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -19,6 +18,7 @@
 #include "io/transport.h"
 #include "io/vxi11_transport.h"
 #include "qdx_sim.h"
+#include "support/descriptors.h"
 #include "vxi11_server.h"
 
 namespace veqdx::io::test {
@@ -117,38 +117,6 @@ inline std::string Query(ITransport& t, const std::string& message) {
   IoResult r = Send(t, message);
   if (r.ok()) r = Receive(t, reply);
   return r.ok() ? reply : "<" + r.message + ">";
-}
-
-// Descriptors this process holds open.
-inline int OpenDescriptors() {
-  DIR* dir = opendir("/proc/self/fd");
-  if (!dir) return -1;
-  int n = 0;
-  while (readdir(dir) != nullptr) ++n;
-  closedir(dir);
-  return n;
-}
-
-// Waits (bounded) until this process holds `n` descriptors; the count after the wait. The
-// emulator runs in this process, and its side of a closed connection closes a moment later.
-inline int AwaitDescriptors(int n) {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (OpenDescriptors() != n && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  return OpenDescriptors();
-}
-
-// The descriptor count once it has stopped moving (threads of the emulator still accepting
-// or closing their side of a connection).
-inline int SettledDescriptors() {
-  int last = OpenDescriptors();
-  for (int same = 0, rounds = 0; same < 3 && rounds < 100; ++rounds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    int now = OpenDescriptors();
-    same = now == last ? same + 1 : 0;
-    last = now;
-  }
-  return last;
 }
 
 // A TCP socket listening on a free loopback port, and that port (0 when it failed).
