@@ -68,13 +68,23 @@ constexpr std::uint32_t TriggerNotSoftware = 0x30;
 constexpr std::uint32_t Last = 0x30;
 }  // namespace msg
 
-// The driver's own error codes (published as VelmoraQdxErrorCodesEnum).
-constexpr HRESULT E_VELMORAQDX_IO_GENERAL = MakeHr(0x80044214u);
-constexpr HRESULT E_VELMORAQDX_IO_TIMEOUT = MakeHr(0x80044215u);
-constexpr HRESULT E_VELMORAQDX_MODEL_NOT_SUPPORTED = MakeHr(0x80044216u);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_ACTIVE = MakeHr(0x80044211u);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_LICENSED = MakeHr(0x80044213u);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_INSTALLED = MakeHr(0x80044212u);
+// The driver's own error codes under the names the driver core has always used; the values
+// are the published VelmoraQdxErrorCodesEnum's.
+namespace status_detail {
+constexpr HRESULT Hr(VelmoraQdxErrorCodesEnum code) { return static_cast<HRESULT>(code); }
+}  // namespace status_detail
+constexpr HRESULT E_VELMORAQDX_IO_GENERAL =
+    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_IO_GENERAL);
+constexpr HRESULT E_VELMORAQDX_IO_TIMEOUT =
+    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_IO_TIMEOUT);
+constexpr HRESULT E_VELMORAQDX_MODEL_NOT_SUPPORTED =
+    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_MODEL_NOT_SUPPORTED);
+constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_ACTIVE =
+    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_ACTIVE);
+constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_LICENSED =
+    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_LICENSED);
+constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_INSTALLED =
+    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED);
 
 // One row of the code table.
 struct MessageRow {
