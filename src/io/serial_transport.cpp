@@ -248,7 +248,9 @@ std::unique_ptr<SerialTransport> SerialTransport::Open(const std::string& path,
 
 SerialTransport::SerialTransport(int fd, const std::string& path, int interfaceNumber,
                                  int timeoutMs, const SerialSettings& settings)
-    : stream_(fd, path, timeoutMs), interfaceNumber_(interfaceNumber), settings_(settings) {}
+    : CTransportBase(timeoutMs, true, interfaceNumber),
+      stream_(fd, path, link_),
+      settings_(settings) {}
 
 SerialTransport::~SerialTransport() { Close(); }
 
@@ -262,11 +264,6 @@ IoResult SerialTransport::Clear() {
   if (!stream_.IsOpen()) return stream_.Closed();
   ::tcflush(stream_.Fd(), TCIOFLUSH);
   return stream_.DiscardInput();
-}
-
-IoResult SerialTransport::ReadStatusByte(std::uint8_t&) {
-  return {IoCode::NotSupported, "reading the status byte is not supported on serial port " +
-                                    stream_.Label() + "; query \"*STB?\" instead"};
 }
 
 }  // namespace veqdx::io

@@ -53,7 +53,7 @@ void ApplySerialSettings(const SerialSettings& settings, termios& tio);
 bool SerialDevicePath(int asrlNumber, const std::string& ttyPath, std::string& path,
                       std::string& error);
 
-class SerialTransport final : public ITransport {
+class SerialTransport final : public CTransportBase {
  public:
   // Opens and configures `path`. On failure returns nullptr with `result` saying what is
   // wrong (no such device, not a terminal, in use, no permission, an unsupported setting).
@@ -71,24 +71,15 @@ class SerialTransport final : public ITransport {
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override {
     return stream_.Read(buffer, max, got, why);
   }
-  void SetTimeout(int milliseconds) override { stream_.SetTimeout(milliseconds); }
-  int Timeout() const override { return stream_.Timeout(); }
-  void SetTermChar(char c, bool enabled) override { stream_.SetTermChar(c, enabled); }
-  char TermChar() const override { return stream_.TermChar(); }
-  bool TermCharEnabled() const override { return stream_.TermCharEnabled(); }
 
-  // Throws away pending input and output in both directions; sends nothing.
+  // Throws away pending input and output in both directions; sends nothing. A serial line
+  // carries no status byte, and the port is exclusive already: there is nothing to lock out.
   IoResult Clear() override;
-  // A serial line carries no status byte: IoCode::NotSupported.
-  IoResult ReadStatusByte(std::uint8_t& stb) override;
-  // The port is exclusive already; there is nothing else to lock out.
-  IoResult Lock(int) override { return IoResult::Ok(); }
-  IoResult Unlock() override { return IoResult::Ok(); }
   void Close() override;
+  std::string LinkName() const override { return "serial port " + stream_.Label(); }
 
   InterfaceType Interface() const override { return InterfaceType::Serial; }
   std::string ResourceClass() const override { return "INSTR"; }
-  int InterfaceNumber() const override { return interfaceNumber_; }
 
   const std::string& Path() const { return stream_.Label(); }
   const SerialSettings& Settings() const { return settings_; }
@@ -98,7 +89,6 @@ class SerialTransport final : public ITransport {
                   const SerialSettings& settings);
 
   FdStream stream_;
-  int interfaceNumber_;
   SerialSettings settings_;
 };
 

@@ -147,7 +147,7 @@ std::unique_ptr<SocketTransport> SocketTransport::Connect(const std::string& hos
 }
 
 SocketTransport::SocketTransport(int fd, std::string address, int board, int timeoutMs)
-    : fd_(fd), address_(std::move(address)), board_(board), timeoutMs_(std::max(0, timeoutMs)) {
+    : CTransportBase(timeoutMs, true, board), fd_(fd), address_(std::move(address)) {
   ApplyReceiveTimeout();
 }
 
@@ -160,16 +160,16 @@ void SocketTransport::Close() {
 }
 
 void SocketTransport::SetTimeout(int milliseconds) {
-  milliseconds = std::max(0, milliseconds);
-  if (milliseconds == timeoutMs_) return;
-  timeoutMs_ = milliseconds;
-  ApplyReceiveTimeout();
+  const int before = link_.timeoutMs;
+  CTransportBase::SetTimeout(milliseconds);
+  if (link_.timeoutMs != before) ApplyReceiveTimeout();
 }
 
 void SocketTransport::ApplyReceiveTimeout() {
   // A zero receive timeout would mean "wait forever" to the kernel; such reads never block.
-  timeval limit{timeoutMs_ / 1000, static_cast<suseconds_t>(timeoutMs_ % 1000) * 1000};
-  blockingReceive_ = timeoutMs_ > 0 && fd_ >= 0 &&
+  const int ms = link_.timeoutMs;
+  timeval limit{ms / 1000, static_cast<suseconds_t>(ms % 1000) * 1000};
+  blockingReceive_ = ms > 0 && fd_ >= 0 &&
                      ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0;
 }
 
@@ -184,11 +184,11 @@ IoResult SocketTransport::Write(const char* data, std::size_t size, bool end,
   written = 0;
   if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
   // END on a line-feed link is the terminator itself.
-  const bool addTerm = end && termEnabled_ && (size == 0 || data[size - 1] != term_);
-  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  const bool addTerm = link_.AppendsTerm(data, size, end);
+  const auto deadline = Clock::now() + std::chrono::milliseconds(link_.timeoutMs);
   std::size_t sent = 0;
   const StreamStep step =
-      WriteFramed(data, size, addTerm, term_, sent, [&](iovec* iov, int count) -> StreamStep {
+      WriteFramed(data, size, addTerm, link_.termChar, sent, [&](iovec* iov, int count) {
         msghdr msg{};
         msg.msg_iov = iov;
         msg.msg_iovlen = static_cast<std::size_t>(count);
@@ -200,7 +200,7 @@ IoResult SocketTransport::Write(const char* data, std::size_t size, bool end,
   if (step.error == ETIMEDOUT) {
     return IoResult::Timeout("write to " + address_ + " sent only " + std::to_string(sent) +
                              " of " + std::to_string(size + (addTerm ? 1 : 0)) +
-                             " bytes within " + std::to_string(timeoutMs_) + " ms");
+                             " bytes within " + std::to_string(link_.timeoutMs) + " ms");
   }
   if (step.error == EPIPE || step.error == ECONNRESET) return ClosedByPeer(" (while writing)");
   return IoResult::Error("write to " + address_ + " failed: " + ErrnoText(step.error));
@@ -211,13 +211,13 @@ IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
   why = ReadEnd::Count;
   if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
   if (max == 0) return IoResult::Ok();
-  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  const auto deadline = Clock::now() + std::chrono::milliseconds(link_.timeoutMs);
   // The first wait of a read sleeps inside the receive call itself, bounded by the socket's
   // receive timeout (the session timeout): a reply then costs one system call, not a failed
   // receive, a poll and a second receive. Later waits of the same read poll to the deadline.
   bool blockFirst = blockingReceive_;
   const StreamInbox::Outcome outcome = inbox_.Read(
-      buffer, max, termEnabled_, term_, got, why, [&](char* into, std::size_t room) -> StreamStep {
+      buffer, max, link_, got, why, [&](char* into, std::size_t room) -> StreamStep {
         return RetryUntil(fd_, POLLIN, deadline, [&] {
           const int flags = blockFirst ? 0 : MSG_DONTWAIT;
           blockFirst = false;
@@ -237,7 +237,7 @@ IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
     case StreamInbox::Stop::TimedOut:
       break;
   }
-  return ReadTimedOut(outcome.held, address_, timeoutMs_);
+  return ReadTimedOut(outcome.held, address_, link_.timeoutMs);
 }
 
 IoResult SocketTransport::Clear() {
@@ -257,14 +257,5 @@ IoResult SocketTransport::Clear() {
   }
   return IoResult::Ok();
 }
-
-IoResult SocketTransport::ReadStatusByte(std::uint8_t&) {
-  return {IoCode::NotSupported,
-          "reading the status byte is not supported on a raw socket connection (" + address_ +
-              "); query \"*STB?\" instead"};
-}
-
-IoResult SocketTransport::Lock(int) { return IoResult::Ok(); }
-IoResult SocketTransport::Unlock() { return IoResult::Ok(); }
 
 }  // namespace veqdx::io

@@ -20,7 +20,7 @@
 
 namespace veqdx::io {
 
-class SocketTransport final : public ITransport {
+class SocketTransport final : public CTransportBase {
  public:
   // Resolves `host` (a name, an IPv4 or an IPv6 address without brackets) and connects to
   // the first address that accepts within options.openTimeoutMs. On failure returns nullptr
@@ -37,26 +37,15 @@ class SocketTransport final : public ITransport {
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
 
   void SetTimeout(int milliseconds) override;
-  int Timeout() const override { return timeoutMs_; }
-  void SetTermChar(char c, bool enabled) override {
-    term_ = c;
-    termEnabled_ = enabled;
-  }
-  char TermChar() const override { return term_; }
-  bool TermCharEnabled() const override { return termEnabled_; }
 
-  // Throws away what has arrived and not been read; sends nothing.
+  // Throws away what has arrived and not been read; sends nothing. A raw socket carries no
+  // status byte, and nothing else shares the connection, so locking has nothing to exclude.
   IoResult Clear() override;
-  // A raw socket carries no status byte: IoCode::NotSupported.
-  IoResult ReadStatusByte(std::uint8_t& stb) override;
-  // Nothing else shares the connection, so locking has nothing to exclude.
-  IoResult Lock(int timeoutMs) override;
-  IoResult Unlock() override;
   void Close() override;
+  std::string LinkName() const override { return "a raw socket connection (" + address_ + ")"; }
 
   InterfaceType Interface() const override { return InterfaceType::Tcpip; }
   std::string ResourceClass() const override { return "SOCKET"; }
-  int InterfaceNumber() const override { return board_; }
 
   // "10.0.0.5:5025", "[::1]:5025": the peer, as messages name it.
   const std::string& PeerAddress() const { return address_; }
@@ -68,10 +57,6 @@ class SocketTransport final : public ITransport {
 
   int fd_;
   std::string address_;
-  int board_;
-  int timeoutMs_;
-  char term_ = '\n';
-  bool termEnabled_ = true;
   bool blockingReceive_ = false;  // the receive timeout is set: a read's first wait may block
   // Bytes asked of the kernel per receive: whole blocks, never byte by byte.
   static constexpr std::size_t kReceiveBlock = 16384;

@@ -179,7 +179,7 @@ std::unique_ptr<UsbTmcTransport> UsbTmcTransport::Open(const UsbTmcAddress& addr
 
 UsbTmcTransport::UsbTmcTransport(int fd, const std::string& node, int board, int timeoutMs,
                                  bool kernel)
-    : stream_(fd, node, timeoutMs), board_(board), kernel_(kernel) {}
+    : CTransportBase(timeoutMs, true, board), stream_(fd, node, link_), kernel_(kernel) {}
 
 UsbTmcTransport::~UsbTmcTransport() { Close(); }
 
@@ -187,7 +187,7 @@ IoResult UsbTmcTransport::KernelFailure(const char* operation, int err) const {
   std::string text = std::string(operation) + " on " + stream_.Label();
   if (err == ETIMEDOUT)
     return IoResult::Timeout(text + " did not complete within " +
-                             std::to_string(stream_.Timeout()) + " ms");
+                             std::to_string(link_.timeoutMs) + " ms");
   return IoResult::Error(text + " failed: " + std::strerror(err));
 }
 
@@ -197,16 +197,16 @@ IoResult UsbTmcTransport::Unsupported(const char* operation, const char* why) co
 }
 
 void UsbTmcTransport::SetTimeout(int milliseconds) {
-  stream_.SetTimeout(milliseconds);
+  CTransportBase::SetTimeout(milliseconds);
   if (kernel_ && stream_.IsOpen()) {
     std::uint32_t ms = std::max<std::uint32_t>(kKernelMinTimeoutMs,
-                                               static_cast<std::uint32_t>(stream_.Timeout()));
+                                               static_cast<std::uint32_t>(link_.timeoutMs));
     ::ioctl(stream_.Fd(), USBTMC_IOCTL_SET_TIMEOUT, &ms);
   }
 }
 
 void UsbTmcTransport::SetTermChar(char c, bool enabled) {
-  stream_.SetTermChar(c, enabled);
+  CTransportBase::SetTermChar(c, enabled);
   if (kernel_ && stream_.IsOpen()) {
     usbtmc_termchar tc{static_cast<__u8>(c), static_cast<__u8>(enabled ? 1 : 0)};
     ::ioctl(stream_.Fd(), USBTMC_IOCTL_CONFIG_TERMCHAR, &tc);
@@ -245,7 +245,7 @@ IoResult UsbTmcTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
   got = static_cast<std::size_t>(n);
   // The driver returns short when the device ended the message (END or the termination
   // character); a full buffer may have more behind it.
-  if (got > 0 && stream_.TermCharEnabled() && buffer[got - 1] == stream_.TermChar())
+  if (got > 0 && link_.termEnabled && buffer[got - 1] == link_.termChar)
     why = ReadEnd::TermChar;
   else
     why = got < max ? ReadEnd::End : ReadEnd::Count;

@@ -60,7 +60,7 @@ std::unique_ptr<VisaTransport> VisaTransport::Open(std::shared_ptr<const VisaLib
 
   std::unique_ptr<VisaTransport> t(
       new VisaTransport(std::move(library), rm, vi, std::max(0, options.timeoutMs)));
-  t->SetTimeout(t->timeoutMs_);
+  t->SetTimeout(t->link_.timeoutMs);
 
   std::uint16_t type = 0;
   if (t->GetAttributeUInt16(VQ_VI_ATTR_INTF_TYPE, type).ok()) {
@@ -88,8 +88,7 @@ std::unique_ptr<VisaTransport> VisaTransport::Open(std::shared_ptr<const VisaLib
       result = IoResult::Error("viOpen " + descriptor + ": " + r.message);
       return nullptr;  // the destructor closes the session and the resource manager
     }
-    t->term_ = '\n';
-    t->termEnabled_ = true;
+    t->CTransportBase::SetTermChar('\n', true);  // the attributes are set already
   }
   result = IoResult::Ok();
   return t;
@@ -97,7 +96,7 @@ std::unique_ptr<VisaTransport> VisaTransport::Open(std::shared_ptr<const VisaLib
 
 VisaTransport::VisaTransport(std::shared_ptr<const VisaLibrary> library, VqViSession rm,
                              VqViSession vi, int timeoutMs)
-    : library_(std::move(library)), rm_(rm), vi_(vi), timeoutMs_(timeoutMs) {}
+    : CTransportBase(timeoutMs, false), library_(std::move(library)), rm_(rm), vi_(vi) {}
 
 VisaTransport::~VisaTransport() { Close(); }
 
@@ -128,14 +127,13 @@ IoResult VisaTransport::SetAttribute(std::uint32_t attr, std::uint64_t value, co
 }
 
 void VisaTransport::SetTimeout(int milliseconds) {
-  timeoutMs_ = std::max(0, milliseconds);
+  CTransportBase::SetTimeout(milliseconds);
   // A library that refuses keeps its own timeout; reads then report what VISA did.
-  SetAttribute(VQ_VI_ATTR_TMO_VALUE, static_cast<std::uint32_t>(timeoutMs_), "the timeout");
+  SetAttribute(VQ_VI_ATTR_TMO_VALUE, static_cast<std::uint32_t>(link_.timeoutMs), "the timeout");
 }
 
 void VisaTransport::SetTermChar(char c, bool enabled) {
-  term_ = c;
-  termEnabled_ = enabled;
+  CTransportBase::SetTermChar(c, enabled);
   SetAttribute(VQ_VI_ATTR_TERMCHAR, static_cast<unsigned char>(c), "the termination character");
   SetAttribute(VQ_VI_ATTR_TERMCHAR_EN, enabled ? VQ_VI_TRUE : VQ_VI_FALSE,
                "the termination character");
@@ -158,10 +156,10 @@ IoResult VisaTransport::Write(const char* data, std::size_t size, bool end, std:
   std::string withTerm;
   const char* bytes = data;
   std::size_t total = size;
-  if (end && termEnabled_ && (size == 0 || data[size - 1] != term_)) {
+  if (link_.AppendsTerm(data, size, end)) {
     withTerm.reserve(size + 1);
     withTerm.append(data, size);
-    withTerm.push_back(term_);
+    withTerm.push_back(link_.termChar);
     bytes = withTerm.data();
     total = withTerm.size();
   }

@@ -28,7 +28,7 @@
 
 namespace veqdx::io {
 
-class VisaTransport final : public ITransport, public VisaSessionExtras {
+class VisaTransport final : public CTransportBase, public VisaSessionExtras {
  public:
   // Opens `descriptor` through `library`. On failure returns nullptr with `result` saying what
   // failed ("viOpen <resource>: <VISA status>"); IoCode::Timeout when VISA timed out.
@@ -45,10 +45,7 @@ class VisaTransport final : public ITransport, public VisaSessionExtras {
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
 
   void SetTimeout(int milliseconds) override;
-  int Timeout() const override { return timeoutMs_; }
   void SetTermChar(char c, bool enabled) override;
-  char TermChar() const override { return term_; }
-  bool TermCharEnabled() const override { return termEnabled_; }
 
   IoResult Clear() override;                            // viClear
   IoResult ReadStatusByte(std::uint8_t& stb) override;  // viReadSTB
@@ -64,7 +61,6 @@ class VisaTransport final : public ITransport, public VisaSessionExtras {
   }
   InterfaceType Interface() const override { return interface_; }
   std::string ResourceClass() const override { return resourceClass_; }
-  int InterfaceNumber() const override { return interfaceNumber_; }
   const std::string& ResourceName() const { return resourceName_; }
   // The VISA number of the interface type (VI_ATTR_INTF_TYPE), before mapping.
   std::uint16_t VisaInterfaceType() const { return visaInterfaceType_; }
@@ -98,13 +94,9 @@ class VisaTransport final : public ITransport, public VisaSessionExtras {
   std::shared_ptr<const VisaLibrary> library_;
   VqViSession rm_;
   VqViSession vi_;
-  int timeoutMs_;
-  char term_ = '\n';
-  bool termEnabled_ = false;
   std::optional<bool> sendEnd_;  // VI_ATTR_SEND_END_EN as last set; unknown at first
   InterfaceType interface_ = InterfaceType::Gpib;
   std::uint16_t visaInterfaceType_ = 0;
-  int interfaceNumber_ = 0;
   std::string resourceClass_ = "OTHER";
   std::string resourceName_ = "UNKNOWN";
 };

@@ -133,21 +133,20 @@ std::unique_ptr<Vxi11Transport> Vxi11Transport::Open(const std::string& host,
 Vxi11Transport::Vxi11Transport(std::unique_ptr<vxi11::RpcClient> rpc, long link,
                                std::uint32_t maxRecvSize, std::string label, int board,
                                int timeoutMs)
-    : rpc_(std::move(rpc)),
-      link_(link),
+    : CTransportBase(timeoutMs, false, board),
+      rpc_(std::move(rpc)),
+      lid_(link),
       maxRecvSize_(maxRecvSize),
-      label_(std::move(label)),
-      board_(board),
-      timeoutMs_(std::max(0, timeoutMs)) {}
+      label_(std::move(label)) {}
 
 Vxi11Transport::~Vxi11Transport() { Close(); }
 
 void Vxi11Transport::Close() {
   if (!rpc_) return;
   if (!rpc_->Broken()) {
-    Device_Link link = link_;
+    Device_Link link = lid_;
     Device_Error reply{};
-    int wait = std::clamp(timeoutMs_, kCloseTimeoutMs / 4, kCloseTimeoutMs);
+    int wait = std::clamp(link_.timeoutMs, kCloseTimeoutMs / 4, kCloseTimeoutMs);
     // A failure changes nothing: the connection goes next, and with it the device's link.
     if (rpc_->Call(destroy_link, Xdr(xdr_Device_Link), &link, Xdr(xdr_Device_Error), &reply,
                    wait, "destroy_link")
@@ -156,8 +155,6 @@ void Vxi11Transport::Close() {
   }
   rpc_.reset();
 }
-
-void Vxi11Transport::SetTimeout(int milliseconds) { timeoutMs_ = std::max(0, milliseconds); }
 
 IoResult Vxi11Transport::NotOpen() const {
   return IoResult::Error("VXI-11 link " + label_ + " is closed");
@@ -174,14 +171,14 @@ IoResult Vxi11Transport::Write(const char* data, std::size_t size, bool end,
                                std::size_t& written) {
   written = 0;
   if (!rpc_ || rpc_->Broken()) return NotOpen();
-  auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  auto deadline = Clock::now() + std::chrono::milliseconds(link_.timeoutMs);
   // One device_write even for an empty message, so that END alone still reaches the device.
   do {
     std::size_t chunk = std::min<std::size_t>(size - written, maxRecvSize_);
     bool last = written + chunk == size;
     int left = MsLeft(deadline);
     Device_WriteParms parms{};
-    parms.lid = link_;
+    parms.lid = lid_;
     parms.io_timeout = DeviceMs(left);
     parms.lock_timeout = DeviceMs(left);
     parms.flags = VXI11_FLAG_WAITLOCK | (last && end ? VXI11_FLAG_END : 0);
@@ -203,7 +200,7 @@ IoResult Vxi11Transport::Write(const char* data, std::size_t size, bool end,
     if (written < size && MsLeft(deadline) == 0)
       return IoResult::Timeout("write to " + label_ + " sent only " + std::to_string(written) +
                                " of " + std::to_string(size) + " bytes within " +
-                               std::to_string(timeoutMs_) + " ms");
+                               std::to_string(link_.timeoutMs) + " ms");
   } while (written < size);
   return IoResult::Ok();
 }
@@ -213,17 +210,17 @@ IoResult Vxi11Transport::Read(char* buffer, std::size_t max, std::size_t& got, R
   why = ReadEnd::Count;
   if (!rpc_ || rpc_->Broken()) return NotOpen();
   if (max == 0) return IoResult::Ok();
-  auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+  auto deadline = Clock::now() + std::chrono::milliseconds(link_.timeoutMs);
   for (;;) {
     std::size_t want = std::min(max - got, kMaxReadRequest);
     int left = MsLeft(deadline);
     Device_ReadParms parms{};
-    parms.lid = link_;
+    parms.lid = lid_;
     parms.requestSize = static_cast<u_long>(want);
     parms.io_timeout = DeviceMs(left);
     parms.lock_timeout = DeviceMs(left);
-    parms.flags = VXI11_FLAG_WAITLOCK | (termEnabled_ ? VXI11_FLAG_TERMCHRSET : 0);
-    parms.termChar = term_;
+    parms.flags = VXI11_FLAG_WAITLOCK | (link_.termEnabled ? VXI11_FLAG_TERMCHRSET : 0);
+    parms.termChar = link_.termChar;
     Device_ReadResp reply{};
     IoResult r = rpc_->Call(device_read, Xdr(xdr_Device_ReadParms), &parms,
                             Xdr(xdr_Device_ReadResp), &reply, left + kRpcMarginMs,
@@ -248,7 +245,8 @@ IoResult Vxi11Transport::Read(char* buffer, std::size_t max, std::size_t& got, R
       std::string what = got > 0 ? "incomplete reply (" + std::to_string(got) +
                                        " bytes, no END) from "
                                  : "no reply from ";
-      return IoResult::Timeout(what + label_ + " within " + std::to_string(timeoutMs_) + " ms");
+      return IoResult::Timeout(what + label_ + " within " + std::to_string(link_.timeoutMs) +
+                               " ms");
     }
     if (error != VXI11_ERR_NONE) return DeviceError("device_read", error);
     if (reason & VXI11_REASON_END) {
@@ -266,16 +264,17 @@ IoResult Vxi11Transport::Read(char* buffer, std::size_t max, std::size_t& got, R
                              " returned no data and no reason for ending");
     if (MsLeft(deadline) == 0)
       return IoResult::Timeout("incomplete reply (" + std::to_string(got) + " bytes, no END) from " +
-                               label_ + " within " + std::to_string(timeoutMs_) + " ms");
+                               label_ + " within " + std::to_string(link_.timeoutMs) + " ms");
   }
 }
 
 IoResult Vxi11Transport::Clear() {
   if (!rpc_ || rpc_->Broken()) return NotOpen();
-  Device_GenericParms parms{link_, VXI11_FLAG_WAITLOCK, DeviceMs(timeoutMs_), DeviceMs(timeoutMs_)};
+  const u_long ms = DeviceMs(link_.timeoutMs);
+  Device_GenericParms parms{lid_, VXI11_FLAG_WAITLOCK, ms, ms};
   Device_Error reply{};
   IoResult r = rpc_->Call(device_clear, Xdr(xdr_Device_GenericParms), &parms,
-                          Xdr(xdr_Device_Error), &reply, timeoutMs_ + kRpcMarginMs,
+                          Xdr(xdr_Device_Error), &reply, link_.timeoutMs + kRpcMarginMs,
                           "device_clear");
   if (!r.ok()) return r;
   rpc_->Free(Xdr(xdr_Device_Error), &reply);
@@ -284,10 +283,11 @@ IoResult Vxi11Transport::Clear() {
 
 IoResult Vxi11Transport::ReadStatusByte(std::uint8_t& stb) {
   if (!rpc_ || rpc_->Broken()) return NotOpen();
-  Device_GenericParms parms{link_, VXI11_FLAG_WAITLOCK, DeviceMs(timeoutMs_), DeviceMs(timeoutMs_)};
+  const u_long ms = DeviceMs(link_.timeoutMs);
+  Device_GenericParms parms{lid_, VXI11_FLAG_WAITLOCK, ms, ms};
   Device_ReadStbResp reply{};
   IoResult r = rpc_->Call(device_readstb, Xdr(xdr_Device_GenericParms), &parms,
-                          Xdr(xdr_Device_ReadStbResp), &reply, timeoutMs_ + kRpcMarginMs,
+                          Xdr(xdr_Device_ReadStbResp), &reply, link_.timeoutMs + kRpcMarginMs,
                           "device_readstb");
   if (!r.ok()) return r;
   rpc_->Free(Xdr(xdr_Device_ReadStbResp), &reply);
@@ -299,7 +299,7 @@ IoResult Vxi11Transport::ReadStatusByte(std::uint8_t& stb) {
 IoResult Vxi11Transport::Lock(int timeoutMs) {
   if (!rpc_ || rpc_->Broken()) return NotOpen();
   timeoutMs = std::max(0, timeoutMs);
-  Device_LockParms parms{link_, timeoutMs > 0 ? VXI11_FLAG_WAITLOCK : 0, DeviceMs(timeoutMs)};
+  Device_LockParms parms{lid_, timeoutMs > 0 ? VXI11_FLAG_WAITLOCK : 0, DeviceMs(timeoutMs)};
   Device_Error reply{};
   IoResult r = rpc_->Call(device_lock, Xdr(xdr_Device_LockParms), &parms, Xdr(xdr_Device_Error),
                           &reply, timeoutMs + kRpcMarginMs, "device_lock");
@@ -315,10 +315,10 @@ IoResult Vxi11Transport::Lock(int timeoutMs) {
 
 IoResult Vxi11Transport::Unlock() {
   if (!rpc_ || rpc_->Broken()) return NotOpen();
-  Device_Link link = link_;
+  Device_Link link = lid_;
   Device_Error reply{};
   IoResult r = rpc_->Call(device_unlock, Xdr(xdr_Device_Link), &link, Xdr(xdr_Device_Error),
-                          &reply, timeoutMs_ + kRpcMarginMs, "device_unlock");
+                          &reply, link_.timeoutMs + kRpcMarginMs, "device_unlock");
   if (!r.ok()) return r;
   rpc_->Free(Xdr(xdr_Device_Error), &reply);
   return reply.error == VXI11_ERR_NONE ? IoResult::Ok()

@@ -34,7 +34,7 @@ namespace vxi11 {
 class RpcClient;
 }
 
-class Vxi11Transport final : public ITransport {
+class Vxi11Transport final : public CTransportBase {
  public:
   // Milliseconds an RPC waits beyond the io_timeout handed to the device.
   static constexpr int kRpcMarginMs = 1000;
@@ -54,15 +54,6 @@ class Vxi11Transport final : public ITransport {
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override;
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
 
-  void SetTimeout(int milliseconds) override;
-  int Timeout() const override { return timeoutMs_; }
-  void SetTermChar(char c, bool enabled) override {
-    term_ = c;
-    termEnabled_ = enabled;
-  }
-  char TermChar() const override { return term_; }
-  bool TermCharEnabled() const override { return termEnabled_; }
-
   IoResult Clear() override;                         // device_clear
   IoResult ReadStatusByte(std::uint8_t& stb) override;  // device_readstb
   // device_lock, waiting up to `timeoutMs` for a lock that another link holds.
@@ -75,7 +66,6 @@ class Vxi11Transport final : public ITransport {
   bool HasEndSignal() const override { return true; }
   InterfaceType Interface() const override { return InterfaceType::Tcpip; }
   std::string ResourceClass() const override { return "INSTR"; }
-  int InterfaceNumber() const override { return board_; }
 
   // Largest device_write the device takes, as create_link announced it.
   std::uint32_t MaxRecvSize() const { return maxRecvSize_; }
@@ -90,13 +80,9 @@ class Vxi11Transport final : public ITransport {
   IoResult DeviceError(const char* call, long code) const;
 
   std::unique_ptr<vxi11::RpcClient> rpc_;
-  long link_;
+  long lid_;
   std::uint32_t maxRecvSize_;
   std::string label_;
-  int board_;
-  int timeoutMs_;
-  char term_ = '\n';
-  bool termEnabled_ = false;
 };
 
 // Text of a VXI-11 error code ("out of resources"); "unknown error" for codes outside the set.
