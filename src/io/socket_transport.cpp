@@ -1,9 +1,5 @@
 #include "io/socket_transport.h"
 
-#include <fcntl.h>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -13,8 +9,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <utility>
+
+#include "io/tcp_connect.h"
 
 namespace veqdx::io {
 namespace {
@@ -23,127 +20,22 @@ namespace {
 // talking cannot hold it forever.
 constexpr std::size_t kClearDrainLimit = 4u << 20;
 
-std::string ErrnoText(int err) { return std::strerror(err); }
-
-// The numeric host of a socket address ("10.0.0.5", "::1"); empty when it has none.
-std::string NumericHost(const sockaddr* sa, socklen_t len) {
-  char host[NI_MAXHOST];
-  if (::getnameinfo(sa, len, host, sizeof host, nullptr, 0, NI_NUMERICHOST) != 0) return {};
-  return host;
-}
-
-// "10.0.0.5:5025", "[::1]:5025".
-std::string JoinHostPort(const std::string& host, std::uint16_t port) {
-  bool v6 = host.find(':') != std::string::npos;
-  return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
-}
-
-class FdGuard {
- public:
-  explicit FdGuard(int fd) : fd_(fd) {}
-  ~FdGuard() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  FdGuard(const FdGuard&) = delete;
-  FdGuard& operator=(const FdGuard&) = delete;
-  int get() const { return fd_; }
-  int release() { return std::exchange(fd_, -1); }
-
- private:
-  int fd_;
-};
-
-struct AddrInfoDeleter {
-  void operator()(addrinfo* ai) const { ::freeaddrinfo(ai); }
-};
-
-// One connect attempt, bounded by `deadline`. Returns the connected descriptor or -1 with
-// `err` set (ETIMEDOUT when the deadline passed).
-int ConnectOne(const addrinfo* ai, Clock::time_point deadline, int& err) {
-  FdGuard fd(::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
-                      ai->ai_protocol));
-  if (fd.get() < 0) {
-    err = errno;
-    return -1;
-  }
-  if (::connect(fd.get(), ai->ai_addr, ai->ai_addrlen) != 0) {
-    if (errno != EINPROGRESS && errno != EINTR) {
-      err = errno;
-      return -1;
-    }
-    int rc = WaitFor(fd.get(), POLLOUT, deadline);
-    if (rc <= 0) {
-      err = rc == 0 ? ETIMEDOUT : errno;
-      return -1;
-    }
-    int soError = 0;
-    socklen_t len = sizeof soError;
-    if (::getsockopt(fd.get(), SOL_SOCKET, SO_ERROR, &soError, &len) != 0) soError = errno;
-    if (soError != 0) {
-      err = soError;
-      return -1;
-    }
-  }
-  // Connected: from here on the descriptor blocks, and every call that must not wait says
-  // MSG_DONTWAIT; only a read's first receive sleeps, bounded by the receive timeout.
-  const int flags = ::fcntl(fd.get(), F_GETFL);
-  if (flags < 0 || ::fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK) != 0) {
-    err = errno;
-    return -1;
-  }
-  int one = 1;
-  ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-  ::setsockopt(fd.get(), SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
-  return fd.release();
-}
-
 }  // namespace
 
 std::unique_ptr<SocketTransport> SocketTransport::Connect(const std::string& host,
                                                           std::uint16_t port, int board,
                                                           const TransportOptions& options,
                                                           IoResult& result) {
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_NUMERICSERV;
-  addrinfo* raw = nullptr;
-  std::string service = std::to_string(port);
-  int gai = ::getaddrinfo(host.c_str(), service.c_str(), &hints, &raw);
-  std::unique_ptr<addrinfo, AddrInfoDeleter> list(raw);
-  if (gai != 0) {
-    result = IoResult::Error("cannot resolve host '" + host + "': " +
-                             (gai == EAI_SYSTEM ? ErrnoText(errno) : ::gai_strerror(gai)));
-    return nullptr;
-  }
-
-  auto deadline = Clock::now() + std::chrono::milliseconds(std::max(0, options.openTimeoutMs));
-  std::string lastHost = host;
-  int lastErr = 0;
-  for (const addrinfo* ai = list.get(); ai != nullptr; ai = ai->ai_next) {
-    std::string numeric = NumericHost(ai->ai_addr, ai->ai_addrlen);
-    if (!numeric.empty()) lastHost = numeric;
-    int fd = ConnectOne(ai, deadline, lastErr);
-    if (fd >= 0) {
-      result = IoResult::Ok();
-      return std::unique_ptr<SocketTransport>(
-          new SocketTransport(fd, JoinHostPort(lastHost, port), board, options.timeoutMs));
-    }
-    if (lastErr == ETIMEDOUT && MsLeft(deadline) == 0) break;
-  }
-
-  // Name the host as given and, when it was a name, the address that was tried.
-  std::string where = JoinHostPort(lastHost, port);
-  if (lastHost != host) where = host + " (" + where + ")";
-  if (lastErr == ETIMEDOUT) {
-    result = IoResult::Timeout("connect to " + where + " did not complete within " +
-                               std::to_string(options.openTimeoutMs) + " ms");
-  } else if (lastErr == ECONNREFUSED) {
-    result = IoResult::Error("connect to " + where + " refused");
-  } else {
-    result = IoResult::Error("connect to " + where + " failed: " + ErrnoText(lastErr));
-  }
-  return nullptr;
+  const auto deadline =
+      Clock::now() + std::chrono::milliseconds(std::max(0, options.openTimeoutMs));
+  int fd = -1;
+  std::string address;
+  result = ConnectTcp(host, port, deadline, {},
+                      " did not complete within " + std::to_string(options.openTimeoutMs) + " ms",
+                      fd, address);
+  if (!result.ok()) return nullptr;
+  return std::unique_ptr<SocketTransport>(
+      new SocketTransport(fd, std::move(address), board, options.timeoutMs));
 }
 
 SocketTransport::SocketTransport(int fd, std::string address, int board, int timeoutMs)

@@ -1,10 +1,6 @@
 #include "io/vxi11_rpc.h"
 
-#include <fcntl.h>
-#include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
 #include <rpc/pmap_prot.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -17,63 +13,10 @@
 #include <cstring>
 #include <utility>
 
+#include "io/tcp_connect.h"
+
 namespace veqdx::io::vxi11 {
 namespace {
-
-std::string ErrnoText(int err) { return std::strerror(err); }
-
-// "10.0.0.5:111", "[::1]:111".
-std::string JoinHostPort(const std::string& host, std::uint16_t port) {
-  bool v6 = host.find(':') != std::string::npos;
-  return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
-}
-
-std::string NumericHost(const sockaddr* sa, socklen_t len) {
-  char host[NI_MAXHOST];
-  if (::getnameinfo(sa, len, host, sizeof host, nullptr, 0, NI_NUMERICHOST) != 0) return {};
-  return host;
-}
-
-struct AddrInfoDeleter {
-  void operator()(addrinfo* ai) const { ::freeaddrinfo(ai); }
-};
-
-// One connect attempt bounded by `deadline`; the connected socket or -1 with `err` set.
-int ConnectOne(const addrinfo* ai, Clock::time_point deadline, int& err) {
-  int fd = ::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
-                    ai->ai_protocol);
-  if (fd < 0) {
-    err = errno;
-    return -1;
-  }
-  auto fail = [&](int e) {
-    err = e;
-    ::close(fd);
-    return -1;
-  };
-  if (::connect(fd, ai->ai_addr, ai->ai_addrlen) != 0) {
-    if (errno != EINPROGRESS && errno != EINTR) return fail(errno);
-    for (;;) {
-      pollfd p{fd, POLLOUT, 0};
-      int rc = ::poll(&p, 1, MsLeft(deadline));
-      if (rc < 0 && errno == EINTR) continue;
-      if (rc < 0) return fail(errno);
-      if (rc == 0) return fail(ETIMEDOUT);
-      break;
-    }
-    int soError = 0;
-    socklen_t len = sizeof soError;
-    if (::getsockopt(fd, SOL_SOCKET, SO_ERROR, &soError, &len) != 0) soError = errno;
-    if (soError != 0) return fail(soError);
-  }
-  // libtirpc writes with plain write(): the socket must block, with SO_SNDTIMEO as the bound.
-  int flags = ::fcntl(fd, F_GETFL);
-  if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) return fail(errno);
-  int one = 1;
-  ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-  ::setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
-  return fd;
-}
 
 timeval ToTimeval(int ms) {
   ms = std::max(ms, 1);  // zero would make libtirpc send without waiting for any reply
@@ -115,42 +58,6 @@ class SigpipeGuard {
 };
 
 }  // namespace
-
-IoResult ConnectTcp(const std::string& host, std::uint16_t port, Clock::time_point deadline,
-                    std::string_view what, int& fd, std::string& where) {
-  fd = -1;
-  where = JoinHostPort(host, port);
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_NUMERICSERV;
-  addrinfo* raw = nullptr;
-  std::string service = std::to_string(port);
-  int gai = ::getaddrinfo(host.c_str(), service.c_str(), &hints, &raw);
-  std::unique_ptr<addrinfo, AddrInfoDeleter> list(raw);
-  if (gai != 0) {
-    return IoResult::Error("cannot resolve host '" + host + "': " +
-                           (gai == EAI_SYSTEM ? ErrnoText(errno) : ::gai_strerror(gai)));
-  }
-  std::string lastHost = host;
-  int lastErr = 0;
-  for (const addrinfo* ai = list.get(); ai != nullptr; ai = ai->ai_next) {
-    std::string numeric = NumericHost(ai->ai_addr, ai->ai_addrlen);
-    if (!numeric.empty()) lastHost = numeric;
-    fd = ConnectOne(ai, deadline, lastErr);
-    if (fd >= 0) {
-      where = JoinHostPort(lastHost, port);
-      return IoResult::Ok();
-    }
-    if (lastErr == ETIMEDOUT && MsLeft(deadline) == 0) break;
-  }
-  where = JoinHostPort(lastHost, port);
-  std::string target = (lastHost != host ? host + " (" + where + ")" : where) + " (" +
-                       std::string(what) + ")";
-  if (lastErr == ETIMEDOUT) return IoResult::Timeout("connect to " + target + " timed out");
-  if (lastErr == ECONNREFUSED) return IoResult::Error("connect to " + target + " refused");
-  return IoResult::Error("connect to " + target + " failed: " + ErrnoText(lastErr));
-}
 
 // --- RpcClient ---
 
@@ -234,7 +141,7 @@ IoResult PortmapperGetPort(const std::string& host, std::uint16_t port, std::uin
   found = 0;
   int fd = -1;
   std::string where;
-  IoResult r = ConnectTcp(host, port, deadline, "portmapper", fd, where);
+  IoResult r = ConnectTcp(host, port, deadline, "portmapper", " timed out", fd, where);
   if (!r.ok()) return r;
   std::unique_ptr<RpcClient> client = RpcClient::Create(fd, PMAPPROG, PMAPVERS, where, r);
   if (!client) return r;

@@ -25,12 +25,6 @@ xdrproc_t Xdr(bool_t (*routine)(XDR*, T*)) {
   return reinterpret_cast<xdrproc_t>(reinterpret_cast<void (*)()>(routine));
 }
 
-// Resolves `host` and connects to `port` before `deadline`. On success `fd` is a connected,
-// blocking, close-on-exec TCP socket with TCP_NODELAY. `what` names the service in messages
-// ("portmapper", "VXI-11 core channel"); `where` receives "host:port" as messages name it.
-IoResult ConnectTcp(const std::string& host, std::uint16_t port, Clock::time_point deadline,
-                    std::string_view what, int& fd, std::string& where);
-
 // One RPC client over one connected socket (owned: closed on destruction).
 class RpcClient {
  public:
