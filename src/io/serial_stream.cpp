@@ -17,27 +17,27 @@ constexpr std::size_t kDiscardLimit = 4u << 20;
 
 }  // namespace
 
-FdStream::FdStream(int fd, std::string label, const LinkSettings& link)
+CFdStream::CFdStream(int fd, std::string label, const LinkSettings& link)
     : fd_(fd), label_(std::move(label)), link_(link) {
   int flags = ::fcntl(fd_, F_GETFL);
   if (flags >= 0) ::fcntl(fd_, F_SETFL, flags | O_NONBLOCK);
 }
 
-FdStream::~FdStream() { Close(); }
+CFdStream::~CFdStream() { Close(); }
 
-void FdStream::Close() {
+void CFdStream::Close() {
   if (fd_ >= 0) ::close(fd_);
   fd_ = -1;
   inbox_.Drop();
 }
 
-IoResult FdStream::HungUp(std::string_view during) {
+IoResult CFdStream::HungUp(std::string_view during) {
   inbox_.Drop();
   return IoResult::Error(label_ + " hung up" + std::string(during) +
                          " (the device was disconnected or closed its end)");
 }
 
-IoResult FdStream::Write(const char* data, std::size_t size, bool end, std::size_t& written) {
+IoResult CFdStream::Write(const char* data, std::size_t size, bool end, std::size_t& written) {
   written = 0;
   if (fd_ < 0) return Closed();
   const bool addTerm = link_.AppendsTerm(data, size, end);
@@ -59,32 +59,32 @@ IoResult FdStream::Write(const char* data, std::size_t size, bool end, std::size
   return IoResult::Error("write to " + label_ + " failed: " + std::strerror(step.error));
 }
 
-IoResult FdStream::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
+IoResult CFdStream::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
   got = 0;
   why = ReadEnd::Count;
   if (fd_ < 0) return Closed();
   if (max == 0) return IoResult::Ok();
   const auto deadline = Clock::now() + std::chrono::milliseconds(link_.timeoutMs);
-  const StreamInbox::Outcome outcome = inbox_.Read(
+  const CStreamInbox::Outcome outcome = inbox_.Read(
       buffer, max, link_, got, why, [&](char* into, std::size_t room) -> StreamStep {
         return RetryUntil(fd_, POLLIN, deadline, [&] { return ::read(fd_, into, room); });
       });
   switch (outcome.stop) {
-    case StreamInbox::Stop::Delivered:
+    case CStreamInbox::Stop::Delivered:
       return IoResult::Ok();
-    case StreamInbox::Stop::EndOfStream:
+    case CStreamInbox::Stop::EndOfStream:
       return HungUp(outcome.held > 0 ? " in the middle of a reply" : "");
-    case StreamInbox::Stop::Failed:
+    case CStreamInbox::Stop::Failed:
       if (outcome.error == EIO || outcome.error == ENXIO || outcome.error == ENODEV)
         return HungUp("");
       return IoResult::Error("read from " + label_ + " failed: " + std::strerror(outcome.error));
-    case StreamInbox::Stop::TimedOut:
+    case CStreamInbox::Stop::TimedOut:
       break;
   }
   return ReadTimedOut(outcome.held, label_, link_.timeoutMs);
 }
 
-IoResult FdStream::DiscardInput() {
+IoResult CFdStream::DiscardInput() {
   if (fd_ < 0) return Closed();
   inbox_.Drop();
   char scratch[kReceiveBlock];

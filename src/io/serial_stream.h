@@ -20,14 +20,14 @@
 
 namespace veqdx::io {
 
-class FdStream {
+class CFdStream {
  public:
   // Takes ownership of `fd` (set non-blocking here). `label` names the device in messages;
   // `link` is the owning transport's timeout and termination character.
-  FdStream(int fd, std::string label, const LinkSettings& link);
-  ~FdStream();
-  FdStream(const FdStream&) = delete;
-  FdStream& operator=(const FdStream&) = delete;
+  CFdStream(int fd, std::string label, const LinkSettings& link);
+  ~CFdStream();
+  CFdStream(const CFdStream&) = delete;
+  CFdStream& operator=(const CFdStream&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written);
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why);
@@ -48,7 +48,7 @@ class FdStream {
   std::string label_;
   const LinkSettings& link_;
   static constexpr std::size_t kReceiveBlock = 4096;
-  StreamInbox inbox_{kReceiveBlock};
+  CStreamInbox inbox_{kReceiveBlock};
 };
 
 }  // namespace veqdx::io

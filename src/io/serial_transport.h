@@ -53,17 +53,17 @@ void ApplySerialSettings(const SerialSettings& settings, termios& tio);
 bool SerialDevicePath(int asrlNumber, const std::string& ttyPath, std::string& path,
                       std::string& error);
 
-class SerialTransport final : public CTransportBase {
+class CSerialTransport final : public CTransportBase {
  public:
   // Opens and configures `path`. On failure returns nullptr with `result` saying what is
   // wrong (no such device, not a terminal, in use, no permission, an unsupported setting).
   // `interfaceNumber` is what the session reports (the n of ASRL<n>, 0 for a path).
-  static std::unique_ptr<SerialTransport> Open(const std::string& path, int interfaceNumber,
+  static std::unique_ptr<CSerialTransport> Open(const std::string& path, int interfaceNumber,
                                                const TransportOptions& options,
                                                IoResult& result);
-  ~SerialTransport() override;
-  SerialTransport(const SerialTransport&) = delete;
-  SerialTransport& operator=(const SerialTransport&) = delete;
+  ~CSerialTransport() override;
+  CSerialTransport(const CSerialTransport&) = delete;
+  CSerialTransport& operator=(const CSerialTransport&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override {
     return stream_.Write(data, size, end, written);
@@ -85,10 +85,10 @@ class SerialTransport final : public CTransportBase {
   const SerialSettings& Settings() const { return settings_; }
 
  private:
-  SerialTransport(int fd, const std::string& path, int interfaceNumber, int timeoutMs,
+  CSerialTransport(int fd, const std::string& path, int interfaceNumber, int timeoutMs,
                   const SerialSettings& settings);
 
-  FdStream stream_;
+  CFdStream stream_;
   SerialSettings settings_;
 };
 

@@ -22,7 +22,7 @@ constexpr std::size_t kClearDrainLimit = 4u << 20;
 
 }  // namespace
 
-std::unique_ptr<SocketTransport> SocketTransport::Connect(const std::string& host,
+std::unique_ptr<CSocketTransport> CSocketTransport::Connect(const std::string& host,
                                                           std::uint16_t port, int board,
                                                           const TransportOptions& options,
                                                           IoResult& result) {
@@ -34,30 +34,30 @@ std::unique_ptr<SocketTransport> SocketTransport::Connect(const std::string& hos
                       " did not complete within " + std::to_string(options.openTimeoutMs) + " ms",
                       fd, address);
   if (!result.ok()) return nullptr;
-  return std::unique_ptr<SocketTransport>(
-      new SocketTransport(fd, std::move(address), board, options.timeoutMs));
+  return std::unique_ptr<CSocketTransport>(
+      new CSocketTransport(fd, std::move(address), board, options.timeoutMs));
 }
 
-SocketTransport::SocketTransport(int fd, std::string address, int board, int timeoutMs)
+CSocketTransport::CSocketTransport(int fd, std::string address, int board, int timeoutMs)
     : CTransportBase(timeoutMs, true, board), fd_(fd), address_(std::move(address)) {
   ApplyReceiveTimeout();
 }
 
-SocketTransport::~SocketTransport() { Close(); }
+CSocketTransport::~CSocketTransport() { Close(); }
 
-void SocketTransport::Close() {
+void CSocketTransport::Close() {
   if (fd_ >= 0) ::close(fd_);
   fd_ = -1;
   inbox_.Drop();
 }
 
-void SocketTransport::SetTimeout(int milliseconds) {
+void CSocketTransport::SetTimeout(int milliseconds) {
   const int before = link_.timeoutMs;
   CTransportBase::SetTimeout(milliseconds);
   if (link_.timeoutMs != before) ApplyReceiveTimeout();
 }
 
-void SocketTransport::ApplyReceiveTimeout() {
+void CSocketTransport::ApplyReceiveTimeout() {
   // A zero receive timeout would mean "wait forever" to the kernel; such reads never block.
   const int ms = link_.timeoutMs;
   timeval limit{ms / 1000, static_cast<suseconds_t>(ms % 1000) * 1000};
@@ -65,13 +65,13 @@ void SocketTransport::ApplyReceiveTimeout() {
                      ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0;
 }
 
-IoResult SocketTransport::ClosedByPeer(std::string_view during) {
+IoResult CSocketTransport::ClosedByPeer(std::string_view during) {
   Close();
   return IoResult::Error("connection to " + address_ + " closed by the instrument" +
                          std::string(during));
 }
 
-IoResult SocketTransport::Write(const char* data, std::size_t size, bool end,
+IoResult CSocketTransport::Write(const char* data, std::size_t size, bool end,
                                 std::size_t& written) {
   written = 0;
   if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
@@ -98,7 +98,7 @@ IoResult SocketTransport::Write(const char* data, std::size_t size, bool end,
   return IoResult::Error("write to " + address_ + " failed: " + ErrnoText(step.error));
 }
 
-IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
+IoResult CSocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
   got = 0;
   why = ReadEnd::Count;
   if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
@@ -108,7 +108,7 @@ IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
   // receive timeout (the session timeout): a reply then costs one system call, not a failed
   // receive, a poll and a second receive. Later waits of the same read poll to the deadline.
   bool blockFirst = blockingReceive_;
-  const StreamInbox::Outcome outcome = inbox_.Read(
+  const CStreamInbox::Outcome outcome = inbox_.Read(
       buffer, max, link_, got, why, [&](char* into, std::size_t room) -> StreamStep {
         return RetryUntil(fd_, POLLIN, deadline, [&] {
           const int flags = blockFirst ? 0 : MSG_DONTWAIT;
@@ -117,22 +117,22 @@ IoResult SocketTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
         });
       });
   switch (outcome.stop) {
-    case StreamInbox::Stop::Delivered:
+    case CStreamInbox::Stop::Delivered:
       return IoResult::Ok();
-    case StreamInbox::Stop::EndOfStream:
+    case CStreamInbox::Stop::EndOfStream:
       return ClosedByPeer(outcome.held > 0 ? " in the middle of a reply (" +
                                                  std::to_string(outcome.held) + " bytes received)"
                                            : std::string());
-    case StreamInbox::Stop::Failed:
+    case CStreamInbox::Stop::Failed:
       if (outcome.error == ECONNRESET) return ClosedByPeer(" (connection reset)");
       return IoResult::Error("read from " + address_ + " failed: " + ErrnoText(outcome.error));
-    case StreamInbox::Stop::TimedOut:
+    case CStreamInbox::Stop::TimedOut:
       break;
   }
   return ReadTimedOut(outcome.held, address_, link_.timeoutMs);
 }
 
-IoResult SocketTransport::Clear() {
+IoResult CSocketTransport::Clear() {
   if (fd_ < 0) return IoResult::Error("connection to " + address_ + " is closed");
   inbox_.Drop();
   char scratch[kReceiveBlock];

@@ -20,18 +20,18 @@
 
 namespace veqdx::io {
 
-class SocketTransport final : public CTransportBase {
+class CSocketTransport final : public CTransportBase {
  public:
   // Resolves `host` (a name, an IPv4 or an IPv6 address without brackets) and connects to
   // the first address that accepts within options.openTimeoutMs. On failure returns nullptr
   // with `result` saying what happened and where (IoCode::Timeout when no address answered in
   // time, IoCode::Error for a refusal, an unknown host, ...).
-  static std::unique_ptr<SocketTransport> Connect(const std::string& host, std::uint16_t port,
+  static std::unique_ptr<CSocketTransport> Connect(const std::string& host, std::uint16_t port,
                                                   int board, const TransportOptions& options,
                                                   IoResult& result);
-  ~SocketTransport() override;
-  SocketTransport(const SocketTransport&) = delete;
-  SocketTransport& operator=(const SocketTransport&) = delete;
+  ~CSocketTransport() override;
+  CSocketTransport(const CSocketTransport&) = delete;
+  CSocketTransport& operator=(const CSocketTransport&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override;
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
@@ -51,7 +51,7 @@ class SocketTransport final : public CTransportBase {
   const std::string& PeerAddress() const { return address_; }
 
  private:
-  SocketTransport(int fd, std::string address, int board, int timeoutMs);
+  CSocketTransport(int fd, std::string address, int board, int timeoutMs);
   IoResult ClosedByPeer(std::string_view during);
   void ApplyReceiveTimeout();
 
@@ -60,7 +60,7 @@ class SocketTransport final : public CTransportBase {
   bool blockingReceive_ = false;  // the receive timeout is set: a read's first wait may block
   // Bytes asked of the kernel per receive: whole blocks, never byte by byte.
   static constexpr std::size_t kReceiveBlock = 16384;
-  StreamInbox inbox_{kReceiveBlock};
+  CStreamInbox inbox_{kReceiveBlock};
 };
 
 }  // namespace veqdx::io

@@ -46,9 +46,9 @@ StreamStep RetryUntil(int fd, short events, Clock::time_point deadline, Attempt&
   }
 }
 
-class StreamInbox {
+class CStreamInbox {
  public:
-  explicit StreamInbox(std::size_t block) : block_(block) {}
+  explicit CStreamInbox(std::size_t block) : block_(block) {}
 
   enum class Stop { Delivered, EndOfStream, Failed, TimedOut };
   struct Outcome {

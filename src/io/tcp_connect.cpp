@@ -29,14 +29,14 @@ std::string JoinHostPort(const std::string& host, std::uint16_t port) {
   return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
 }
 
-class FdGuard {
+class CFdGuard {
  public:
-  explicit FdGuard(int fd) : fd_(fd) {}
-  ~FdGuard() {
+  explicit CFdGuard(int fd) : fd_(fd) {}
+  ~CFdGuard() {
     if (fd_ >= 0) ::close(fd_);
   }
-  FdGuard(const FdGuard&) = delete;
-  FdGuard& operator=(const FdGuard&) = delete;
+  CFdGuard(const CFdGuard&) = delete;
+  CFdGuard& operator=(const CFdGuard&) = delete;
   int get() const { return fd_; }
   int release() { return std::exchange(fd_, -1); }
 
@@ -51,7 +51,7 @@ struct AddrInfoDeleter {
 // One connect attempt, bounded by `deadline`. Returns the connected descriptor or -1 with
 // `err` set (ETIMEDOUT when the deadline passed).
 int ConnectOne(const addrinfo* ai, Clock::time_point deadline, int& err) {
-  FdGuard fd(::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
+  CFdGuard fd(::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
                       ai->ai_protocol));
   if (fd.get() < 0) {
     err = errno;

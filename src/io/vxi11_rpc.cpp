@@ -26,9 +26,9 @@ timeval ToTimeval(int ms) {
 // libtirpc writes to the socket with write(), which raises SIGPIPE when the peer has gone. The
 // signal is blocked in this thread for the call and a SIGPIPE it caused is consumed, so a
 // closed connection is an error result and never kills the application.
-class SigpipeGuard {
+class CSigpipeGuard {
  public:
-  SigpipeGuard() {
+  CSigpipeGuard() {
     sigemptyset(&pipe_);
     sigaddset(&pipe_, SIGPIPE);
     sigset_t pending;
@@ -36,7 +36,7 @@ class SigpipeGuard {
     wasPending_ = sigismember(&pending, SIGPIPE) == 1;
     blocked_ = pthread_sigmask(SIG_BLOCK, &pipe_, &old_) == 0;
   }
-  ~SigpipeGuard() {
+  ~CSigpipeGuard() {
     if (!blocked_) return;
     sigset_t pending;
     sigpending(&pending);
@@ -47,8 +47,8 @@ class SigpipeGuard {
     }
     pthread_sigmask(SIG_SETMASK, &old_, nullptr);
   }
-  SigpipeGuard(const SigpipeGuard&) = delete;
-  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+  CSigpipeGuard(const CSigpipeGuard&) = delete;
+  CSigpipeGuard& operator=(const CSigpipeGuard&) = delete;
 
  private:
   sigset_t pipe_;
@@ -59,9 +59,9 @@ class SigpipeGuard {
 
 }  // namespace
 
-// --- RpcClient ---
+// --- CRpcClient ---
 
-std::unique_ptr<RpcClient> RpcClient::Create(int fd, std::uint32_t program,
+std::unique_ptr<CRpcClient> CRpcClient::Create(int fd, std::uint32_t program,
                                              std::uint32_t version, std::string where,
                                              IoResult& result) {
   sockaddr_storage peer{};
@@ -80,18 +80,18 @@ std::unique_ptr<RpcClient> RpcClient::Create(int fd, std::uint32_t program,
     return nullptr;
   }
   result = IoResult::Ok();
-  return std::unique_ptr<RpcClient>(new RpcClient(client, fd, std::move(where)));
+  return std::unique_ptr<CRpcClient>(new CRpcClient(client, fd, std::move(where)));
 }
 
-RpcClient::RpcClient(CLIENT* client, int fd, std::string where)
+CRpcClient::CRpcClient(CLIENT* client, int fd, std::string where)
     : client_(client), fd_(fd), where_(std::move(where)) {}
 
-RpcClient::~RpcClient() {
+CRpcClient::~CRpcClient() {
   clnt_destroy(client_);  // leaves the descriptor open (no CLSET_FD_CLOSE): closed here
   ::close(fd_);
 }
 
-IoResult RpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* args,
+IoResult CRpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* args,
                          xdrproc_t decodeResult, void* result, int timeoutMs,
                          std::string_view what) {
   std::string call(what);
@@ -100,7 +100,7 @@ IoResult RpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* ar
   ::setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
   clnt_stat status;
   {
-    SigpipeGuard guard;
+    CSigpipeGuard guard;
     status = clnt_call(client_, procedure, encodeArgs, static_cast<char*>(args), decodeResult,
                        static_cast<char*>(result), wait);
   }
@@ -129,7 +129,7 @@ IoResult RpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* ar
   }
 }
 
-void RpcClient::Free(xdrproc_t decodeResult, void* result) {
+void CRpcClient::Free(xdrproc_t decodeResult, void* result) {
   clnt_freeres(client_, decodeResult, static_cast<char*>(result));
 }
 
@@ -143,7 +143,7 @@ IoResult PortmapperGetPort(const std::string& host, std::uint16_t port, std::uin
   std::string where;
   IoResult r = ConnectTcp(host, port, deadline, "portmapper", " timed out", fd, where);
   if (!r.ok()) return r;
-  std::unique_ptr<RpcClient> client = RpcClient::Create(fd, PMAPPROG, PMAPVERS, where, r);
+  std::unique_ptr<CRpcClient> client = CRpcClient::Create(fd, PMAPPROG, PMAPVERS, where, r);
   if (!client) return r;
   pmap query{program, version, IPPROTO_TCP, 0};
   u_long answer = 0;

@@ -49,11 +49,11 @@ u_long DeviceMs(int ms) { return static_cast<u_long>(std::max(ms, 0)); }
 // A call that takes only the link and its timeouts (device_clear, device_readstb), waiting for
 // a lock another link holds. `reply` is decoded and its allocations freed.
 template <class Reply>
-IoResult GenericCall(vxi11::RpcClient& rpc, long lid, int timeoutMs, std::uint32_t procedure,
+IoResult GenericCall(vxi11::CRpcClient& rpc, long lid, int timeoutMs, std::uint32_t procedure,
                      xdrproc_t decode, Reply& reply, const char* name) {
   Device_GenericParms parms{lid, VXI11_FLAG_WAITLOCK, DeviceMs(timeoutMs), DeviceMs(timeoutMs)};
   IoResult r = rpc.Call(procedure, Xdr(xdr_Device_GenericParms), &parms, decode, &reply,
-                        timeoutMs + Vxi11Transport::kRpcMarginMs, name);
+                        timeoutMs + CVxi11Transport::kRpcMarginMs, name);
   if (r.ok()) rpc.Free(decode, &reply);
   return r;
 }
@@ -81,7 +81,7 @@ std::string Vxi11ErrorText(long code) {
   }
 }
 
-std::unique_ptr<Vxi11Transport> Vxi11Transport::Open(const std::string& host,
+std::unique_ptr<CVxi11Transport> CVxi11Transport::Open(const std::string& host,
                                                      const std::string& device, int board,
                                                      const TransportOptions& options,
                                                      IoResult& result) {
@@ -111,8 +111,8 @@ std::unique_ptr<Vxi11Transport> Vxi11Transport::Open(const std::string& host,
   std::string where;
   result = ConnectTcp(host, corePort, deadline, "VXI-11 core channel", " timed out", fd, where);
   if (!result.ok()) return nullptr;
-  std::unique_ptr<vxi11::RpcClient> rpc =
-      vxi11::RpcClient::Create(fd, DEVICE_CORE, DEVICE_CORE_VERSION, where, result);
+  std::unique_ptr<vxi11::CRpcClient> rpc =
+      vxi11::CRpcClient::Create(fd, DEVICE_CORE, DEVICE_CORE_VERSION, where, result);
   if (!rpc) return nullptr;
 
   // Unlocked link. Should the answer be lost (timeout), dropping the connection makes the
@@ -139,11 +139,11 @@ std::unique_ptr<Vxi11Transport> Vxi11Transport::Open(const std::string& host,
   std::uint32_t maxRecv = static_cast<std::uint32_t>(std::min<u_long>(link.maxRecvSize, kMaxWriteChunk));
   if (maxRecv == 0) maxRecv = kFallbackMaxRecvSize;
   result = IoResult::Ok();
-  return std::unique_ptr<Vxi11Transport>(new Vxi11Transport(
+  return std::unique_ptr<CVxi11Transport>(new CVxi11Transport(
       std::move(rpc), link.lid, maxRecv, device + " at " + where, board, options.timeoutMs));
 }
 
-Vxi11Transport::Vxi11Transport(std::unique_ptr<vxi11::RpcClient> rpc, long link,
+CVxi11Transport::CVxi11Transport(std::unique_ptr<vxi11::CRpcClient> rpc, long link,
                                std::uint32_t maxRecvSize, std::string label, int board,
                                int timeoutMs)
     : CTransportBase(timeoutMs, false, board),
@@ -152,9 +152,9 @@ Vxi11Transport::Vxi11Transport(std::unique_ptr<vxi11::RpcClient> rpc, long link,
       maxRecvSize_(maxRecvSize),
       label_(std::move(label)) {}
 
-Vxi11Transport::~Vxi11Transport() { Close(); }
+CVxi11Transport::~CVxi11Transport() { Close(); }
 
-void Vxi11Transport::Close() {
+void CVxi11Transport::Close() {
   if (!rpc_) return;
   if (!rpc_->Broken()) {
     Device_Link link = lid_;
@@ -169,18 +169,18 @@ void Vxi11Transport::Close() {
   rpc_.reset();
 }
 
-IoResult Vxi11Transport::NotOpen() const {
+IoResult CVxi11Transport::NotOpen() const {
   return IoResult::Error("VXI-11 link " + label_ + " is closed");
 }
 
-IoResult Vxi11Transport::DeviceError(const char* call, long code) const {
+IoResult CVxi11Transport::DeviceError(const char* call, long code) const {
   std::string text = std::string(call) + " on " + label_ + " failed: VXI-11 error " +
                      std::to_string(code) + " (" + Vxi11ErrorText(code) + ")";
   if (code == VXI11_ERR_IO_TIMEOUT) return IoResult::Timeout(std::move(text));
   return IoResult::Error(std::move(text));
 }
 
-IoResult Vxi11Transport::Write(const char* data, std::size_t size, bool end,
+IoResult CVxi11Transport::Write(const char* data, std::size_t size, bool end,
                                std::size_t& written) {
   written = 0;
   if (!rpc_ || rpc_->Broken()) return NotOpen();
@@ -218,7 +218,7 @@ IoResult Vxi11Transport::Write(const char* data, std::size_t size, bool end,
   return IoResult::Ok();
 }
 
-IoResult Vxi11Transport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
+IoResult CVxi11Transport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
   got = 0;
   why = ReadEnd::Count;
   if (!rpc_ || rpc_->Broken()) return NotOpen();
@@ -281,7 +281,7 @@ IoResult Vxi11Transport::Read(char* buffer, std::size_t max, std::size_t& got, R
   }
 }
 
-IoResult Vxi11Transport::Clear() {
+IoResult CVxi11Transport::Clear() {
   if (!rpc_ || rpc_->Broken()) return NotOpen();
   Device_Error reply{};
   IoResult r = GenericCall(*rpc_, lid_, link_.timeoutMs, device_clear, Xdr(xdr_Device_Error),
@@ -290,7 +290,7 @@ IoResult Vxi11Transport::Clear() {
   return reply.error == VXI11_ERR_NONE ? IoResult::Ok() : DeviceError("device_clear", reply.error);
 }
 
-IoResult Vxi11Transport::ReadStatusByte(std::uint8_t& stb) {
+IoResult CVxi11Transport::ReadStatusByte(std::uint8_t& stb) {
   if (!rpc_ || rpc_->Broken()) return NotOpen();
   Device_ReadStbResp reply{};
   IoResult r = GenericCall(*rpc_, lid_, link_.timeoutMs, device_readstb,
@@ -301,7 +301,7 @@ IoResult Vxi11Transport::ReadStatusByte(std::uint8_t& stb) {
   return IoResult::Ok();
 }
 
-IoResult Vxi11Transport::Lock(int timeoutMs) {
+IoResult CVxi11Transport::Lock(int timeoutMs) {
   if (!rpc_ || rpc_->Broken()) return NotOpen();
   timeoutMs = std::max(0, timeoutMs);
   Device_LockParms parms{lid_, timeoutMs > 0 ? VXI11_FLAG_WAITLOCK : 0, DeviceMs(timeoutMs)};
@@ -318,7 +318,7 @@ IoResult Vxi11Transport::Lock(int timeoutMs) {
   return DeviceError("device_lock", reply.error);
 }
 
-IoResult Vxi11Transport::Unlock() {
+IoResult CVxi11Transport::Unlock() {
   if (!rpc_ || rpc_->Broken()) return NotOpen();
   Device_Link link = lid_;
   Device_Error reply{};

@@ -31,10 +31,10 @@
 namespace veqdx::io {
 
 namespace vxi11 {
-class RpcClient;
+class CRpcClient;
 }
 
-class Vxi11Transport final : public CTransportBase {
+class CVxi11Transport final : public CTransportBase {
  public:
   // Milliseconds an RPC waits beyond the io_timeout handed to the device.
   static constexpr int kRpcMarginMs = 1000;
@@ -44,12 +44,12 @@ class Vxi11Transport final : public CTransportBase {
   // Connects and creates the link, all within options.openTimeoutMs. On failure returns
   // nullptr with `result` saying what failed and where (IoCode::Timeout when the host did not
   // answer in time).
-  static std::unique_ptr<Vxi11Transport> Open(const std::string& host, const std::string& device,
+  static std::unique_ptr<CVxi11Transport> Open(const std::string& host, const std::string& device,
                                               int board, const TransportOptions& options,
                                               IoResult& result);
-  ~Vxi11Transport() override;
-  Vxi11Transport(const Vxi11Transport&) = delete;
-  Vxi11Transport& operator=(const Vxi11Transport&) = delete;
+  ~CVxi11Transport() override;
+  CVxi11Transport(const CVxi11Transport&) = delete;
+  CVxi11Transport& operator=(const CVxi11Transport&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override;
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
@@ -73,13 +73,13 @@ class Vxi11Transport final : public CTransportBase {
   const std::string& Label() const { return label_; }
 
  private:
-  Vxi11Transport(std::unique_ptr<vxi11::RpcClient> rpc, long link, std::uint32_t maxRecvSize,
+  CVxi11Transport(std::unique_ptr<vxi11::CRpcClient> rpc, long link, std::uint32_t maxRecvSize,
                  std::string label, int board, int timeoutMs);
   IoResult NotOpen() const;
   // Result of a non-zero VXI-11 error code of `call`.
   IoResult DeviceError(const char* call, long code) const;
 
-  std::unique_ptr<vxi11::RpcClient> rpc_;
+  std::unique_ptr<vxi11::CRpcClient> rpc_;
   long lid_;
   std::uint32_t maxRecvSize_;
   std::string label_;
