@@ -68,23 +68,17 @@ constexpr std::uint32_t TriggerNotSoftware = 0x30;
 constexpr std::uint32_t Last = 0x30;
 }  // namespace msg
 
-// The driver's own error codes under the names the driver core has always used; the values
-// are the published VelmoraQdxErrorCodesEnum's.
-namespace status_detail {
-constexpr HRESULT Hr(VelmoraQdxErrorCodesEnum code) { return static_cast<HRESULT>(code); }
-}  // namespace status_detail
-constexpr HRESULT E_VELMORAQDX_IO_GENERAL =
-    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_IO_GENERAL);
-constexpr HRESULT E_VELMORAQDX_IO_TIMEOUT =
-    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_IO_TIMEOUT);
-constexpr HRESULT E_VELMORAQDX_MODEL_NOT_SUPPORTED =
-    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_MODEL_NOT_SUPPORTED);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_ACTIVE =
-    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_ACTIVE);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_LICENSED =
-    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_LICENSED);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_INSTALLED =
-    status_detail::Hr(VelmoraQdxErrorCodesEnum::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED);
+// The driver's own error codes under the unscoped names the driver core uses; each takes its
+// value from the published VelmoraQdxErrorCodesEnum.
+#define VEQDX_OWN_CODE(name) \
+  constexpr HRESULT name = static_cast<HRESULT>(VelmoraQdxErrorCodesEnum::name);
+VEQDX_OWN_CODE(E_VELMORAQDX_IO_GENERAL)
+VEQDX_OWN_CODE(E_VELMORAQDX_IO_TIMEOUT)
+VEQDX_OWN_CODE(E_VELMORAQDX_MODEL_NOT_SUPPORTED)
+VEQDX_OWN_CODE(E_VELMORAQDX_PERSONALITY_NOT_ACTIVE)
+VEQDX_OWN_CODE(E_VELMORAQDX_PERSONALITY_NOT_LICENSED)
+VEQDX_OWN_CODE(E_VELMORAQDX_PERSONALITY_NOT_INSTALLED)
+#undef VEQDX_OWN_CODE
 
 // One row of the code table.
 struct MessageRow {

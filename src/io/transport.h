@@ -79,8 +79,7 @@ class ITransport {
 };
 
 // The settings every link keeps the same way: the session timeout and the termination
-// character. A transport that hands them on to its device (a socket option, an ioctl, a VISA
-// attribute) overrides the setter and calls CTransportBase's first.
+// character.
 struct LinkSettings {
   int timeoutMs = 2000;
   char termChar = '\n';
@@ -93,6 +92,9 @@ struct LinkSettings {
   }
 };
 
+// The state every transport shares: its LinkSettings and its board number. A transport that
+// hands a setting on to its device (a socket option, an ioctl, a VISA attribute) overrides the
+// setter and calls CTransportBase's first.
 class CTransportBase : public ITransport {
  public:
   void SetTimeout(int milliseconds) override { link_.timeoutMs = std::max(0, milliseconds); }
