@@ -22,9 +22,10 @@ using namespace veqdx;
 using namespace veqdx::io;
 
 // A device that answers every read with the same reply and END, and swallows writes.
-class ReplayTransport : public ITransport {
+class ReplayTransport : public CTransportBase {
  public:
-  explicit ReplayTransport(const char* reply) : reply_(reply), size_(std::strlen(reply)) {}
+  explicit ReplayTransport(const char* reply)
+      : CTransportBase(2000, false), reply_(reply), size_(std::strlen(reply)) {}
   IoResult Write(const char*, std::size_t size, bool, std::size_t& written) override {
     written = size;
     return IoResult::Ok();
@@ -35,19 +36,6 @@ class ReplayTransport : public ITransport {
     why = got == size_ ? ReadEnd::End : ReadEnd::Count;
     return IoResult::Ok();
   }
-  void SetTimeout(int) override {}
-  int Timeout() const override { return 2000; }
-  void SetTermChar(char, bool) override {}
-  char TermChar() const override { return '\n'; }
-  bool TermCharEnabled() const override { return false; }
-  IoResult Clear() override { return IoResult::Ok(); }
-  IoResult ReadStatusByte(std::uint8_t& stb) override {
-    stb = 0;
-    return IoResult::Ok();
-  }
-  IoResult Lock(int) override { return IoResult::Ok(); }
-  IoResult Unlock() override { return IoResult::Ok(); }
-  void Close() override {}
   InterfaceType Interface() const override { return InterfaceType::Tcpip; }
   std::string ResourceClass() const override { return "INSTR"; }
 

@@ -12,10 +12,12 @@ namespace veqdx::io::fuzz {
 
 // Serves one reply in transfers of at most `chunk` bytes, END on the last; afterwards every
 // read times out at once. Writes are accepted and dropped.
-class MemoryTransport : public ITransport {
+class MemoryTransport : public CTransportBase {
  public:
   MemoryTransport(std::string reply, std::size_t chunk)
-      : reply_(std::move(reply)), chunk_(chunk == 0 ? reply_.size() + 1 : chunk) {}
+      : CTransportBase(0, false),
+        reply_(std::move(reply)),
+        chunk_(chunk == 0 ? reply_.size() + 1 : chunk) {}
   IoResult Write(const char*, std::size_t size, bool, std::size_t& written) override {
     written = size;
     return IoResult::Ok();
@@ -30,19 +32,6 @@ class MemoryTransport : public ITransport {
     ended_ = pos_ >= reply_.size();
     return IoResult::Ok();
   }
-  void SetTimeout(int) override {}
-  int Timeout() const override { return 0; }
-  void SetTermChar(char, bool) override {}
-  char TermChar() const override { return '\n'; }
-  bool TermCharEnabled() const override { return false; }
-  IoResult Clear() override { return IoResult::Ok(); }
-  IoResult ReadStatusByte(std::uint8_t& stb) override {
-    stb = 0;
-    return IoResult::Ok();
-  }
-  IoResult Lock(int) override { return IoResult::Ok(); }
-  IoResult Unlock() override { return IoResult::Ok(); }
-  void Close() override {}
   InterfaceType Interface() const override { return InterfaceType::Tcpip; }
   std::string ResourceClass() const override { return "INSTR"; }
 

@@ -1,104 +1,132 @@
 #include "api/status_map.h"
 
 #include <cstdio>
+#include <optional>
 #include <unordered_map>
+
+#include "base/error_reporter.h"
 
 namespace veqdx::api {
 namespace {
 
-constexpr ViStatus Vs(std::uint32_t bits) { return static_cast<ViStatus>(bits); }
+// One row per status the C interface knows: the object-layer status it converts from (none for
+// the statuses only the C interface itself reports) and its text. The texts differ in places
+// from the object layer's messages ("Failure cannot recover.", "Unexpected response from
+// instrument.", ...); they are kept as callers know them. Codes without a row: any other
+// failure becomes VEQDX_ERROR_CANNOT_RECOVER, any other success VI_SUCCESS.
+struct StatusRow {
+  std::optional<HRESULT> hr;
+  ViStatus status;
+  const char* text;
+};
+
+const StatusRow kStatuses[] = {
+    {E_VELMORAQDX_IO_GENERAL, VEQDX_ERROR_IO_GENERAL, "I/O error."},
+    {E_VELMORAQDX_IO_TIMEOUT, VEQDX_ERROR_IO_TIMEOUT, "I/O timeout error."},
+    {E_VELMORAQDX_MODEL_NOT_SUPPORTED, VEQDX_ERROR_MODEL_NOT_SUPPORTED,
+     "Instrument model does not support this feature."},
+    {E_VELMORAQDX_PERSONALITY_NOT_ACTIVE, VEQDX_ERROR_PERSONALITY_NOT_ACTIVE,
+     "Personality is not active."},
+    {E_VELMORAQDX_PERSONALITY_NOT_LICENSED, VEQDX_ERROR_PERSONALITY_NOT_LICENSED,
+     "Personality is not licensed."},
+    {E_VELMORAQDX_PERSONALITY_NOT_INSTALLED, VEQDX_ERROR_PERSONALITY_NOT_INSTALLED,
+     "Personality is not installed."},
+    {E_IVI_CANNOT_RECOVER, VEQDX_ERROR_CANNOT_RECOVER, "Failure cannot recover."},
+    {E_IVI_INSTRUMENT_STATUS, VEQDX_ERROR_INSTRUMENT_STATUS,
+     "Instrument error detected.  Use ErrorQuery() to determine the error(s)."},
+    {E_IVI_CANNOT_OPEN_FILE, VEQDX_ERROR_CANNOT_OPEN_FILE, "Cannot open file."},
+    {E_IVI_READING_FILE, VEQDX_ERROR_READING_FILE, "Error reading file."},
+    {E_IVI_WRITING_FILE, VEQDX_ERROR_WRITING_FILE, "Error writing file."},
+    {E_IVI_INVALID_PATHNAME, VEQDX_ERROR_INVALID_PATHNAME, "The pathname is invalid."},
+    {E_IVI_INVALID_VALUE, VEQDX_ERROR_INVALID_VALUE,
+     "Invalid value (%1) for method %2, parameter %3."},
+    {E_IVI_METHOD_NOT_SUPPORTED, VEQDX_ERROR_FUNCTION_NOT_SUPPORTED,
+     "Does not support this class-compliant feature: method %1"},
+    {E_IVI_PROPERTY_NOT_SUPPORTED, VEQDX_ERROR_ATTRIBUTE_NOT_SUPPORTED,
+     "Does not support this class-compliant feature: property %1."},
+    {E_IVI_VALUE_NOT_SUPPORTED, VEQDX_ERROR_VALUE_NOT_SUPPORTED,
+     "Does not support this class-compliant feature:  (enumeration) value %1 passed as the "
+     "value for parameter %2 in method %3."},
+    {E_IVI_NOT_INITIALIZED, VEQDX_ERROR_NOT_INITIALIZED,
+     "A connection to the instrument has not been established."},
+    {E_IVI_UNKNOWN_CHANNEL_NAME, VEQDX_ERROR_UNKNOWN_CHANNEL_NAME, "Unknown channel name."},
+    {E_IVI_TOO_MANY_OPEN_FILES, VEQDX_ERROR_TOO_MANY_OPEN_FILES, "Too many files are open."},
+    {E_IVI_CHANNEL_NAME_REQUIRED, VEQDX_ERROR_CHANNEL_NAME_REQUIRED,
+     "A channel name is required."},
+    {E_IVI_MISSING_OPTION_NAME, VEQDX_ERROR_MISSING_OPTION_NAME,
+     "The option string is missing an option name."},
+    {E_IVI_MISSING_OPTION_VALUE, VEQDX_ERROR_MISSING_OPTION_VALUE,
+     "The option string is missing an option value."},
+    {E_IVI_BAD_OPTION_NAME, VEQDX_ERROR_BAD_OPTION_NAME,
+     "The %1 name in the option string is unknown."},
+    {E_IVI_BAD_OPTION_VALUE, VEQDX_ERROR_BAD_OPTION_VALUE,
+     "The %1 value in the option string is unknown."},
+    {E_IVI_OUT_OF_MEMORY, VEQDX_ERROR_OUT_OF_MEMORY, "Could not allocate necessary memory."},
+    {E_IVI_OPERATION_PENDING, VEQDX_ERROR_OPERATION_PENDING, "Operation in progress."},
+    {E_IVI_NULL_POINTER, VEQDX_ERROR_NULL_POINTER,
+     "Null pointer passed for method %1, parameter %2."},
+    {E_IVI_UNEXPECTED_RESPONSE, VEQDX_ERROR_UNEXPECTED_RESPONSE,
+     "Unexpected response from instrument."},
+    {E_IVI_FILE_NOT_FOUND, VEQDX_ERROR_FILE_NOT_FOUND, "File not found."},
+    {E_IVI_INVALID_FILE_FORMAT, VEQDX_ERROR_INVALID_FILE_FORMAT, "Invalid file format."},
+    {E_IVI_STATUS_NOT_AVAILABLE, VEQDX_ERROR_STATUS_NOT_AVAILABLE,
+     "The instrument status is not available."},
+    {E_IVI_ID_QUERY_FAILED, VEQDX_ERROR_ID_QUERY_FAILED, "Instrument ID query failed."},
+    {E_IVI_RESET_FAILED, VEQDX_ERROR_RESET_FAILED, "Instrument reset failed."},
+    {E_IVI_RESOURCE_UNKNOWN, VEQDX_ERROR_RESOURCE_UNKNOWN, "Unknown resource."},
+    {E_IVI_ALREADY_INITIALIZED, VEQDX_ERROR_ALREADY_INITIALIZED,
+     "The driver is already initialized."},
+    {E_IVI_SIMULATION_STATE_UNSUPPORTED, VEQDX_ERROR_SIMULATION_STATE_UNSUPPORTED,
+     "The simulation state cannot be changed."},
+    {E_IVI_INVALID_NUMBER_OF_LEVELS_IN_SELECTOR, VEQDX_ERROR_INVALID_NUMBER_OF_LEVELS_IN_SELECTOR,
+     "The number of levels in the selector is not valid for the %1 repeated capability."},
+    {E_IVI_INVALID_RANGE_IN_SELECTOR, VEQDX_ERROR_INVALID_RANGE_IN_SELECTOR,
+     "The range %1 is not valid for the repeated capability %2."},
+    {E_IVI_UNKNOWN_NAME_IN_SELECTOR, VEQDX_ERROR_UNKNOWN_NAME_IN_SELECTOR,
+     "Unknown name in selector."},
+    {E_IVI_BADLY_FORMED_SELECTOR, VEQDX_ERROR_BADLY_FORMED_SELECTOR,
+     "The repeated capability selector is badly-formed."},
+    {E_IVI_UNKNOWN_PHYSICAL_IDENTIFIER, VEQDX_ERROR_UNKNOWN_PHYSICAL_IDENTIFIER,
+     "Unknown physical repeated capability selector."},
+    {E_IVIDCPWR_TRIGGER_NOT_SOFTWARE, VEQDX_ERROR_TRIGGER_NOT_SOFTWARE,
+     "The trigger source is not set to software trigger."},
+    {std::nullopt, VEQDX_ERROR_INVALID_REGISTER, "The given Register type is invalid."},
+    {std::nullopt, VEQDX_ERROR_INVALID_SUB_REGISTER, "The given Sub-Register type is invalid."},
+    {std::nullopt, VEQDX_ERROR_INVALID_SESSION_HANDLE, "The session handle is not valid."},
+    {S_OK, VI_SUCCESS, "Success."},
+    {S_IVI_NSUP_ID_QUERY, VEQDX_WARN_NSUP_ID_QUERY,
+     "ID Query is not supported by this instrument."},
+    {S_IVI_NSUP_RESET, VEQDX_WARN_NSUP_RESET, "Reset is not supported by this instrument."},
+    {S_IVI_NSUP_SELF_TEST, VEQDX_WARN_NSUP_SELF_TEST,
+     "Self test is not supported by this instrument."},
+    {S_IVI_NSUP_ERROR_QUERY, VEQDX_WARN_NSUP_ERROR_QUERY,
+     "Error query is not supported by this instrument."},
+    {S_IVI_NSUP_REV_QUERY, VEQDX_WARN_NSUP_REV_QUERY,
+     "Firmware revision query is not supported by this instrument."},
+};
 
 using ConversionMap = std::unordered_map<HRESULT, ViStatus>;
 using MessageMap = std::unordered_map<ViStatus, const char*>;
 
-// Each status the object layer reports has one flat counterpart; built on first use, read-only
-// afterwards, so concurrent lookups need no lock.
+// Both lookups are built from the table on first use and read-only afterwards, so concurrent
+// lookups need no lock.
 const ConversionMap& Conversions() {
   static const ConversionMap map = [] {
     ConversionMap m;
-    // IVI class-compliant errors keep their offset: 0x80047000 + k -> 0xBFFA0000 + k.
-    constexpr std::uint32_t kIviOffsets[] = {0x00, 0x01, 0x02, 0x03, 0x04, 0x0B, 0x10, 0x11,
-                                             0x12, 0x13, 0x1D, 0x20, 0x23, 0x44, 0x49, 0x4A,
-                                             0x4B, 0x4C, 0x56, 0x57, 0x58, 0x59, 0x5B};
-    for (std::uint32_t k : kIviOffsets) m.emplace(MakeHr(0x80047000u + k), Vs(0xBFFA0000u + k));
-    for (std::uint32_t k = 0x5C; k <= 0x67; ++k) {
-      m.emplace(MakeHr(0x80047000u + k), Vs(0xBFFA0000u + k));
-    }
-    // The driver's own codes.
-    for (std::uint32_t k = 0x4211; k <= 0x4216; ++k) {
-      m.emplace(MakeHr(0x80040000u + k), Vs(0xBFFA0000u + k));
-    }
-    m.emplace(MakeHr(0x80041001u), Vs(0xBFFA1001u));  // trigger source not software
-    m.emplace(S_OK, VI_SUCCESS);
-    // "Not supported by this instrument" warnings.
-    for (std::uint32_t k = 0x65; k <= 0x69; ++k) {
-      m.emplace(MakeHr(0x00047000u + k), Vs(0x3FFA0000u + k));
+    for (const StatusRow& row : kStatuses) {
+      if (row.hr) m.emplace(*row.hr, row.status);
     }
     return m;
   }();
   return map;
 }
 
-// The texts differ in places from the object layer's messages ("Failure cannot recover.",
-// "Unexpected response from instrument.", ...); they are kept as callers know them.
 const MessageMap& Messages() {
-  static const MessageMap map = {
-      {Vs(0xBFFA4214u), "I/O error."},
-      {Vs(0xBFFA4215u), "I/O timeout error."},
-      {Vs(0xBFFA4216u), "Instrument model does not support this feature."},
-      {Vs(0xBFFA4211u), "Personality is not active."},
-      {Vs(0xBFFA4213u), "Personality is not licensed."},
-      {Vs(0xBFFA4212u), "Personality is not installed."},
-      {Vs(0xBFFA0000u), "Failure cannot recover."},
-      {Vs(0xBFFA0001u),
-       "Instrument error detected.  Use ErrorQuery() to determine the error(s)."},
-      {Vs(0xBFFA0002u), "Cannot open file."},
-      {Vs(0xBFFA0003u), "Error reading file."},
-      {Vs(0xBFFA0004u), "Error writing file."},
-      {Vs(0xBFFA000Bu), "The pathname is invalid."},
-      {Vs(0xBFFA0010u), "Invalid value (%1) for method %2, parameter %3."},
-      {Vs(0xBFFA0011u), "Does not support this class-compliant feature: method %1"},
-      {Vs(0xBFFA0012u), "Does not support this class-compliant feature: property %1."},
-      {Vs(0xBFFA0013u),
-       "Does not support this class-compliant feature:  (enumeration) value %1 passed as the "
-       "value for parameter %2 in method %3."},
-      {Vs(0xBFFA001Du), "A connection to the instrument has not been established."},
-      {Vs(0xBFFA0020u), "Unknown channel name."},
-      {Vs(0xBFFA0023u), "Too many files are open."},
-      {Vs(0xBFFA0044u), "A channel name is required."},
-      {Vs(0xBFFA0049u), "The option string is missing an option name."},
-      {Vs(0xBFFA004Au), "The option string is missing an option value."},
-      {Vs(0xBFFA004Bu), "The %1 name in the option string is unknown."},
-      {Vs(0xBFFA004Cu), "The %1 value in the option string is unknown."},
-      {Vs(0xBFFA0056u), "Could not allocate necessary memory."},
-      {Vs(0xBFFA0057u), "Operation in progress."},
-      {Vs(0xBFFA0058u), "Null pointer passed for method %1, parameter %2."},
-      {Vs(0xBFFA0059u), "Unexpected response from instrument."},
-      {Vs(0xBFFA005Bu), "File not found."},
-      {Vs(0xBFFA005Cu), "Invalid file format."},
-      {Vs(0xBFFA005Du), "The instrument status is not available."},
-      {Vs(0xBFFA005Eu), "Instrument ID query failed."},
-      {Vs(0xBFFA005Fu), "Instrument reset failed."},
-      {Vs(0xBFFA0060u), "Unknown resource."},
-      {Vs(0xBFFA0061u), "The driver is already initialized."},
-      {Vs(0xBFFA0062u), "The simulation state cannot be changed."},
-      {Vs(0xBFFA0063u),
-       "The number of levels in the selector is not valid for the %1 repeated capability."},
-      {Vs(0xBFFA0064u), "The range %1 is not valid for the repeated capability %2."},
-      {Vs(0xBFFA0065u), "Unknown name in selector."},
-      {Vs(0xBFFA0066u), "The repeated capability selector is badly-formed."},
-      {Vs(0xBFFA0067u), "Unknown physical repeated capability selector."},
-      {Vs(0xBFFA1001u), "The trigger source is not set to software trigger."},
-      {Vs(0xBFFA4217u), "The given Register type is invalid."},
-      {Vs(0xBFFA4218u), "The given Sub-Register type is invalid."},
-      {Vs(0xBFFA1190u), "The session handle is not valid."},
-      {VI_SUCCESS, "Success."},
-      {Vs(0x3FFA0065u), "ID Query is not supported by this instrument."},
-      {Vs(0x3FFA0066u), "Reset is not supported by this instrument."},
-      {Vs(0x3FFA0067u), "Self test is not supported by this instrument."},
-      {Vs(0x3FFA0068u), "Error query is not supported by this instrument."},
-      {Vs(0x3FFA0069u), "Firmware revision query is not supported by this instrument."},
-  };
+  static const MessageMap map = [] {
+    MessageMap m;
+    for (const StatusRow& row : kStatuses) m.emplace(row.status, row.text);
+    return m;
+  }();
   return map;
 }
 

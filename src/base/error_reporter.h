@@ -68,13 +68,17 @@ constexpr std::uint32_t TriggerNotSoftware = 0x30;
 constexpr std::uint32_t Last = 0x30;
 }  // namespace msg
 
-// The driver's own error codes (published as VelmoraQdxErrorCodesEnum).
-constexpr HRESULT E_VELMORAQDX_IO_GENERAL = MakeHr(0x80044214u);
-constexpr HRESULT E_VELMORAQDX_IO_TIMEOUT = MakeHr(0x80044215u);
-constexpr HRESULT E_VELMORAQDX_MODEL_NOT_SUPPORTED = MakeHr(0x80044216u);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_ACTIVE = MakeHr(0x80044211u);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_LICENSED = MakeHr(0x80044213u);
-constexpr HRESULT E_VELMORAQDX_PERSONALITY_NOT_INSTALLED = MakeHr(0x80044212u);
+// The driver's own error codes under the unscoped names the driver core uses; each takes its
+// value from the published VelmoraQdxErrorCodesEnum.
+#define VEQDX_OWN_CODE(name) \
+  constexpr HRESULT name = static_cast<HRESULT>(VelmoraQdxErrorCodesEnum::name);
+VEQDX_OWN_CODE(E_VELMORAQDX_IO_GENERAL)
+VEQDX_OWN_CODE(E_VELMORAQDX_IO_TIMEOUT)
+VEQDX_OWN_CODE(E_VELMORAQDX_MODEL_NOT_SUPPORTED)
+VEQDX_OWN_CODE(E_VELMORAQDX_PERSONALITY_NOT_ACTIVE)
+VEQDX_OWN_CODE(E_VELMORAQDX_PERSONALITY_NOT_LICENSED)
+VEQDX_OWN_CODE(E_VELMORAQDX_PERSONALITY_NOT_INSTALLED)
+#undef VEQDX_OWN_CODE
 
 // One row of the code table.
 struct MessageRow {

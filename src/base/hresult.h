@@ -1,13 +1,15 @@
 // Status codes of the object layer. The driver speaks COM-style HRESULTs internally: zero is
-// success, a clear severity bit is success (warnings), a set bit is an error.
+// success, a clear severity bit is success (warnings), a set bit is an error. The driver's own
+// codes and the IVI ones are the public header's (veqdx/status.h); here are the general COM
+// codes the driver also returns.
 #pragma once
 #include <cstdint>
 
+#include "veqdx/status.h"
+
 namespace veqdx {
 
-using HRESULT = std::int32_t;
-
-constexpr HRESULT MakeHr(std::uint32_t v) { return static_cast<HRESULT>(v); }
+constexpr HRESULT MakeHr(std::uint32_t v) { return status_detail::Hr(v); }
 
 constexpr HRESULT S_OK = 0;
 constexpr HRESULT S_FALSE = 1;

@@ -35,6 +35,17 @@ struct EngineServices {
                         const FormatArg& arg, std::string_view expected) const;
 };
 
+// Runs `step` on each item of `format` in order, up to the first failure; what the writer and
+// the reader both do with a format.
+template <class Step>
+HRESULT ForEachItem(const ParsedFormat& format, Step&& step) {
+  for (const FormatItem& item : format.items) {
+    const HRESULT hr = step(item);
+    if (Failed(hr)) return hr;
+  }
+  return S_OK;
+}
+
 // Writes the items of `format` with `args` (count already checked) to the end of `out`.
 HRESULT WriteFormatted(const ParsedFormat& format, std::span<const FormatArg> args,
                        const EngineServices& services, std::string& out);

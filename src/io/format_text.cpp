@@ -81,18 +81,9 @@ void AppendRealImpl(std::string& out, const NumberSpec& field, char conv, Real v
 
 void AppendInteger(std::string& out, const NumberSpec& field, char conv, std::uint64_t magnitude,
                    bool negative) {
-  char buf[72];
-  std::size_t n = 0;
-  if (!(field.precision == 0 && magnitude == 0)) {
-    n = Digits(buf, sizeof buf, magnitude, BaseOf(conv), conv == 'X');
-  }
-  const std::size_t zeros =
-      field.precision > 0 && static_cast<std::size_t>(field.precision) > n
-          ? static_cast<std::size_t>(field.precision) - n
-          : 0;
   const bool isSigned = conv == 'd' || conv == 'i';
   const char* sign = negative ? "-" : !isSigned ? "" : field.plus ? "+" : field.space ? " " : "";
-  Emit(out, field, sign, zeros, std::string_view(buf, n), field.precision < 0);
+  AppendPrefixed(out, field, sign, conv, magnitude);
 }
 
 void AppendPrefixed(std::string& out, const NumberSpec& field, std::string_view prefix,

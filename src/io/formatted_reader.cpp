@@ -138,11 +138,7 @@ class Reader {
       : in_(in), f_(f), args_(args), s_(s) {}
 
   HRESULT Run() {
-    for (const FormatItem& it : f_.items) {
-      const HRESULT hr = Item(it);
-      if (Failed(hr)) return hr;
-    }
-    return S_OK;
+    return ForEachItem(f_, [this](const FormatItem& it) { return Item(it); });
   }
 
  private:

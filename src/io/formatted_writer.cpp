@@ -103,11 +103,7 @@ class Writer {
       : f_(f), args_(args), s_(s), out_(out) {}
 
   HRESULT Run() {
-    for (const FormatItem& it : f_.items) {
-      const HRESULT hr = Item(it);
-      if (Failed(hr)) return hr;
-    }
-    return S_OK;
+    return ForEachItem(f_, [this](const FormatItem& it) { return Item(it); });
   }
 
  private:

@@ -12,6 +12,18 @@ namespace {
 
 constexpr std::string_view kSep = "::";
 
+// "<what> '<value>' <problem>" (<what> and <problem> left out when empty): how the messages
+// name what they reject. Built by appending, which also keeps g++ 12 at -O3 from a false -Wrestrict on
+// literal + temporary string.
+std::string Quoted(std::string_view what, std::string_view value, std::string_view problem) {
+  std::string out;
+  out.reserve(what.size() + value.size() + problem.size() + 4);
+  if (!what.empty()) out.append(what).push_back(' ');
+  out.append(1, '\'').append(value).append(1, '\'');
+  if (!problem.empty()) out.append(1, ' ').append(problem);
+  return out;
+}
+
 // Decimal digits only, no sign, no blanks, value <= max.
 bool ParseDecimal(std::string_view s, long max, long& value) {
   if (s.empty() || s.size() > 9) return false;
@@ -102,8 +114,12 @@ class Parser {
 
  private:
   bool Fail(std::string_view why) {
-    error_ = "Invalid resource descriptor '" + std::string(text_) + "': " + std::string(why);
+    error_ = Quoted("Invalid resource descriptor", text_, {}) + ": " + std::string(why);
     return false;
+  }
+  // Fails with "<what> '<value>' <problem>".
+  bool Reject(std::string_view what, std::string_view value, std::string_view problem) {
+    return Fail(Quoted(what, value, problem));
   }
 
   // Board digits right after the keyword, then "::"; returns the rest.
@@ -112,8 +128,7 @@ class Parser {
     if (sep == std::string_view::npos) return Fail(std::string("expected ") + std::string(expected));
     long board = 0;
     if (sep > 0 && !ParseDecimal(rest.substr(0, sep), 9999, board))
-      return Fail("the board number '" + std::string(rest.substr(0, sep)) +
-                  "' is not a number from 0 to 9999");
+      return Reject("the board number", rest.substr(0, sep), "is not a number from 0 to 9999");
     out_.board = static_cast<int>(board);
     rest.remove_prefix(sep + kSep.size());
     return true;
@@ -132,13 +147,13 @@ class Parser {
     if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
       host = host.substr(1, host.size() - 2);
       if (!IsIpv6Literal(host))
-        return Fail("'" + std::string(host) + "' in brackets is not an IPv6 address");
+        return Reject("", host, "in brackets is not an IPv6 address");
     } else if (host.find(':') != std::string_view::npos) {
       if (!IsIpv6Literal(host))
-        return Fail("host '" + std::string(host) + "' is neither a host name nor an IP address");
+        return Reject("host", host, "is neither a host name nor an IP address");
     } else if (!IsHostName(host)) {
       return Fail(host.empty() ? std::string("the host is missing")
-                               : "host '" + std::string(host) + "' contains invalid characters");
+                               : Quoted("host", host, "contains invalid characters"));
     }
     out_.host = std::string(host);
     return true;
@@ -156,7 +171,7 @@ class Parser {
       auto portText = rest.substr(sep + kSep.size());
       long port = 0;
       if (!ParseDecimal(portText, 65535, port) || port == 0)
-        return Fail("port '" + std::string(portText) + "' is not a number from 1 to 65535");
+        return Reject("port", portText, "is not a number from 1 to 65535");
       out_.port = static_cast<std::uint16_t>(port);
       return Host(rest.substr(0, sep));
     }
@@ -184,7 +199,7 @@ class Parser {
       }
       if (!device.empty()) {
         if (!IsDeviceName(device))
-          return Fail("device name '" + std::string(device) + "' is not valid");
+          return Reject("device name", device, "is not valid");
         out_.device = std::string(device);
       }
       return Host(host);
@@ -198,7 +213,7 @@ class Parser {
     if (!StripClass(rest, "INSTR")) return Fail(kForms);
     if (!rest.empty() && rest.front() == '/') {
       if (rest.size() < 2 || rest.back() == '/' || rest.find(kSep) != std::string_view::npos)
-        return Fail("'" + std::string(rest) + "' is not a device path");
+        return Reject("", rest, "is not a device path");
       out_.ttyPath = std::string(rest);
       return true;
     }
@@ -218,15 +233,15 @@ class Parser {
     if (fields.size() != 3 && fields.size() != 4)
       return Fail(std::string("expected ") + std::string(kForms));
     if (!ParseUsbId(fields[0], out_.vendorId))
-      return Fail("vendor id '" + std::string(fields[0]) + "' is not a 16-bit number");
+      return Reject("vendor id", fields[0], "is not a 16-bit number");
     if (!ParseUsbId(fields[1], out_.productId))
-      return Fail("product id '" + std::string(fields[1]) + "' is not a 16-bit number");
+      return Reject("product id", fields[1], "is not a 16-bit number");
     if (fields[2].empty()) return Fail("the serial number is empty");
     out_.serialNumber = std::string(fields[2]);
     if (fields.size() == 4) {
       long intf = 0;
       if (!ParseDecimal(fields[3], 255, intf))
-        return Fail("interface number '" + std::string(fields[3]) + "' is not a number from 0 to 255");
+        return Reject("interface number", fields[3], "is not a number from 0 to 255");
       out_.usbInterface = static_cast<int>(intf);
     }
     return true;
@@ -241,13 +256,12 @@ class Parser {
     if (fields.size() > 2) return Fail(std::string("expected ") + std::string(kForms));
     long primary = 0;
     if (!ParseDecimal(fields[0], 30, primary))
-      return Fail("primary address '" + std::string(fields[0]) + "' is not a number from 0 to 30");
+      return Reject("primary address", fields[0], "is not a number from 0 to 30");
     out_.primaryAddress = static_cast<int>(primary);
     if (fields.size() == 2) {
       long secondary = 0;
       if (!ParseDecimal(fields[1], 30, secondary))
-        return Fail("secondary address '" + std::string(fields[1]) +
-                    "' is not a number from 0 to 30");
+        return Reject("secondary address", fields[1], "is not a number from 0 to 30");
       out_.secondaryAddress = static_cast<int>(secondary);
     }
     return true;

@@ -20,25 +20,17 @@
 
 namespace veqdx::io {
 
-class FdStream {
+class CFdStream {
  public:
-  // Takes ownership of `fd` (set non-blocking here). `label` names the device in messages.
-  FdStream(int fd, std::string label, int timeoutMs);
-  ~FdStream();
-  FdStream(const FdStream&) = delete;
-  FdStream& operator=(const FdStream&) = delete;
+  // Takes ownership of `fd` (set non-blocking here). `label` names the device in messages;
+  // `link` is the owning transport's timeout and termination character.
+  CFdStream(int fd, std::string label, const LinkSettings& link);
+  ~CFdStream();
+  CFdStream(const CFdStream&) = delete;
+  CFdStream& operator=(const CFdStream&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written);
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why);
-
-  void SetTimeout(int milliseconds);
-  int Timeout() const { return timeoutMs_; }
-  void SetTermChar(char c, bool enabled) {
-    term_ = c;
-    termEnabled_ = enabled;
-  }
-  char TermChar() const { return term_; }
-  bool TermCharEnabled() const { return termEnabled_; }
 
   // Forgets what was received and not yet delivered, and what waits in the kernel (at most a
   // bounded amount, so a device that never stops talking cannot hold it).
@@ -54,11 +46,9 @@ class FdStream {
 
   int fd_;
   std::string label_;
-  int timeoutMs_;
-  char term_ = '\n';
-  bool termEnabled_ = true;
+  const LinkSettings& link_;
   static constexpr std::size_t kReceiveBlock = 4096;
-  StreamInbox inbox_{kReceiveBlock};
+  CStreamInbox inbox_{kReceiveBlock};
 };
 
 }  // namespace veqdx::io

@@ -199,7 +199,7 @@ bool SerialDevicePath(int asrlNumber, const std::string& ttyPath, std::string& p
   return true;
 }
 
-std::unique_ptr<SerialTransport> SerialTransport::Open(const std::string& path,
+std::unique_ptr<CSerialTransport> CSerialTransport::Open(const std::string& path,
                                                        int interfaceNumber,
                                                        const TransportOptions& options,
                                                        IoResult& result) {
@@ -242,31 +242,28 @@ std::unique_ptr<SerialTransport> SerialTransport::Open(const std::string& path,
   }
   ::tcflush(fd, TCIOFLUSH);  // nothing left over from whoever used the port before
   result = IoResult::Ok();
-  return std::unique_ptr<SerialTransport>(
-      new SerialTransport(fd, path, interfaceNumber, options.timeoutMs, settings));
+  return std::unique_ptr<CSerialTransport>(
+      new CSerialTransport(fd, path, interfaceNumber, options.timeoutMs, settings));
 }
 
-SerialTransport::SerialTransport(int fd, const std::string& path, int interfaceNumber,
+CSerialTransport::CSerialTransport(int fd, const std::string& path, int interfaceNumber,
                                  int timeoutMs, const SerialSettings& settings)
-    : stream_(fd, path, timeoutMs), interfaceNumber_(interfaceNumber), settings_(settings) {}
+    : CTransportBase(timeoutMs, true, interfaceNumber),
+      stream_(fd, path, link_),
+      settings_(settings) {}
 
-SerialTransport::~SerialTransport() { Close(); }
+CSerialTransport::~CSerialTransport() { Close(); }
 
-void SerialTransport::Close() {
+void CSerialTransport::Close() {
   // The exclusive flag belongs to the tty, not to our descriptor: leave the port usable.
   if (stream_.IsOpen()) ::ioctl(stream_.Fd(), TIOCNXCL);
   stream_.Close();
 }
 
-IoResult SerialTransport::Clear() {
+IoResult CSerialTransport::Clear() {
   if (!stream_.IsOpen()) return stream_.Closed();
   ::tcflush(stream_.Fd(), TCIOFLUSH);
   return stream_.DiscardInput();
-}
-
-IoResult SerialTransport::ReadStatusByte(std::uint8_t&) {
-  return {IoCode::NotSupported, "reading the status byte is not supported on serial port " +
-                                    stream_.Label() + "; query \"*STB?\" instead"};
 }
 
 }  // namespace veqdx::io

@@ -53,17 +53,17 @@ void ApplySerialSettings(const SerialSettings& settings, termios& tio);
 bool SerialDevicePath(int asrlNumber, const std::string& ttyPath, std::string& path,
                       std::string& error);
 
-class SerialTransport final : public ITransport {
+class CSerialTransport final : public CTransportBase {
  public:
   // Opens and configures `path`. On failure returns nullptr with `result` saying what is
   // wrong (no such device, not a terminal, in use, no permission, an unsupported setting).
   // `interfaceNumber` is what the session reports (the n of ASRL<n>, 0 for a path).
-  static std::unique_ptr<SerialTransport> Open(const std::string& path, int interfaceNumber,
+  static std::unique_ptr<CSerialTransport> Open(const std::string& path, int interfaceNumber,
                                                const TransportOptions& options,
                                                IoResult& result);
-  ~SerialTransport() override;
-  SerialTransport(const SerialTransport&) = delete;
-  SerialTransport& operator=(const SerialTransport&) = delete;
+  ~CSerialTransport() override;
+  CSerialTransport(const CSerialTransport&) = delete;
+  CSerialTransport& operator=(const CSerialTransport&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override {
     return stream_.Write(data, size, end, written);
@@ -71,34 +71,24 @@ class SerialTransport final : public ITransport {
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override {
     return stream_.Read(buffer, max, got, why);
   }
-  void SetTimeout(int milliseconds) override { stream_.SetTimeout(milliseconds); }
-  int Timeout() const override { return stream_.Timeout(); }
-  void SetTermChar(char c, bool enabled) override { stream_.SetTermChar(c, enabled); }
-  char TermChar() const override { return stream_.TermChar(); }
-  bool TermCharEnabled() const override { return stream_.TermCharEnabled(); }
 
-  // Throws away pending input and output in both directions; sends nothing.
+  // Throws away pending input and output in both directions; sends nothing. A serial line
+  // carries no status byte, and the port is exclusive already: there is nothing to lock out.
   IoResult Clear() override;
-  // A serial line carries no status byte: IoCode::NotSupported.
-  IoResult ReadStatusByte(std::uint8_t& stb) override;
-  // The port is exclusive already; there is nothing else to lock out.
-  IoResult Lock(int) override { return IoResult::Ok(); }
-  IoResult Unlock() override { return IoResult::Ok(); }
   void Close() override;
+  std::string LinkName() const override { return "serial port " + stream_.Label(); }
 
   InterfaceType Interface() const override { return InterfaceType::Serial; }
   std::string ResourceClass() const override { return "INSTR"; }
-  int InterfaceNumber() const override { return interfaceNumber_; }
 
   const std::string& Path() const { return stream_.Label(); }
   const SerialSettings& Settings() const { return settings_; }
 
  private:
-  SerialTransport(int fd, const std::string& path, int interfaceNumber, int timeoutMs,
+  CSerialTransport(int fd, const std::string& path, int interfaceNumber, int timeoutMs,
                   const SerialSettings& settings);
 
-  FdStream stream_;
-  int interfaceNumber_;
+  CFdStream stream_;
   SerialSettings settings_;
 };
 

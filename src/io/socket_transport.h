@@ -20,62 +20,47 @@
 
 namespace veqdx::io {
 
-class SocketTransport final : public ITransport {
+class CSocketTransport final : public CTransportBase {
  public:
   // Resolves `host` (a name, an IPv4 or an IPv6 address without brackets) and connects to
   // the first address that accepts within options.openTimeoutMs. On failure returns nullptr
   // with `result` saying what happened and where (IoCode::Timeout when no address answered in
   // time, IoCode::Error for a refusal, an unknown host, ...).
-  static std::unique_ptr<SocketTransport> Connect(const std::string& host, std::uint16_t port,
+  static std::unique_ptr<CSocketTransport> Connect(const std::string& host, std::uint16_t port,
                                                   int board, const TransportOptions& options,
                                                   IoResult& result);
-  ~SocketTransport() override;
-  SocketTransport(const SocketTransport&) = delete;
-  SocketTransport& operator=(const SocketTransport&) = delete;
+  ~CSocketTransport() override;
+  CSocketTransport(const CSocketTransport&) = delete;
+  CSocketTransport& operator=(const CSocketTransport&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override;
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
 
   void SetTimeout(int milliseconds) override;
-  int Timeout() const override { return timeoutMs_; }
-  void SetTermChar(char c, bool enabled) override {
-    term_ = c;
-    termEnabled_ = enabled;
-  }
-  char TermChar() const override { return term_; }
-  bool TermCharEnabled() const override { return termEnabled_; }
 
-  // Throws away what has arrived and not been read; sends nothing.
+  // Throws away what has arrived and not been read; sends nothing. A raw socket carries no
+  // status byte, and nothing else shares the connection, so locking has nothing to exclude.
   IoResult Clear() override;
-  // A raw socket carries no status byte: IoCode::NotSupported.
-  IoResult ReadStatusByte(std::uint8_t& stb) override;
-  // Nothing else shares the connection, so locking has nothing to exclude.
-  IoResult Lock(int timeoutMs) override;
-  IoResult Unlock() override;
   void Close() override;
+  std::string LinkName() const override { return "a raw socket connection (" + address_ + ")"; }
 
   InterfaceType Interface() const override { return InterfaceType::Tcpip; }
   std::string ResourceClass() const override { return "SOCKET"; }
-  int InterfaceNumber() const override { return board_; }
 
   // "10.0.0.5:5025", "[::1]:5025": the peer, as messages name it.
   const std::string& PeerAddress() const { return address_; }
 
  private:
-  SocketTransport(int fd, std::string address, int board, int timeoutMs);
+  CSocketTransport(int fd, std::string address, int board, int timeoutMs);
   IoResult ClosedByPeer(std::string_view during);
   void ApplyReceiveTimeout();
 
   int fd_;
   std::string address_;
-  int board_;
-  int timeoutMs_;
-  char term_ = '\n';
-  bool termEnabled_ = true;
   bool blockingReceive_ = false;  // the receive timeout is set: a read's first wait may block
   // Bytes asked of the kernel per receive: whole blocks, never byte by byte.
   static constexpr std::size_t kReceiveBlock = 16384;
-  StreamInbox inbox_{kReceiveBlock};
+  CStreamInbox inbox_{kReceiveBlock};
 };
 
 }  // namespace veqdx::io

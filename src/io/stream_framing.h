@@ -46,9 +46,9 @@ StreamStep RetryUntil(int fd, short events, Clock::time_point deadline, Attempt&
   }
 }
 
-class StreamInbox {
+class CStreamInbox {
  public:
-  explicit StreamInbox(std::size_t block) : block_(block) {}
+  explicit CStreamInbox(std::size_t block) : block_(block) {}
 
   enum class Stop { Delivered, EndOfStream, Failed, TimedOut };
   struct Outcome {
@@ -57,10 +57,11 @@ class StreamInbox {
     std::size_t held;  // bytes that had arrived without completing the read
   };
 
-  // Fills `buffer` with one framed piece. `receive(into, room)` waits for and takes more bytes
-  // (a StreamStep); it is called only when the inbox holds no complete piece.
+  // Fills `buffer` with one framed piece, ending at `link`'s termination character when it is
+  // enabled. `receive(into, room)` waits for and takes more bytes (a StreamStep); it is called
+  // only when the inbox holds no complete piece.
   template <class Receive>
-  Outcome Read(char* buffer, std::size_t max, bool termEnabled, char term, std::size_t& got,
+  Outcome Read(char* buffer, std::size_t max, const LinkSettings& link, std::size_t& got,
                ReadEnd& why, Receive&& receive) {
     got = 0;
     why = ReadEnd::Count;
@@ -68,10 +69,10 @@ class StreamInbox {
     for (;;) {
       const std::size_t held = end_ - start_;
       const std::size_t window = held < max ? held : max;
-      if (termEnabled && window > scanned) {
+      if (link.termEnabled && window > scanned) {
         const char* begin = bytes_.data() + start_;
-        const void* hit =
-            std::memchr(begin + scanned, static_cast<unsigned char>(term), window - scanned);
+        const int term = static_cast<unsigned char>(link.termChar);
+        const void* hit = std::memchr(begin + scanned, term, window - scanned);
         if (hit != nullptr) {
           Deliver(buffer, static_cast<std::size_t>(static_cast<const char*>(hit) - begin) + 1,
                   got);
@@ -140,7 +141,7 @@ inline IoResult ReadTimedOut(std::size_t held, const std::string& peer, int time
 // `send(iov, count)` (a StreamStep; it does its own waiting). `sent` counts the bytes that
 // went out, terminator included; the failing step is returned, {total, 0} on success.
 template <class Send>
-StreamStep WriteFramed(const char* data, std::size_t size, bool addTerm, char& term,
+StreamStep WriteFramed(const char* data, std::size_t size, bool addTerm, char term,
                        std::size_t& sent, Send&& send) {
   const std::size_t total = size + (addTerm ? 1 : 0);
   sent = 0;

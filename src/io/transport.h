@@ -1,6 +1,7 @@
 // The byte link to an instrument. The I/O session (io_session.h) sits on one transport and
 // knows nothing of sockets, RPC or ttys; each transport knows nothing of SCPI.
 #pragma once
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -49,11 +50,21 @@ class ITransport {
   virtual char TermChar() const = 0;
   virtual bool TermCharEnabled() const = 0;
 
-  virtual IoResult Clear() = 0;                         // device clear
-  virtual IoResult ReadStatusByte(std::uint8_t& stb) = 0;
-  virtual IoResult Lock(int timeoutMs) = 0;
-  virtual IoResult Unlock() = 0;
-  virtual void Close() = 0;                             // idempotent
+  // Optional operations. A link without a device clear or a status byte answers
+  // IoCode::NotSupported in words that name it (LinkName()); a link nothing else shares has
+  // nothing to lock out, so locking it succeeds; a link that holds nothing has nothing to close.
+  virtual IoResult Clear() {  // device clear
+    return {IoCode::NotSupported, "device clear is not supported on " + LinkName()};
+  }
+  virtual IoResult ReadStatusByte(std::uint8_t& /*stb*/) {
+    return {IoCode::NotSupported, "reading the status byte is not supported on " + LinkName() +
+                                      "; query \"*STB?\" instead"};
+  }
+  virtual IoResult Lock(int /*timeoutMs*/) { return IoResult::Ok(); }
+  virtual IoResult Unlock() { return IoResult::Ok(); }
+  virtual void Close() {}  // idempotent
+  // The link as the messages above name it.
+  virtual std::string LinkName() const { return "this link"; }
 
   // How the session keeps replies in step after an abandoned read (reply_ledger.h). A link
   // whose Clear() empties the instrument's output queue is cleared; on any other link replies
@@ -65,6 +76,43 @@ class ITransport {
   virtual InterfaceType Interface() const = 0;
   virtual std::string ResourceClass() const = 0;        // "INSTR", "SOCKET"
   virtual int InterfaceNumber() const { return 0; }     // the board number
+};
+
+// The settings every link keeps the same way: the session timeout and the termination
+// character.
+struct LinkSettings {
+  int timeoutMs = 2000;
+  char termChar = '\n';
+  bool termEnabled = false;
+
+  // On a link without END the termination character ends a message: a write with END gets it
+  // appended unless the message already ends with it.
+  bool AppendsTerm(const char* data, std::size_t size, bool end) const {
+    return end && termEnabled && (size == 0 || data[size - 1] != termChar);
+  }
+};
+
+// The state every transport shares: its LinkSettings and its board number. A transport that
+// hands a setting on to its device (a socket option, an ioctl, a VISA attribute) overrides the
+// setter and calls CTransportBase's first.
+class CTransportBase : public ITransport {
+ public:
+  void SetTimeout(int milliseconds) override { link_.timeoutMs = std::max(0, milliseconds); }
+  int Timeout() const override { return link_.timeoutMs; }
+  void SetTermChar(char c, bool enabled) override {
+    link_.termChar = c;
+    link_.termEnabled = enabled;
+  }
+  char TermChar() const override { return link_.termChar; }
+  bool TermCharEnabled() const override { return link_.termEnabled; }
+  int InterfaceNumber() const override { return interfaceNumber_; }
+
+ protected:
+  CTransportBase(int timeoutMs, bool termEnabled, int interfaceNumber = 0)
+      : link_{std::max(0, timeoutMs), '\n', termEnabled}, interfaceNumber_(interfaceNumber) {}
+
+  LinkSettings link_;
+  int interfaceNumber_;
 };
 
 // Options handed to a transport at open: the session timeout and the DriverSetup items

@@ -24,11 +24,11 @@ std::unique_ptr<ITransport> OpenParsed(const Resource& r, const TransportOptions
                                        IoResult& result) {
   switch (r.kind) {
     case ResourceKind::TcpipSocket:
-      return SocketTransport::Connect(r.host, r.port, r.board, options, result);
+      return CSocketTransport::Connect(r.host, r.port, r.board, options, result);
     case ResourceKind::TcpipInstr:
       // A HiSLIP device name ("hislip0") means another protocol on the same resource form.
       if (r.ProtocolName() != "VXI-11") return NotBuiltIn(r, result);
-      return Vxi11Transport::Open(r.host, r.device, r.board, options, result);
+      return CVxi11Transport::Open(r.host, r.device, r.board, options, result);
     case ResourceKind::Serial: {
       std::string path;
       std::string error;
@@ -36,10 +36,10 @@ std::unique_ptr<ITransport> OpenParsed(const Resource& r, const TransportOptions
         result = IoResult::Error(error + ": " + r.text);
         return nullptr;
       }
-      return SerialTransport::Open(path, std::max(r.serialPort, 0), options, result);
+      return CSerialTransport::Open(path, std::max(r.serialPort, 0), options, result);
     }
     case ResourceKind::UsbTmc:
-      return UsbTmcTransport::Open(
+      return CUsbTmcTransport::Open(
           UsbTmcAddress{r.vendorId, r.productId, r.serialNumber, r.usbInterface}, r.board,
           options, result);
     case ResourceKind::Gpib:
@@ -84,10 +84,10 @@ std::unique_ptr<ITransport> OpenTransport(std::string_view resource,
   if (!ParseBackend(options, backend, result)) return nullptr;
   std::string noVisa = "IoBackend=builtin";  // why GPIB and the like cannot be opened
   if (backend != Backend::BuiltIn) {
-    std::shared_ptr<const VisaLibrary> visa = VisaLibrary::Find(options, noVisa);
+    std::shared_ptr<const CVisaLibrary> visa = CVisaLibrary::Find(options, noVisa);
     if (visa) {
       VqViStatus status = VQ_VI_SUCCESS;
-      auto transport = VisaTransport::Open(visa, std::string(resource), options, result, &status);
+      auto transport = CVisaTransport::Open(visa, std::string(resource), options, result, &status);
       if (transport || backend == Backend::Visa || !BuiltInMayHelp(status, resource))
         return transport;
     } else if (backend == Backend::Visa) {

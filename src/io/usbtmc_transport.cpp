@@ -143,7 +143,7 @@ bool FindUsbTmcNode(const UsbTmcAddress& address, const std::string& sysfsRoot,
   return false;
 }
 
-std::unique_ptr<UsbTmcTransport> UsbTmcTransport::Open(const UsbTmcAddress& address, int board,
+std::unique_ptr<CUsbTmcTransport> CUsbTmcTransport::Open(const UsbTmcAddress& address, int board,
                                                        const TransportOptions& options,
                                                        IoResult& result) {
   std::string node;
@@ -165,7 +165,7 @@ std::unique_ptr<UsbTmcTransport> UsbTmcTransport::Open(const UsbTmcAddress& addr
   }
   std::uint32_t kernelTimeout = 0;
   bool kernel = ::ioctl(fd, USBTMC_IOCTL_GET_TIMEOUT, &kernelTimeout) == 0;
-  std::unique_ptr<UsbTmcTransport> t(new UsbTmcTransport(fd, node, board, options.timeoutMs, kernel));
+  std::unique_ptr<CUsbTmcTransport> t(new CUsbTmcTransport(fd, node, board, options.timeoutMs, kernel));
   if (kernel) {
     // The driver's read is one synchronous transfer bounded by its own timeout.
     int flags = ::fcntl(fd, F_GETFL);
@@ -177,43 +177,43 @@ std::unique_ptr<UsbTmcTransport> UsbTmcTransport::Open(const UsbTmcAddress& addr
   return t;
 }
 
-UsbTmcTransport::UsbTmcTransport(int fd, const std::string& node, int board, int timeoutMs,
+CUsbTmcTransport::CUsbTmcTransport(int fd, const std::string& node, int board, int timeoutMs,
                                  bool kernel)
-    : stream_(fd, node, timeoutMs), board_(board), kernel_(kernel) {}
+    : CTransportBase(timeoutMs, true, board), stream_(fd, node, link_), kernel_(kernel) {}
 
-UsbTmcTransport::~UsbTmcTransport() { Close(); }
+CUsbTmcTransport::~CUsbTmcTransport() { Close(); }
 
-IoResult UsbTmcTransport::KernelFailure(const char* operation, int err) const {
+IoResult CUsbTmcTransport::KernelFailure(const char* operation, int err) const {
   std::string text = std::string(operation) + " on " + stream_.Label();
   if (err == ETIMEDOUT)
     return IoResult::Timeout(text + " did not complete within " +
-                             std::to_string(stream_.Timeout()) + " ms");
+                             std::to_string(link_.timeoutMs) + " ms");
   return IoResult::Error(text + " failed: " + std::strerror(err));
 }
 
-IoResult UsbTmcTransport::Unsupported(const char* operation, const char* why) const {
+IoResult CUsbTmcTransport::Unsupported(const char* operation, const char* why) const {
   return {IoCode::NotSupported,
           std::string(operation) + " is not supported on " + stream_.Label() + ": " + why};
 }
 
-void UsbTmcTransport::SetTimeout(int milliseconds) {
-  stream_.SetTimeout(milliseconds);
+void CUsbTmcTransport::SetTimeout(int milliseconds) {
+  CTransportBase::SetTimeout(milliseconds);
   if (kernel_ && stream_.IsOpen()) {
     std::uint32_t ms = std::max<std::uint32_t>(kKernelMinTimeoutMs,
-                                               static_cast<std::uint32_t>(stream_.Timeout()));
+                                               static_cast<std::uint32_t>(link_.timeoutMs));
     ::ioctl(stream_.Fd(), USBTMC_IOCTL_SET_TIMEOUT, &ms);
   }
 }
 
-void UsbTmcTransport::SetTermChar(char c, bool enabled) {
-  stream_.SetTermChar(c, enabled);
+void CUsbTmcTransport::SetTermChar(char c, bool enabled) {
+  CTransportBase::SetTermChar(c, enabled);
   if (kernel_ && stream_.IsOpen()) {
     usbtmc_termchar tc{static_cast<__u8>(c), static_cast<__u8>(enabled ? 1 : 0)};
     ::ioctl(stream_.Fd(), USBTMC_IOCTL_CONFIG_TERMCHAR, &tc);
   }
 }
 
-IoResult UsbTmcTransport::Write(const char* data, std::size_t size, bool end,
+IoResult CUsbTmcTransport::Write(const char* data, std::size_t size, bool end,
                                 std::size_t& written) {
   if (!kernel_) return stream_.Write(data, size, end, written);
   written = 0;
@@ -234,7 +234,7 @@ IoResult UsbTmcTransport::Write(const char* data, std::size_t size, bool end,
   return IoResult::Ok();
 }
 
-IoResult UsbTmcTransport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
+IoResult CUsbTmcTransport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
   if (!kernel_) return stream_.Read(buffer, max, got, why);
   got = 0;
   why = ReadEnd::Count;
@@ -245,21 +245,21 @@ IoResult UsbTmcTransport::Read(char* buffer, std::size_t max, std::size_t& got, 
   got = static_cast<std::size_t>(n);
   // The driver returns short when the device ended the message (END or the termination
   // character); a full buffer may have more behind it.
-  if (got > 0 && stream_.TermCharEnabled() && buffer[got - 1] == stream_.TermChar())
+  if (got > 0 && link_.termEnabled && buffer[got - 1] == link_.termChar)
     why = ReadEnd::TermChar;
   else
     why = got < max ? ReadEnd::End : ReadEnd::Count;
   return IoResult::Ok();
 }
 
-IoResult UsbTmcTransport::Clear() {
+IoResult CUsbTmcTransport::Clear() {
   if (!stream_.IsOpen()) return stream_.Closed();
   if (!kernel_) return Unsupported("device clear", kNoUsbtmcIoctls);
   if (::ioctl(stream_.Fd(), USBTMC_IOCTL_CLEAR) != 0) return KernelFailure("device clear", errno);
   return IoResult::Ok();
 }
 
-IoResult UsbTmcTransport::ReadStatusByte(std::uint8_t& stb) {
+IoResult CUsbTmcTransport::ReadStatusByte(std::uint8_t& stb) {
   if (!stream_.IsOpen()) return stream_.Closed();
   if (!kernel_) return Unsupported("reading the status byte", kNoUsbtmcIoctls);
   unsigned char value = 0;

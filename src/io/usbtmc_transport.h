@@ -68,45 +68,38 @@ bool FindUsbTmcNode(const UsbTmcAddress& address, const std::string& sysfsRoot,
 // "0x1AB1::0x04CE::DS1ZA123" (and "::0" when an interface is given).
 std::string UsbTmcAddressText(const UsbTmcAddress& address);
 
-class UsbTmcTransport final : public ITransport {
+class CUsbTmcTransport final : public CTransportBase {
  public:
-  static std::unique_ptr<UsbTmcTransport> Open(const UsbTmcAddress& address, int board,
+  static std::unique_ptr<CUsbTmcTransport> Open(const UsbTmcAddress& address, int board,
                                                const TransportOptions& options,
                                                IoResult& result);
-  ~UsbTmcTransport() override;
-  UsbTmcTransport(const UsbTmcTransport&) = delete;
-  UsbTmcTransport& operator=(const UsbTmcTransport&) = delete;
+  ~CUsbTmcTransport() override;
+  CUsbTmcTransport(const CUsbTmcTransport&) = delete;
+  CUsbTmcTransport& operator=(const CUsbTmcTransport&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override;
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
   void SetTimeout(int milliseconds) override;
-  int Timeout() const override { return stream_.Timeout(); }
   void SetTermChar(char c, bool enabled) override;
-  char TermChar() const override { return stream_.TermChar(); }
-  bool TermCharEnabled() const override { return stream_.TermCharEnabled(); }
 
   IoResult Clear() override;
   IoResult ReadStatusByte(std::uint8_t& stb) override;
-  IoResult Lock(int) override { return IoResult::Ok(); }
-  IoResult Unlock() override { return IoResult::Ok(); }
   void Close() override { stream_.Close(); }
 
   bool HasEndSignal() const override { return true; }
   InterfaceType Interface() const override { return InterfaceType::Usb; }
   std::string ResourceClass() const override { return "INSTR"; }
-  int InterfaceNumber() const override { return board_; }
 
   const std::string& Node() const { return stream_.Label(); }
   // True on a real usbtmc node (the kernel's ioctls answered), false on a byte stream.
   bool KernelDriver() const { return kernel_; }
 
  private:
-  UsbTmcTransport(int fd, const std::string& node, int board, int timeoutMs, bool kernel);
+  CUsbTmcTransport(int fd, const std::string& node, int board, int timeoutMs, bool kernel);
   IoResult KernelFailure(const char* operation, int err) const;
   IoResult Unsupported(const char* operation, const char* why) const;
 
-  FdStream stream_;
-  int board_;
+  CFdStream stream_;
   bool kernel_;
   std::optional<bool> eom_;  // the end-of-message setting last given to the kernel
 };

@@ -16,8 +16,8 @@ std::mutex& CacheMutex() {
 }
 
 // Libraries loaded so far, by the name they were asked for; never unloaded (see the header).
-std::map<std::string, std::shared_ptr<const VisaLibrary>>& Cache() {
-  static auto* cache = new std::map<std::string, std::shared_ptr<const VisaLibrary>>();
+std::map<std::string, std::shared_ptr<const CVisaLibrary>>& Cache() {
+  static auto* cache = new std::map<std::string, std::shared_ptr<const CVisaLibrary>>();
   return *cache;
 }
 
@@ -35,7 +35,7 @@ std::string VisaStatusHex(VqViStatus status) {
   return text;
 }
 
-const std::vector<std::string>& VisaLibrary::UsualNames() {
+const std::vector<std::string>& CVisaLibrary::UsualNames() {
   static const std::vector<std::string> names = {
       "libvisa.so",
       "libvisa.so.0",
@@ -47,7 +47,7 @@ const std::vector<std::string>& VisaLibrary::UsualNames() {
   return names;
 }
 
-std::shared_ptr<const VisaLibrary> VisaLibrary::Load(const std::string& nameOrPath,
+std::shared_ptr<const CVisaLibrary> CVisaLibrary::Load(const std::string& nameOrPath,
                                                      std::string& why) {
   std::lock_guard lock(CacheMutex());
   auto& cache = Cache();
@@ -78,12 +78,12 @@ std::shared_ptr<const VisaLibrary> VisaLibrary::Load(const std::string& nameOrPa
     why = nameOrPath + " is not a usable VISA library: it lacks " + missing;
     return nullptr;
   }
-  std::shared_ptr<const VisaLibrary> library(new VisaLibrary(handle, nameOrPath, fn));
+  std::shared_ptr<const CVisaLibrary> library(new CVisaLibrary(handle, nameOrPath, fn));
   cache.emplace(nameOrPath, library);
   return library;
 }
 
-std::shared_ptr<const VisaLibrary> VisaLibrary::Find(const TransportOptions& options,
+std::shared_ptr<const CVisaLibrary> CVisaLibrary::Find(const TransportOptions& options,
                                                      std::string& why) {
   std::string named = options.Get("visalibrary");
   if (named.empty()) {
@@ -99,7 +99,7 @@ std::shared_ptr<const VisaLibrary> VisaLibrary::Find(const TransportOptions& opt
   return nullptr;
 }
 
-std::string VisaLibrary::Describe(VqViObject vi, VqViStatus status) const {
+std::string CVisaLibrary::Describe(VqViObject vi, VqViStatus status) const {
   char desc[VQ_VI_FIND_BUFLEN + 1] = {};
   std::string text;
   if (fn_.viStatusDesc(vi, status, desc) >= VQ_VI_SUCCESS) {

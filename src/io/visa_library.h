@@ -35,7 +35,7 @@ struct VisaFunctions {
   VqViStatusDescFn viStatusDesc = nullptr;
 };
 
-class VisaLibrary {
+class CVisaLibrary {
  public:
   // The environment variable that names the library.
   static constexpr const char* kEnvironmentVariable = "VEQDX_VISA_LIBRARY";
@@ -44,11 +44,11 @@ class VisaLibrary {
   // process and path. nullptr when none could be loaded; `why` then says what was tried:
   // "none found; set VEQDX_VISA_LIBRARY" when nothing was named and no usual name loaded,
   // otherwise the named library and the loader's reason.
-  static std::shared_ptr<const VisaLibrary> Find(const TransportOptions& options,
+  static std::shared_ptr<const CVisaLibrary> Find(const TransportOptions& options,
                                                  std::string& why);
   // Loads `nameOrPath` (a name is searched as dlopen searches). nullptr with `why` set when
   // it cannot be loaded or lacks a function.
-  static std::shared_ptr<const VisaLibrary> Load(const std::string& nameOrPath, std::string& why);
+  static std::shared_ptr<const CVisaLibrary> Load(const std::string& nameOrPath, std::string& why);
   // The usual names and paths, in the order tried.
   static const std::vector<std::string>& UsualNames();
 
@@ -61,7 +61,7 @@ class VisaLibrary {
   std::string Describe(VqViObject vi, VqViStatus status) const;
 
  private:
-  VisaLibrary(void* handle, std::string name, const VisaFunctions& fn)
+  CVisaLibrary(void* handle, std::string name, const VisaFunctions& fn)
       : handle_(handle), name_(std::move(name)), fn_(fn) {}
 
   void* handle_;

@@ -33,98 +33,98 @@ IoResult RefuseMove(std::uint16_t srcSpace, std::uint64_t srcOffset, std::uint16
 
 }  // namespace
 
-IoResult VisaSessionExtras::In8(std::uint16_t space, std::uint64_t offset, std::uint8_t&) const {
+IoResult CVisaSessionExtras::In8(std::uint16_t space, std::uint64_t offset, std::uint8_t&) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::In16(std::uint16_t space, std::uint64_t offset, std::uint16_t&) const {
+IoResult CVisaSessionExtras::In16(std::uint16_t space, std::uint64_t offset, std::uint16_t&) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::In32(std::uint16_t space, std::uint64_t offset, std::uint32_t&) const {
+IoResult CVisaSessionExtras::In32(std::uint16_t space, std::uint64_t offset, std::uint32_t&) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::Out8(std::uint16_t space, std::uint64_t offset, std::uint8_t) const {
+IoResult CVisaSessionExtras::Out8(std::uint16_t space, std::uint64_t offset, std::uint8_t) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::Out16(std::uint16_t space, std::uint64_t offset, std::uint16_t) const {
+IoResult CVisaSessionExtras::Out16(std::uint16_t space, std::uint64_t offset, std::uint16_t) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::Out32(std::uint16_t space, std::uint64_t offset, std::uint32_t) const {
+IoResult CVisaSessionExtras::Out32(std::uint16_t space, std::uint64_t offset, std::uint32_t) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::MoveIn8(std::uint16_t space, std::uint64_t offset, std::size_t,
+IoResult CVisaSessionExtras::MoveIn8(std::uint16_t space, std::uint64_t offset, std::size_t,
                                     std::uint8_t*) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::MoveIn16(std::uint16_t space, std::uint64_t offset, std::size_t,
+IoResult CVisaSessionExtras::MoveIn16(std::uint16_t space, std::uint64_t offset, std::size_t,
                                      std::uint16_t*) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::MoveIn32(std::uint16_t space, std::uint64_t offset, std::size_t,
+IoResult CVisaSessionExtras::MoveIn32(std::uint16_t space, std::uint64_t offset, std::size_t,
                                      std::uint32_t*) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::MoveOut8(std::uint16_t space, std::uint64_t offset, std::size_t,
+IoResult CVisaSessionExtras::MoveOut8(std::uint16_t space, std::uint64_t offset, std::size_t,
                                      const std::uint8_t*) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::MoveOut16(std::uint16_t space, std::uint64_t offset, std::size_t,
+IoResult CVisaSessionExtras::MoveOut16(std::uint16_t space, std::uint64_t offset, std::size_t,
                                       const std::uint16_t*) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::MoveOut32(std::uint16_t space, std::uint64_t offset, std::size_t,
+IoResult CVisaSessionExtras::MoveOut32(std::uint16_t space, std::uint64_t offset, std::size_t,
                                       const std::uint32_t*) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::Move(std::uint16_t srcSpace, std::uint64_t srcOffset,
+IoResult CVisaSessionExtras::Move(std::uint16_t srcSpace, std::uint64_t srcOffset,
                                  std::uint16_t srcWidth, std::uint16_t destSpace,
                                  std::uint64_t destOffset, std::uint16_t destWidth,
                                  std::size_t) const {
   return RefuseMove(srcSpace, srcOffset, srcWidth, destSpace, destOffset, destWidth,
                     kRefuseRegister);
 }
-IoResult VisaSessionExtras::MapAddress(std::uint16_t space, std::uint64_t offset,
+IoResult CVisaSessionExtras::MapAddress(std::uint16_t space, std::uint64_t offset,
                                        std::size_t) const {
   return RefuseRegisterAccess(space, offset);
 }
-IoResult VisaSessionExtras::UnmapAddress() const { return Refuse(kRefuseRegister); }
-IoResult VisaSessionExtras::GetSourceIncrement(std::int32_t&) const {
+IoResult CVisaSessionExtras::UnmapAddress() const { return Refuse(kRefuseRegister); }
+IoResult CVisaSessionExtras::GetSourceIncrement(std::int32_t&) const {
   return Refuse(kRefuseRegister);
 }
-IoResult VisaSessionExtras::SetSourceIncrement(std::int32_t) const {
+IoResult CVisaSessionExtras::SetSourceIncrement(std::int32_t) const {
   return Refuse(kRefuseRegister);
 }
-IoResult VisaSessionExtras::GetDestinationIncrement(std::int32_t&) const {
+IoResult CVisaSessionExtras::GetDestinationIncrement(std::int32_t&) const {
   return Refuse(kRefuseRegister);
 }
-IoResult VisaSessionExtras::SetDestinationIncrement(std::int32_t) const {
+IoResult CVisaSessionExtras::SetDestinationIncrement(std::int32_t) const {
   return Refuse(kRefuseRegister);
 }
-IoResult VisaSessionExtras::GetSourceBigEndian(bool&) const { return Refuse(kRefuseRegister); }
-IoResult VisaSessionExtras::SetSourceBigEndian(bool) const { return Refuse(kRefuseRegister); }
-IoResult VisaSessionExtras::GetDestinationBigEndian(bool&) const {
+IoResult CVisaSessionExtras::GetSourceBigEndian(bool&) const { return Refuse(kRefuseRegister); }
+IoResult CVisaSessionExtras::SetSourceBigEndian(bool) const { return Refuse(kRefuseRegister); }
+IoResult CVisaSessionExtras::GetDestinationBigEndian(bool&) const {
   return Refuse(kRefuseRegister);
 }
-IoResult VisaSessionExtras::SetDestinationBigEndian(bool) const {
+IoResult CVisaSessionExtras::SetDestinationBigEndian(bool) const {
   return Refuse(kRefuseRegister);
 }
 
 // 64-bit offsets are what these operations are for, so only the space is checked.
-IoResult VisaSessionExtras::In64(std::uint16_t space, std::uint64_t, std::uint64_t&) const {
+IoResult CVisaSessionExtras::In64(std::uint16_t space, std::uint64_t, std::uint64_t&) const {
   return RefuseRegisterAccess(space, 0, kRefuseRegister64);
 }
-IoResult VisaSessionExtras::Out64(std::uint16_t space, std::uint64_t, std::uint64_t) const {
+IoResult CVisaSessionExtras::Out64(std::uint16_t space, std::uint64_t, std::uint64_t) const {
   return RefuseRegisterAccess(space, 0, kRefuseRegister64);
 }
-IoResult VisaSessionExtras::MoveIn64(std::uint16_t space, std::uint64_t, std::size_t,
+IoResult CVisaSessionExtras::MoveIn64(std::uint16_t space, std::uint64_t, std::size_t,
                                      std::uint64_t*) const {
   return RefuseRegisterAccess(space, 0, kRefuseRegister64);
 }
-IoResult VisaSessionExtras::MoveOut64(std::uint16_t space, std::uint64_t, std::size_t,
+IoResult CVisaSessionExtras::MoveOut64(std::uint16_t space, std::uint64_t, std::size_t,
                                       const std::uint64_t*) const {
   return RefuseRegisterAccess(space, 0, kRefuseRegister64);
 }
 
-IoResult VisaSessionExtras::MoveAsync(std::uint16_t srcSpace, std::uint64_t srcOffset,
+IoResult CVisaSessionExtras::MoveAsync(std::uint16_t srcSpace, std::uint64_t srcOffset,
                                       std::uint16_t srcWidth, std::uint16_t destSpace,
                                       std::uint64_t destOffset, std::uint16_t destWidth,
                                       std::size_t, std::uint32_t&) const {
@@ -132,18 +132,18 @@ IoResult VisaSessionExtras::MoveAsync(std::uint16_t srcSpace, std::uint64_t srcO
                     kRefuseMoveAsync);
 }
 
-IoResult VisaSessionExtras::ReadAsync(char*, std::size_t, std::uint32_t&) const {
+IoResult CVisaSessionExtras::ReadAsync(char*, std::size_t, std::uint32_t&) const {
   return Refuse(kRefuseAsync);
 }
-IoResult VisaSessionExtras::WriteAsync(const char*, std::size_t, std::uint32_t&) const {
+IoResult CVisaSessionExtras::WriteAsync(const char*, std::size_t, std::uint32_t&) const {
   return Refuse(kRefuseAsync);
 }
-IoResult VisaSessionExtras::Terminate(std::uint32_t) const { return Refuse(kRefuseAsync); }
+IoResult CVisaSessionExtras::Terminate(std::uint32_t) const { return Refuse(kRefuseAsync); }
 
-IoResult VisaSessionExtras::AllocateMemory(std::size_t, std::uint64_t&) const {
+IoResult CVisaSessionExtras::AllocateMemory(std::size_t, std::uint64_t&) const {
   return Refuse(kRefuseSharedMemory);
 }
-IoResult VisaSessionExtras::FreeMemory(std::uint64_t) const { return Refuse(kRefuseSharedMemory); }
+IoResult CVisaSessionExtras::FreeMemory(std::uint64_t) const { return Refuse(kRefuseSharedMemory); }
 
 HRESULT ReportVisaExtrasResult(const CErrorReporter& reporter, const IoResult& result) {
   switch (result.code) {

@@ -17,9 +17,9 @@
 
 namespace veqdx::io {
 
-class VisaSessionExtras {
+class CVisaSessionExtras {
  public:
-  virtual ~VisaSessionExtras() = default;
+  virtual ~CVisaSessionExtras() = default;
 
   // Register access: In8/16/32, Out8/16/32 and the block moves MoveIn/MoveOut 8/16/32.
   IoResult In8(std::uint16_t space, std::uint64_t offset, std::uint8_t& value) const;

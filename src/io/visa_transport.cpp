@@ -32,7 +32,7 @@ InterfaceType GuessInterface(const std::string& descriptor) {
 
 }  // namespace
 
-std::unique_ptr<VisaTransport> VisaTransport::Open(std::shared_ptr<const VisaLibrary> library,
+std::unique_ptr<CVisaTransport> CVisaTransport::Open(std::shared_ptr<const CVisaLibrary> library,
                                                    const std::string& descriptor,
                                                    const TransportOptions& options,
                                                    IoResult& result, VqViStatus* openStatus) {
@@ -58,9 +58,9 @@ std::unique_ptr<VisaTransport> VisaTransport::Open(std::shared_ptr<const VisaLib
     return nullptr;
   }
 
-  std::unique_ptr<VisaTransport> t(
-      new VisaTransport(std::move(library), rm, vi, std::max(0, options.timeoutMs)));
-  t->SetTimeout(t->timeoutMs_);
+  std::unique_ptr<CVisaTransport> t(
+      new CVisaTransport(std::move(library), rm, vi, std::max(0, options.timeoutMs)));
+  t->SetTimeout(t->link_.timeoutMs);
 
   std::uint16_t type = 0;
   if (t->GetAttributeUInt16(VQ_VI_ATTR_INTF_TYPE, type).ok()) {
@@ -88,38 +88,37 @@ std::unique_ptr<VisaTransport> VisaTransport::Open(std::shared_ptr<const VisaLib
       result = IoResult::Error("viOpen " + descriptor + ": " + r.message);
       return nullptr;  // the destructor closes the session and the resource manager
     }
-    t->term_ = '\n';
-    t->termEnabled_ = true;
+    t->CTransportBase::SetTermChar('\n', true);  // the attributes are set already
   }
   result = IoResult::Ok();
   return t;
 }
 
-VisaTransport::VisaTransport(std::shared_ptr<const VisaLibrary> library, VqViSession rm,
+CVisaTransport::CVisaTransport(std::shared_ptr<const CVisaLibrary> library, VqViSession rm,
                              VqViSession vi, int timeoutMs)
-    : library_(std::move(library)), rm_(rm), vi_(vi), timeoutMs_(timeoutMs) {}
+    : CTransportBase(timeoutMs, false), library_(std::move(library)), rm_(rm), vi_(vi) {}
 
-VisaTransport::~VisaTransport() { Close(); }
+CVisaTransport::~CVisaTransport() { Close(); }
 
-void VisaTransport::Close() {
+void CVisaTransport::Close() {
   const VisaFunctions& fn = library_->Fn();
   if (vi_ != 0) fn.viClose(vi_);
   if (rm_ != 0) fn.viClose(rm_);
   vi_ = rm_ = 0;
 }
 
-IoResult VisaTransport::NotOpen() const {
+IoResult CVisaTransport::NotOpen() const {
   return IoResult::Error("the VISA session to " + resourceName_ + " is closed");
 }
 
-IoResult VisaTransport::Failure(const char* operation, VqViStatus status) const {
+IoResult CVisaTransport::Failure(const char* operation, VqViStatus status) const {
   std::string text = std::string("VISA ") + operation + " on " + resourceName_ + " failed: " +
                      library_->Describe(vi_, status);
   return status == VQ_VI_ERROR_TMO ? IoResult::Timeout(std::move(text))
                                    : IoResult::Error(std::move(text));
 }
 
-IoResult VisaTransport::SetAttribute(std::uint32_t attr, std::uint64_t value, const char* what) {
+IoResult CVisaTransport::SetAttribute(std::uint32_t attr, std::uint64_t value, const char* what) {
   if (vi_ == 0) return NotOpen();
   VqViStatus status = library_->Fn().viSetAttribute(vi_, attr, value);
   if (status < VQ_VI_SUCCESS)
@@ -127,15 +126,14 @@ IoResult VisaTransport::SetAttribute(std::uint32_t attr, std::uint64_t value, co
   return IoResult::Ok();
 }
 
-void VisaTransport::SetTimeout(int milliseconds) {
-  timeoutMs_ = std::max(0, milliseconds);
+void CVisaTransport::SetTimeout(int milliseconds) {
+  CTransportBase::SetTimeout(milliseconds);
   // A library that refuses keeps its own timeout; reads then report what VISA did.
-  SetAttribute(VQ_VI_ATTR_TMO_VALUE, static_cast<std::uint32_t>(timeoutMs_), "the timeout");
+  SetAttribute(VQ_VI_ATTR_TMO_VALUE, static_cast<std::uint32_t>(link_.timeoutMs), "the timeout");
 }
 
-void VisaTransport::SetTermChar(char c, bool enabled) {
-  term_ = c;
-  termEnabled_ = enabled;
+void CVisaTransport::SetTermChar(char c, bool enabled) {
+  CTransportBase::SetTermChar(c, enabled);
   SetAttribute(VQ_VI_ATTR_TERMCHAR, static_cast<unsigned char>(c), "the termination character");
   SetAttribute(VQ_VI_ATTR_TERMCHAR_EN, enabled ? VQ_VI_TRUE : VQ_VI_FALSE,
                "the termination character");
@@ -145,7 +143,7 @@ void VisaTransport::SetTermChar(char c, bool enabled) {
   }
 }
 
-IoResult VisaTransport::Write(const char* data, std::size_t size, bool end, std::size_t& written) {
+IoResult CVisaTransport::Write(const char* data, std::size_t size, bool end, std::size_t& written) {
   written = 0;
   if (vi_ == 0) return NotOpen();
   if (!sendEnd_ || *sendEnd_ != end) {
@@ -158,10 +156,10 @@ IoResult VisaTransport::Write(const char* data, std::size_t size, bool end, std:
   std::string withTerm;
   const char* bytes = data;
   std::size_t total = size;
-  if (end && termEnabled_ && (size == 0 || data[size - 1] != term_)) {
+  if (link_.AppendsTerm(data, size, end)) {
     withTerm.reserve(size + 1);
     withTerm.append(data, size);
-    withTerm.push_back(term_);
+    withTerm.push_back(link_.termChar);
     bytes = withTerm.data();
     total = withTerm.size();
   }
@@ -185,7 +183,7 @@ IoResult VisaTransport::Write(const char* data, std::size_t size, bool end, std:
   return IoResult::Ok();
 }
 
-IoResult VisaTransport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
+IoResult CVisaTransport::Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) {
   got = 0;
   why = ReadEnd::Count;
   if (vi_ == 0) return NotOpen();
@@ -202,13 +200,13 @@ IoResult VisaTransport::Read(char* buffer, std::size_t max, std::size_t& got, Re
   return IoResult::Ok();
 }
 
-IoResult VisaTransport::Clear() {
+IoResult CVisaTransport::Clear() {
   if (vi_ == 0) return NotOpen();
   VqViStatus status = library_->Fn().viClear(vi_);
   return status < VQ_VI_SUCCESS ? Failure("device clear", status) : IoResult::Ok();
 }
 
-IoResult VisaTransport::ReadStatusByte(std::uint8_t& stb) {
+IoResult CVisaTransport::ReadStatusByte(std::uint8_t& stb) {
   if (vi_ == 0) return NotOpen();
   VqViUInt16 value = 0;
   VqViStatus status = library_->Fn().viReadSTB(vi_, &value);
@@ -217,7 +215,7 @@ IoResult VisaTransport::ReadStatusByte(std::uint8_t& stb) {
   return IoResult::Ok();
 }
 
-IoResult VisaTransport::Lock(int timeoutMs) {
+IoResult CVisaTransport::Lock(int timeoutMs) {
   if (vi_ == 0) return NotOpen();
   VqViStatus status = library_->Fn().viLock(vi_, VQ_VI_EXCLUSIVE_LOCK,
                                             static_cast<VqViUInt32>(std::max(0, timeoutMs)),
@@ -225,13 +223,13 @@ IoResult VisaTransport::Lock(int timeoutMs) {
   return status < VQ_VI_SUCCESS ? Failure("lock", status) : IoResult::Ok();
 }
 
-IoResult VisaTransport::Unlock() {
+IoResult CVisaTransport::Unlock() {
   if (vi_ == 0) return NotOpen();
   VqViStatus status = library_->Fn().viUnlock(vi_);
   return status < VQ_VI_SUCCESS ? Failure("unlock", status) : IoResult::Ok();
 }
 
-IoResult VisaTransport::ReadAttribute(std::uint32_t attr, VisaAttributeValue& value) const {
+IoResult CVisaTransport::ReadAttribute(std::uint32_t attr, VisaAttributeValue& value) const {
   if (vi_ == 0) return NotOpen();
   alignas(8) unsigned char raw[kAttributeBuffer] = {};
   VqViStatus status = library_->Fn().viGetAttribute(vi_, attr, raw);
@@ -249,7 +247,7 @@ IoResult VisaTransport::ReadAttribute(std::uint32_t attr, VisaAttributeValue& va
 }
 
 template <class T>
-IoResult VisaTransport::GetTyped(std::uint32_t attr, T& out) const {
+IoResult CVisaTransport::GetTyped(std::uint32_t attr, T& out) const {
   VisaAttributeValue value;
   if (IoResult r = ReadAttribute(attr, value); !r.ok()) return r;
   T converted{};
@@ -259,36 +257,36 @@ IoResult VisaTransport::GetTyped(std::uint32_t attr, T& out) const {
   return IoResult::Ok();
 }
 
-IoResult VisaTransport::GetAttributeUInt8(std::uint32_t attr, std::uint8_t& out) const {
+IoResult CVisaTransport::GetAttributeUInt8(std::uint32_t attr, std::uint8_t& out) const {
   return GetTyped(attr, out);
 }
-IoResult VisaTransport::GetAttributeUInt16(std::uint32_t attr, std::uint16_t& out) const {
+IoResult CVisaTransport::GetAttributeUInt16(std::uint32_t attr, std::uint16_t& out) const {
   return GetTyped(attr, out);
 }
-IoResult VisaTransport::GetAttributeUInt32(std::uint32_t attr, std::uint32_t& out) const {
+IoResult CVisaTransport::GetAttributeUInt32(std::uint32_t attr, std::uint32_t& out) const {
   return GetTyped(attr, out);
 }
-IoResult VisaTransport::GetAttributeUInt64(std::uint32_t attr, std::uint64_t& out) const {
+IoResult CVisaTransport::GetAttributeUInt64(std::uint32_t attr, std::uint64_t& out) const {
   return GetTyped(attr, out);
 }
-IoResult VisaTransport::GetAttributeBool(std::uint32_t attr, bool& out) const {
+IoResult CVisaTransport::GetAttributeBool(std::uint32_t attr, bool& out) const {
   return GetTyped(attr, out);
 }
-IoResult VisaTransport::GetAttributeString(std::uint32_t attr, std::string& out) const {
+IoResult CVisaTransport::GetAttributeString(std::uint32_t attr, std::string& out) const {
   return GetTyped(attr, out);
 }
 
-IoResult VisaTransport::GetProtocol(std::uint16_t& protocol) const {
+IoResult CVisaTransport::GetProtocol(std::uint16_t& protocol) const {
   return GetAttributeUInt16(VQ_VI_ATTR_IO_PROT, protocol);
 }
 
-IoResult VisaTransport::SetProtocol(std::uint32_t protocol) {
+IoResult CVisaTransport::SetProtocol(std::uint32_t protocol) {
   if (std::string bad = CheckIoProtocol(protocol); !bad.empty())
     return {IoCode::NotSupported, std::move(bad)};
   return SetAttribute(VQ_VI_ATTR_IO_PROT, protocol, "the I/O protocol");
 }
 
-IoResult VisaTransport::GetManufacturerId(std::uint16_t& id) const {
+IoResult CVisaTransport::GetManufacturerId(std::uint16_t& id) const {
   return GetAttributeUInt16(VQ_VI_ATTR_MANF_ID, id);
 }
 

@@ -28,27 +28,24 @@
 
 namespace veqdx::io {
 
-class VisaTransport final : public ITransport, public VisaSessionExtras {
+class CVisaTransport final : public CTransportBase, public CVisaSessionExtras {
  public:
   // Opens `descriptor` through `library`. On failure returns nullptr with `result` saying what
   // failed ("viOpen <resource>: <VISA status>"); IoCode::Timeout when VISA timed out.
   // `openStatus`, when given, receives viOpen's status (VI_SUCCESS when it was not reached).
-  static std::unique_ptr<VisaTransport> Open(std::shared_ptr<const VisaLibrary> library,
+  static std::unique_ptr<CVisaTransport> Open(std::shared_ptr<const CVisaLibrary> library,
                                              const std::string& descriptor,
                                              const TransportOptions& options, IoResult& result,
                                              VqViStatus* openStatus = nullptr);
-  ~VisaTransport() override;
-  VisaTransport(const VisaTransport&) = delete;
-  VisaTransport& operator=(const VisaTransport&) = delete;
+  ~CVisaTransport() override;
+  CVisaTransport(const CVisaTransport&) = delete;
+  CVisaTransport& operator=(const CVisaTransport&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override;
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
 
   void SetTimeout(int milliseconds) override;
-  int Timeout() const override { return timeoutMs_; }
   void SetTermChar(char c, bool enabled) override;
-  char TermChar() const override { return term_; }
-  bool TermCharEnabled() const override { return termEnabled_; }
 
   IoResult Clear() override;                            // viClear
   IoResult ReadStatusByte(std::uint8_t& stb) override;  // viReadSTB
@@ -64,11 +61,10 @@ class VisaTransport final : public ITransport, public VisaSessionExtras {
   }
   InterfaceType Interface() const override { return interface_; }
   std::string ResourceClass() const override { return resourceClass_; }
-  int InterfaceNumber() const override { return interfaceNumber_; }
   const std::string& ResourceName() const { return resourceName_; }
   // The VISA number of the interface type (VI_ATTR_INTF_TYPE), before mapping.
   std::uint16_t VisaInterfaceType() const { return visaInterfaceType_; }
-  const VisaLibrary& Library() const { return *library_; }
+  const CVisaLibrary& Library() const { return *library_; }
 
   // Typed attribute reads (the session's GetAttribute...): the output is set only on success;
   // a value that does not convert gives the "GetAttribute could not convert attribute with ID
@@ -85,7 +81,7 @@ class VisaTransport final : public ITransport, public VisaSessionExtras {
   IoResult GetManufacturerId(std::uint16_t& id) const;
 
  private:
-  VisaTransport(std::shared_ptr<const VisaLibrary> library, VqViSession rm, VqViSession vi,
+  CVisaTransport(std::shared_ptr<const CVisaLibrary> library, VqViSession rm, VqViSession vi,
                 int timeoutMs);
   // The raw value of an attribute: strings for ids with the string flag, numbers otherwise.
   IoResult ReadAttribute(std::uint32_t attr, VisaAttributeValue& value) const;
@@ -95,16 +91,12 @@ class VisaTransport final : public ITransport, public VisaSessionExtras {
   IoResult SetAttribute(std::uint32_t attr, std::uint64_t value, const char* what);
   IoResult NotOpen() const;
 
-  std::shared_ptr<const VisaLibrary> library_;
+  std::shared_ptr<const CVisaLibrary> library_;
   VqViSession rm_;
   VqViSession vi_;
-  int timeoutMs_;
-  char term_ = '\n';
-  bool termEnabled_ = false;
   std::optional<bool> sendEnd_;  // VI_ATTR_SEND_END_EN as last set; unknown at first
   InterfaceType interface_ = InterfaceType::Gpib;
   std::uint16_t visaInterfaceType_ = 0;
-  int interfaceNumber_ = 0;
   std::string resourceClass_ = "OTHER";
   std::string resourceName_ = "UNKNOWN";
 };

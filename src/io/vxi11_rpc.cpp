@@ -1,10 +1,6 @@
 #include "io/vxi11_rpc.h"
 
-#include <fcntl.h>
-#include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
 #include <rpc/pmap_prot.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -17,63 +13,10 @@
 #include <cstring>
 #include <utility>
 
+#include "io/tcp_connect.h"
+
 namespace veqdx::io::vxi11 {
 namespace {
-
-std::string ErrnoText(int err) { return std::strerror(err); }
-
-// "10.0.0.5:111", "[::1]:111".
-std::string JoinHostPort(const std::string& host, std::uint16_t port) {
-  bool v6 = host.find(':') != std::string::npos;
-  return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
-}
-
-std::string NumericHost(const sockaddr* sa, socklen_t len) {
-  char host[NI_MAXHOST];
-  if (::getnameinfo(sa, len, host, sizeof host, nullptr, 0, NI_NUMERICHOST) != 0) return {};
-  return host;
-}
-
-struct AddrInfoDeleter {
-  void operator()(addrinfo* ai) const { ::freeaddrinfo(ai); }
-};
-
-// One connect attempt bounded by `deadline`; the connected socket or -1 with `err` set.
-int ConnectOne(const addrinfo* ai, Clock::time_point deadline, int& err) {
-  int fd = ::socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
-                    ai->ai_protocol);
-  if (fd < 0) {
-    err = errno;
-    return -1;
-  }
-  auto fail = [&](int e) {
-    err = e;
-    ::close(fd);
-    return -1;
-  };
-  if (::connect(fd, ai->ai_addr, ai->ai_addrlen) != 0) {
-    if (errno != EINPROGRESS && errno != EINTR) return fail(errno);
-    for (;;) {
-      pollfd p{fd, POLLOUT, 0};
-      int rc = ::poll(&p, 1, MsLeft(deadline));
-      if (rc < 0 && errno == EINTR) continue;
-      if (rc < 0) return fail(errno);
-      if (rc == 0) return fail(ETIMEDOUT);
-      break;
-    }
-    int soError = 0;
-    socklen_t len = sizeof soError;
-    if (::getsockopt(fd, SOL_SOCKET, SO_ERROR, &soError, &len) != 0) soError = errno;
-    if (soError != 0) return fail(soError);
-  }
-  // libtirpc writes with plain write(): the socket must block, with SO_SNDTIMEO as the bound.
-  int flags = ::fcntl(fd, F_GETFL);
-  if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) return fail(errno);
-  int one = 1;
-  ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-  ::setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
-  return fd;
-}
 
 timeval ToTimeval(int ms) {
   ms = std::max(ms, 1);  // zero would make libtirpc send without waiting for any reply
@@ -83,9 +26,9 @@ timeval ToTimeval(int ms) {
 // libtirpc writes to the socket with write(), which raises SIGPIPE when the peer has gone. The
 // signal is blocked in this thread for the call and a SIGPIPE it caused is consumed, so a
 // closed connection is an error result and never kills the application.
-class SigpipeGuard {
+class CSigpipeGuard {
  public:
-  SigpipeGuard() {
+  CSigpipeGuard() {
     sigemptyset(&pipe_);
     sigaddset(&pipe_, SIGPIPE);
     sigset_t pending;
@@ -93,7 +36,7 @@ class SigpipeGuard {
     wasPending_ = sigismember(&pending, SIGPIPE) == 1;
     blocked_ = pthread_sigmask(SIG_BLOCK, &pipe_, &old_) == 0;
   }
-  ~SigpipeGuard() {
+  ~CSigpipeGuard() {
     if (!blocked_) return;
     sigset_t pending;
     sigpending(&pending);
@@ -104,8 +47,8 @@ class SigpipeGuard {
     }
     pthread_sigmask(SIG_SETMASK, &old_, nullptr);
   }
-  SigpipeGuard(const SigpipeGuard&) = delete;
-  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+  CSigpipeGuard(const CSigpipeGuard&) = delete;
+  CSigpipeGuard& operator=(const CSigpipeGuard&) = delete;
 
  private:
   sigset_t pipe_;
@@ -116,45 +59,9 @@ class SigpipeGuard {
 
 }  // namespace
 
-IoResult ConnectTcp(const std::string& host, std::uint16_t port, Clock::time_point deadline,
-                    std::string_view what, int& fd, std::string& where) {
-  fd = -1;
-  where = JoinHostPort(host, port);
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_NUMERICSERV;
-  addrinfo* raw = nullptr;
-  std::string service = std::to_string(port);
-  int gai = ::getaddrinfo(host.c_str(), service.c_str(), &hints, &raw);
-  std::unique_ptr<addrinfo, AddrInfoDeleter> list(raw);
-  if (gai != 0) {
-    return IoResult::Error("cannot resolve host '" + host + "': " +
-                           (gai == EAI_SYSTEM ? ErrnoText(errno) : ::gai_strerror(gai)));
-  }
-  std::string lastHost = host;
-  int lastErr = 0;
-  for (const addrinfo* ai = list.get(); ai != nullptr; ai = ai->ai_next) {
-    std::string numeric = NumericHost(ai->ai_addr, ai->ai_addrlen);
-    if (!numeric.empty()) lastHost = numeric;
-    fd = ConnectOne(ai, deadline, lastErr);
-    if (fd >= 0) {
-      where = JoinHostPort(lastHost, port);
-      return IoResult::Ok();
-    }
-    if (lastErr == ETIMEDOUT && MsLeft(deadline) == 0) break;
-  }
-  where = JoinHostPort(lastHost, port);
-  std::string target = (lastHost != host ? host + " (" + where + ")" : where) + " (" +
-                       std::string(what) + ")";
-  if (lastErr == ETIMEDOUT) return IoResult::Timeout("connect to " + target + " timed out");
-  if (lastErr == ECONNREFUSED) return IoResult::Error("connect to " + target + " refused");
-  return IoResult::Error("connect to " + target + " failed: " + ErrnoText(lastErr));
-}
+// --- CRpcClient ---
 
-// --- RpcClient ---
-
-std::unique_ptr<RpcClient> RpcClient::Create(int fd, std::uint32_t program,
+std::unique_ptr<CRpcClient> CRpcClient::Create(int fd, std::uint32_t program,
                                              std::uint32_t version, std::string where,
                                              IoResult& result) {
   sockaddr_storage peer{};
@@ -173,18 +80,18 @@ std::unique_ptr<RpcClient> RpcClient::Create(int fd, std::uint32_t program,
     return nullptr;
   }
   result = IoResult::Ok();
-  return std::unique_ptr<RpcClient>(new RpcClient(client, fd, std::move(where)));
+  return std::unique_ptr<CRpcClient>(new CRpcClient(client, fd, std::move(where)));
 }
 
-RpcClient::RpcClient(CLIENT* client, int fd, std::string where)
+CRpcClient::CRpcClient(CLIENT* client, int fd, std::string where)
     : client_(client), fd_(fd), where_(std::move(where)) {}
 
-RpcClient::~RpcClient() {
+CRpcClient::~CRpcClient() {
   clnt_destroy(client_);  // leaves the descriptor open (no CLSET_FD_CLOSE): closed here
   ::close(fd_);
 }
 
-IoResult RpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* args,
+IoResult CRpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* args,
                          xdrproc_t decodeResult, void* result, int timeoutMs,
                          std::string_view what) {
   std::string call(what);
@@ -193,7 +100,7 @@ IoResult RpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* ar
   ::setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
   clnt_stat status;
   {
-    SigpipeGuard guard;
+    CSigpipeGuard guard;
     status = clnt_call(client_, procedure, encodeArgs, static_cast<char*>(args), decodeResult,
                        static_cast<char*>(result), wait);
   }
@@ -222,7 +129,7 @@ IoResult RpcClient::Call(std::uint32_t procedure, xdrproc_t encodeArgs, void* ar
   }
 }
 
-void RpcClient::Free(xdrproc_t decodeResult, void* result) {
+void CRpcClient::Free(xdrproc_t decodeResult, void* result) {
   clnt_freeres(client_, decodeResult, static_cast<char*>(result));
 }
 
@@ -234,9 +141,9 @@ IoResult PortmapperGetPort(const std::string& host, std::uint16_t port, std::uin
   found = 0;
   int fd = -1;
   std::string where;
-  IoResult r = ConnectTcp(host, port, deadline, "portmapper", fd, where);
+  IoResult r = ConnectTcp(host, port, deadline, "portmapper", " timed out", fd, where);
   if (!r.ok()) return r;
-  std::unique_ptr<RpcClient> client = RpcClient::Create(fd, PMAPPROG, PMAPVERS, where, r);
+  std::unique_ptr<CRpcClient> client = CRpcClient::Create(fd, PMAPPROG, PMAPVERS, where, r);
   if (!client) return r;
   pmap query{program, version, IPPROTO_TCP, 0};
   u_long answer = 0;

@@ -25,21 +25,15 @@ xdrproc_t Xdr(bool_t (*routine)(XDR*, T*)) {
   return reinterpret_cast<xdrproc_t>(reinterpret_cast<void (*)()>(routine));
 }
 
-// Resolves `host` and connects to `port` before `deadline`. On success `fd` is a connected,
-// blocking, close-on-exec TCP socket with TCP_NODELAY. `what` names the service in messages
-// ("portmapper", "VXI-11 core channel"); `where` receives "host:port" as messages name it.
-IoResult ConnectTcp(const std::string& host, std::uint16_t port, Clock::time_point deadline,
-                    std::string_view what, int& fd, std::string& where);
-
 // One RPC client over one connected socket (owned: closed on destruction).
-class RpcClient {
+class CRpcClient {
  public:
   // Takes `fd` (closed on failure too). `where` names the peer in messages.
-  static std::unique_ptr<RpcClient> Create(int fd, std::uint32_t program, std::uint32_t version,
+  static std::unique_ptr<CRpcClient> Create(int fd, std::uint32_t program, std::uint32_t version,
                                            std::string where, IoResult& result);
-  ~RpcClient();
-  RpcClient(const RpcClient&) = delete;
-  RpcClient& operator=(const RpcClient&) = delete;
+  ~CRpcClient();
+  CRpcClient(const CRpcClient&) = delete;
+  CRpcClient& operator=(const CRpcClient&) = delete;
 
   // Calls `procedure`, waiting at most `timeoutMs` for the reply (sending is bounded by it
   // too). A timeout leaves the client usable: a late reply is skipped by its transaction id.
@@ -54,7 +48,7 @@ class RpcClient {
   const std::string& Where() const { return where_; }
 
  private:
-  RpcClient(CLIENT* client, int fd, std::string where);
+  CRpcClient(CLIENT* client, int fd, std::string where);
 
   CLIENT* client_;
   int fd_;

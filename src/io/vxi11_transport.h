@@ -31,10 +31,10 @@
 namespace veqdx::io {
 
 namespace vxi11 {
-class RpcClient;
+class CRpcClient;
 }
 
-class Vxi11Transport final : public ITransport {
+class CVxi11Transport final : public CTransportBase {
  public:
   // Milliseconds an RPC waits beyond the io_timeout handed to the device.
   static constexpr int kRpcMarginMs = 1000;
@@ -44,24 +44,15 @@ class Vxi11Transport final : public ITransport {
   // Connects and creates the link, all within options.openTimeoutMs. On failure returns
   // nullptr with `result` saying what failed and where (IoCode::Timeout when the host did not
   // answer in time).
-  static std::unique_ptr<Vxi11Transport> Open(const std::string& host, const std::string& device,
+  static std::unique_ptr<CVxi11Transport> Open(const std::string& host, const std::string& device,
                                               int board, const TransportOptions& options,
                                               IoResult& result);
-  ~Vxi11Transport() override;
-  Vxi11Transport(const Vxi11Transport&) = delete;
-  Vxi11Transport& operator=(const Vxi11Transport&) = delete;
+  ~CVxi11Transport() override;
+  CVxi11Transport(const CVxi11Transport&) = delete;
+  CVxi11Transport& operator=(const CVxi11Transport&) = delete;
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override;
   IoResult Read(char* buffer, std::size_t max, std::size_t& got, ReadEnd& why) override;
-
-  void SetTimeout(int milliseconds) override;
-  int Timeout() const override { return timeoutMs_; }
-  void SetTermChar(char c, bool enabled) override {
-    term_ = c;
-    termEnabled_ = enabled;
-  }
-  char TermChar() const override { return term_; }
-  bool TermCharEnabled() const override { return termEnabled_; }
 
   IoResult Clear() override;                         // device_clear
   IoResult ReadStatusByte(std::uint8_t& stb) override;  // device_readstb
@@ -75,7 +66,6 @@ class Vxi11Transport final : public ITransport {
   bool HasEndSignal() const override { return true; }
   InterfaceType Interface() const override { return InterfaceType::Tcpip; }
   std::string ResourceClass() const override { return "INSTR"; }
-  int InterfaceNumber() const override { return board_; }
 
   // Largest device_write the device takes, as create_link announced it.
   std::uint32_t MaxRecvSize() const { return maxRecvSize_; }
@@ -83,20 +73,16 @@ class Vxi11Transport final : public ITransport {
   const std::string& Label() const { return label_; }
 
  private:
-  Vxi11Transport(std::unique_ptr<vxi11::RpcClient> rpc, long link, std::uint32_t maxRecvSize,
+  CVxi11Transport(std::unique_ptr<vxi11::CRpcClient> rpc, long link, std::uint32_t maxRecvSize,
                  std::string label, int board, int timeoutMs);
   IoResult NotOpen() const;
   // Result of a non-zero VXI-11 error code of `call`.
   IoResult DeviceError(const char* call, long code) const;
 
-  std::unique_ptr<vxi11::RpcClient> rpc_;
-  long link_;
+  std::unique_ptr<vxi11::CRpcClient> rpc_;
+  long lid_;
   std::uint32_t maxRecvSize_;
   std::string label_;
-  int board_;
-  int timeoutMs_;
-  char term_ = '\n';
-  bool termEnabled_ = false;
 };
 
 // Text of a VXI-11 error code ("out of resources"); "unknown error" for codes outside the set.

@@ -110,12 +110,12 @@ class Listener {
   std::atomic<bool> stop_{false};
 };
 
-std::unique_ptr<SocketTransport> ConnectTo(const std::string& host, std::uint16_t port,
+std::unique_ptr<CSocketTransport> ConnectTo(const std::string& host, std::uint16_t port,
                                            int timeoutMs = 2000) {
   TransportOptions options;
   options.timeoutMs = timeoutMs;
   IoResult result;
-  auto t = SocketTransport::Connect(host, port, 0, options, result);
+  auto t = CSocketTransport::Connect(host, port, 0, options, result);
   EXPECT_TRUE(result.ok()) << result.message;
   return t;
 }
@@ -342,7 +342,7 @@ TEST(SocketTransport, HostNamesAndIpv6Literals) {
       CIoSession session(reporter);
       ASSERT_EQ(session.Open(resource, IoOpenOptions{}), S_OK) << LastDescription();
       EXPECT_EQ(Ask(session, "*OPC?"), "1\n");
-      EXPECT_EQ(static_cast<SocketTransport*>(session.Transport())->PeerAddress(),
+      EXPECT_EQ(static_cast<CSocketTransport*>(session.Transport())->PeerAddress(),
                 (family == AF_INET ? "127.0.0.1:" : "[::1]:") + port);
     }
   }

@@ -7,12 +7,14 @@ namespace veqdx::io {
 
 // The link of one Connect(): keeps its own timeout and termination settings, as a VISA
 // session does, and hands every transfer to the device.
-class ScriptedTransport final : public ITransport {
+class ScriptedTransport final : public CTransportBase {
  public:
   explicit ScriptedTransport(std::shared_ptr<ScriptedDevice> device)
-      : device_(std::move(device)),
-        termEnabled_(device_->resourceClass_ == "SOCKET" ||
-                     device_->type_ == InterfaceType::Serial) {}
+      : CTransportBase(2000,
+                       device->resourceClass_ == "SOCKET" ||
+                           device->type_ == InterfaceType::Serial,
+                       device->interfaceNumber_),
+        device_(std::move(device)) {}
   ~ScriptedTransport() override { Close(); }
 
   IoResult Write(const char* data, std::size_t size, bool end, std::size_t& written) override {
@@ -24,16 +26,9 @@ class ScriptedTransport final : public ITransport {
     got = 0;
     why = ReadEnd::Count;
     if (closed_) return IoResult::Error("the scripted session is closed");
-    return device_->DoRead(buffer, max, got, why, term_, termEnabled_, timeoutMs_);
+    return device_->DoRead(buffer, max, got, why, link_.termChar, link_.termEnabled,
+                           link_.timeoutMs);
   }
-  void SetTimeout(int milliseconds) override { timeoutMs_ = std::max(0, milliseconds); }
-  int Timeout() const override { return timeoutMs_; }
-  void SetTermChar(char c, bool enabled) override {
-    term_ = c;
-    termEnabled_ = enabled;
-  }
-  char TermChar() const override { return term_; }
-  bool TermCharEnabled() const override { return termEnabled_; }
 
   IoResult Clear() override {
     if (closed_) return IoResult::Error("the scripted session is closed");
@@ -71,13 +66,9 @@ class ScriptedTransport final : public ITransport {
   }
   InterfaceType Interface() const override { return device_->type_; }
   std::string ResourceClass() const override { return device_->resourceClass_; }
-  int InterfaceNumber() const override { return device_->interfaceNumber_; }
 
  private:
   std::shared_ptr<ScriptedDevice> device_;
-  int timeoutMs_ = 2000;
-  char term_ = '\n';
-  bool termEnabled_;
   bool closed_ = false;
 };
 

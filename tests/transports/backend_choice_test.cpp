@@ -16,9 +16,9 @@ namespace {
 // True when some VISA library is installed on this machine, so that "none found" cannot be
 // shown here.
 bool SystemHasVisa() {
-  for (const std::string& name : VisaLibrary::UsualNames()) {
+  for (const std::string& name : CVisaLibrary::UsualNames()) {
     std::string ignored;
-    if (VisaLibrary::Load(name, ignored)) return true;
+    if (CVisaLibrary::Load(name, ignored)) return true;
   }
   return false;
 }
@@ -63,11 +63,11 @@ TEST(BackendChoice, AutoAndVisaGoThroughTheLibraryWhenThereIsOne) {
   for (const char* backend : {"", "auto", "VISA"}) {
     IoResult result;
     auto t = Open("GPIB0::5::INSTR", backend, result);
-    ASSERT_NE(dynamic_cast<VisaTransport*>(t.get()), nullptr) << backend << ": " << result.message;
-    EXPECT_EQ(dynamic_cast<VisaTransport*>(t.get())->Library().Name(), VEQDX_FAKE_VISA_LIBRARY);
+    ASSERT_NE(dynamic_cast<CVisaTransport*>(t.get()), nullptr) << backend << ": " << result.message;
+    EXPECT_EQ(dynamic_cast<CVisaTransport*>(t.get())->Library().Name(), VEQDX_FAKE_VISA_LIBRARY);
     // Forms the built-in parser refuses are the library's to judge.
     t = Open("PXI0::3-18.0::INSTR", backend, result);
-    EXPECT_NE(dynamic_cast<VisaTransport*>(t.get()), nullptr) << result.message;
+    EXPECT_NE(dynamic_cast<CVisaTransport*>(t.get()), nullptr) << result.message;
   }
 }
 
@@ -82,7 +82,7 @@ TEST(BackendChoice, AutoFallsBackToBuiltInWhenVisaDoesNotKnowTheResource) {
   visa.Script("open_status 0xBFFF0011\n");  // resource not found
   IoResult result;
   auto t = Open(resource, "auto", result);
-  EXPECT_NE(dynamic_cast<SerialTransport*>(t.get()), nullptr) << result.message;
+  EXPECT_NE(dynamic_cast<CSerialTransport*>(t.get()), nullptr) << result.message;
   t.reset();
   // Forced to VISA, VISA's answer stands.
   EXPECT_EQ(Open(resource, "visa", result), nullptr);

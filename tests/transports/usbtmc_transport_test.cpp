@@ -107,7 +107,7 @@ class UsbTmcOverStandIn : public ::testing::Test {
 TEST_F(UsbTmcOverStandIn, QueriesTheDeviceFoundInSysfs) {
   auto t = Open();
   ASSERT_NE(t, nullptr) << result.message;
-  auto* usb = dynamic_cast<UsbTmcTransport*>(t.get());
+  auto* usb = dynamic_cast<CUsbTmcTransport*>(t.get());
   ASSERT_NE(usb, nullptr);
   EXPECT_FALSE(usb->KernelDriver());
   EXPECT_EQ(usb->Node(), tree.devRoot() + "/usbtmc0");

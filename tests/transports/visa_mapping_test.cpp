@@ -64,7 +64,7 @@ TEST(VisaMapping, ConversionsBetweenStringsAndNumbers) {
 }
 
 TEST(VisaSessionExtras, EveryOperationIsRefusedWithItsText) {
-  VisaSessionExtras extras;
+  CVisaSessionExtras extras;
   std::uint8_t u8 = 1;
   std::uint16_t u16 = 2;
   std::uint32_t u32 = 3, job = 4;
@@ -133,7 +133,7 @@ TEST(VisaSessionExtras, EveryOperationIsRefusedWithItsText) {
 
 TEST(VisaSessionExtras, RefusalIsReportedAsNotImplementedWithTheText) {
   CVelmoraQdxErrorReporter reporter;
-  VisaSessionExtras extras;
+  CVisaSessionExtras extras;
   std::uint32_t job = 0;
   HRESULT hr = ReportVisaExtrasResult(reporter, extras.ReadAsync(nullptr, 0, job));
   EXPECT_EQ(hr, E_NOTIMPL);

@@ -23,8 +23,8 @@ class VisaTransportTest : public ::testing::Test {
     options.setup["iobackend"] = backend;
     return OpenTransport(resource, options, result);
   }
-  VisaTransport* AsVisa(const std::unique_ptr<ITransport>& t) {
-    return dynamic_cast<VisaTransport*>(t.get());
+  CVisaTransport* AsVisa(const std::unique_ptr<ITransport>& t) {
+    return dynamic_cast<CVisaTransport*>(t.get());
   }
   // The viSetAttribute calls of the log, as "0xID value".
   static Lines SetAttributes(const Lines& calls) {
@@ -255,7 +255,7 @@ TEST_F(VisaTransportTest, TypedAttributeGetters) {
               "sattr_unterminated 0xBFFF0106\n");
   auto t = Open("GPIB0::5::INSTR");
   ASSERT_NE(t, nullptr);
-  VisaTransport& v = *AsVisa(t);
+  CVisaTransport& v = *AsVisa(t);
   std::uint8_t u8 = 0;
   std::uint16_t u16 = 0;
   std::uint32_t u32 = 0;

@@ -82,13 +82,13 @@ class SlowDevice {
 };
 
 TEST(Vxi11LateReply, TimedOutCallsAnswerIsSkipped) {
-  SlowDevice device(Vxi11Transport::kRpcMarginMs + 600);
+  SlowDevice device(CVxi11Transport::kRpcMarginMs + 600);
   ASSERT_NE(device.port(), 0);
   TransportOptions options;
   options.timeoutMs = 100;
   options.setup["vxi11port"] = std::to_string(device.port());
   IoResult r;
-  auto t = Vxi11Transport::Open("127.0.0.1", "inst0", 0, options, r);
+  auto t = CVxi11Transport::Open("127.0.0.1", "inst0", 0, options, r);
   ASSERT_TRUE(t) << r.message;
 
   char buffer[64];
@@ -100,10 +100,10 @@ TEST(Vxi11LateReply, TimedOutCallsAnswerIsSkipped) {
                 std::chrono::steady_clock::now() - start).count();
   EXPECT_EQ(r.code, IoCode::Timeout);
   EXPECT_EQ(r.message, "no answer to device_read from 127.0.0.1:" + std::to_string(device.port()) +
-                           " within " + std::to_string(100 + Vxi11Transport::kRpcMarginMs) +
+                           " within " + std::to_string(100 + CVxi11Transport::kRpcMarginMs) +
                            " ms");
   EXPECT_EQ(got, 0u);
-  EXPECT_LT(ms, Vxi11Transport::kRpcMarginMs + 600);  // gave up before the answer came
+  EXPECT_LT(ms, CVxi11Transport::kRpcMarginMs + 600);  // gave up before the answer came
 
   r = t->Read(buffer, sizeof buffer, got, why);
   ASSERT_TRUE(r.ok()) << r.message;

@@ -166,7 +166,7 @@ TEST(Vxi11Transport, WritesRespectTheDevicesMaxRecvSize) {
   IoResult r;
   auto t = bench.Open(r);
   ASSERT_TRUE(t) << r.message;
-  auto* vxi = dynamic_cast<Vxi11Transport*>(t.get());
+  auto* vxi = dynamic_cast<CVxi11Transport*>(t.get());
   ASSERT_NE(vxi, nullptr);
   EXPECT_EQ(vxi->MaxRecvSize(), 64u);
   std::string message;

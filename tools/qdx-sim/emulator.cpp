@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "fault_injection.h"
+#include "listener.h"
 #include "qdx_sim.h"
 #include "scpi_errors.h"
 #include "transcript.h"
@@ -35,12 +36,6 @@ constexpr std::size_t kMaxClients = 16;
 constexpr int kSlotWaitMs = 2000;
 constexpr int kPollSliceMs = 1000;     // upper bound of one wait before re-checking state
 constexpr int kSendStallLimitMs = 5000;  // a client that reads nothing for this long is dropped
-
-// "host:port" or "[v6]:port" of a bound socket, for messages.
-std::string describe(const std::string& host, int port) {
-  bool v6 = host.find(':') != std::string::npos;
-  return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
-}
 
 }  // namespace
 
@@ -99,39 +94,9 @@ bool Emulator::Impl::start(std::string& error) {
     error = "the emulator is already running";
     return false;
   }
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_PASSIVE;
-  addrinfo* found = nullptr;
-  std::string service = std::to_string(config.port);
-  if (int rc = getaddrinfo(config.listenAddress.c_str(), service.c_str(), &hints, &found)) {
-    error = "cannot resolve listen address '" + config.listenAddress + "': " + gai_strerror(rc);
-    return false;
-  }
-  std::string lastError = "no usable address";
-  for (addrinfo* a = found; a && listenFd_ < 0; a = a->ai_next) {
-    int fd = socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol);
-    if (fd < 0) continue;
-    int one = 1;
-    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    if (bind(fd, a->ai_addr, a->ai_addrlen) == 0 && listen(fd, 16) == 0) {
-      listenFd_ = fd;
-    } else {
-      lastError = std::strerror(errno);
-      ::close(fd);
-    }
-  }
-  freeaddrinfo(found);
-  if (listenFd_ < 0) {
-    error = "cannot listen on " + describe(config.listenAddress, config.port) + ": " + lastError;
-    return false;
-  }
-  sockaddr_storage bound{};
-  socklen_t len = sizeof bound;
-  getsockname(listenFd_, reinterpret_cast<sockaddr*>(&bound), &len);
-  boundPort = ntohs(bound.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6*>(&bound)->sin6_port
-                                                : reinterpret_cast<sockaddr_in*>(&bound)->sin_port);
+  listenFd_ = detail::listenOn(config.listenAddress, config.port, {}, false, error);
+  if (listenFd_ < 0) return false;
+  boundPort = detail::boundPort(listenFd_);
   if (!config.transcriptPath.empty() && !transcript.open(config.transcriptPath, error)) {
     ::close(listenFd_);
     listenFd_ = -1;
@@ -246,41 +211,8 @@ void Emulator::Impl::serve(int fd, int id, std::shared_ptr<std::atomic<bool>> do
 // One client connection as the replies see it.
 class Emulator::Impl::Channel : public detail::ReplyChannel {
  public:
-  Channel(int fd, int wakeFd) : fd_(fd), wakeFd_(wakeFd) {}
-
-  bool send(std::string_view data) override {
-    int stalledMs = 0;
-    while (!data.empty()) {
-      ssize_t sent = ::send(fd_, data.data(), data.size(), MSG_NOSIGNAL);
-      if (sent > 0) {
-        data.remove_prefix(static_cast<std::size_t>(sent));
-        stalledMs = 0;
-        continue;
-      }
-      if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
-      if (stalledMs >= kSendStallLimitMs || stopping()) return false;
-      pollfd fds[2] = {{fd_, POLLOUT, 0}, {wakeFd_, POLLIN, 0}};
-      poll(fds, 2, kPollSliceMs);
-      stalledMs += kPollSliceMs;
-    }
-    return true;
-  }
-
-  // Only a reset (or a connection closed both ways) ends the wait: a client that merely stopped
-  // reading, or shut down its sending side, still gets the reply it is owed. The VXI-11 links
-  // reset their connection on device_clear, which so drops a reply still being delayed.
-  bool wait(int ms) override {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    for (;;) {
-      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-          deadline - std::chrono::steady_clock::now());
-      if (left.count() <= 0) return true;
-      pollfd fds[2] = {{fd_, 0, 0}, {wakeFd_, POLLIN, 0}};
-      int n = poll(fds, 2, static_cast<int>(std::min<long long>(left.count(), kPollSliceMs)));
-      if (n < 0 && errno != EINTR) return false;
-      if (fds[1].revents || (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL))) return false;
-    }
-  }
+  Channel(int fd, int wakeFd)
+      : ReplyChannel(kSendStallLimitMs, kPollSliceMs), fd_(fd), wakeFd_(wakeFd) {}
 
   bool stopping() override {
     pollfd p{wakeFd_, POLLIN, 0};
@@ -288,6 +220,27 @@ class Emulator::Impl::Channel : public detail::ReplyChannel {
   }
 
  private:
+  ssize_t writeSome(std::string_view data) override {
+    return ::send(fd_, data.data(), data.size(), MSG_NOSIGNAL);
+  }
+
+  bool waitWritable(int ms) override {
+    if (stopping()) return false;
+    pollfd fds[2] = {{fd_, POLLOUT, 0}, {wakeFd_, POLLIN, 0}};
+    poll(fds, 2, ms);
+    return true;
+  }
+
+  // Only a reset (or a connection closed both ways) ends the wait: a client that merely stopped
+  // reading, or shut down its sending side, still gets the reply it is owed. The VXI-11 links
+  // reset their connection on device_clear, which so drops a reply still being delayed.
+  bool waitSlice(int ms) override {
+    pollfd fds[2] = {{fd_, 0, 0}, {wakeFd_, POLLIN, 0}};
+    int n = poll(fds, 2, ms);
+    if (n < 0 && errno != EINTR) return false;
+    return !(fds[1].revents || (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL)));
+  }
+
   int fd_;
   int wakeFd_;
 };

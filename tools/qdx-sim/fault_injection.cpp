@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <optional>
@@ -26,6 +27,9 @@ const std::string& endlessBlock() {
 // Streams the endless reply as fast as the client takes it, until the client is gone, the
 // front end stops, or the bound on bytes or time is reached. Always false: whatever ends it,
 // the client has no message boundary to resynchronise on.
+// Longest single wait of ReplyChannel::wait before it looks again.
+constexpr int kWaitSliceMs = 1000;
+
 bool sendEndless(ReplyChannel& channel) {
   auto deadline = std::chrono::steady_clock::now() + kEndlessMaxTime;
   std::string_view block = endlessBlock();
@@ -70,6 +74,33 @@ void FaultState::clear() {
   std::lock_guard lock(mutex_);
   faults_ = Faults{};
   closeCountdown_ = 0;
+}
+
+bool ReplyChannel::send(std::string_view data) {
+  int stalledMs = 0;
+  while (!data.empty()) {
+    const ssize_t sent = writeSome(data);
+    if (sent > 0) {
+      data.remove_prefix(static_cast<std::size_t>(sent));
+      stalledMs = 0;
+      continue;
+    }
+    if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
+    if (stalledMs >= stallLimitMs_ || !waitWritable(sendSliceMs_)) return false;
+    stalledMs += sendSliceMs_;
+  }
+  return true;
+}
+
+bool ReplyChannel::wait(int ms) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+  for (;;) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return true;
+    if (!waitSlice(static_cast<int>(std::min<long long>(left.count(), kWaitSliceMs))))
+      return false;
+  }
 }
 
 bool answerMessage(Instrument& instrument, const Faults& f, std::string_view message,

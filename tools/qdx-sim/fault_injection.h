@@ -4,6 +4,8 @@
 // setter takes effect for the next message wherever it arrives.
 #pragma once
 
+#include <sys/types.h>
+
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -37,21 +39,40 @@ class FaultState {
   int closeCountdown_ = 0;
 };
 
-// A front end's end of the byte stream to one client.
+// A front end's end of the byte stream to one client. Sending and waiting loop the same way on
+// every front end, so that a stop or a vanished client is noticed within a slice; a front end
+// supplies the single steps.
 class ReplyChannel {
  public:
+  // A client that takes nothing for `stallLimitMs` is dropped; while it takes nothing, room to
+  // write is waited for in slices of `sendSliceMs`.
+  ReplyChannel(int stallLimitMs, int sendSliceMs)
+      : stallLimitMs_(stallLimitMs), sendSliceMs_(sendSliceMs) {}
   virtual ~ReplyChannel() = default;
   // Sends all of `data`; false when the client is gone, has taken nothing for too long, or the
   // front end stops.
-  virtual bool send(std::string_view data) = 0;
+  bool send(std::string_view data);
   // Waits `ms`; false when the front end stops meanwhile or the client is seen to be gone.
-  virtual bool wait(int ms) = 0;
+  bool wait(int ms);
   // True once the front end is stopping.
   virtual bool stopping() = 0;
   // Around an endless reply: a front end that cannot otherwise tell that the client went away
   // arranges here to notice it, and cleans up after the stream.
   virtual void endlessBegins() {}
   virtual void endlessEnded() {}
+
+ protected:
+  // One write that does not block: the bytes taken, or -1 with errno (EAGAIN, EINTR: none
+  // this time).
+  virtual ssize_t writeSome(std::string_view data) = 0;
+  // Waits at most `ms` for room to write; false when the front end stops.
+  virtual bool waitWritable(int ms) = 0;
+  // Waits at most `ms`; false when the front end stops or the client is seen to be gone.
+  virtual bool waitSlice(int ms) = 0;
+
+ private:
+  int stallLimitMs_;
+  int sendSliceMs_;
 };
 
 // Executes `message` on `instrument` and answers it through `channel` as the faults `f` say:

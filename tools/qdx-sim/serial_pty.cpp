@@ -27,6 +27,7 @@ namespace {
 constexpr std::size_t kMaxLineLength = 64 * 1024;  // as on the socket: longer input is dropped
 constexpr int kPollSliceMs = 1000;
 constexpr int kSendStallLimitMs = 2000;  // a reply nobody reads is dropped after this long
+constexpr int kSendSliceMs = 100;        // while it waits, a stop is noticed within this
 
 std::string errnoText(const char* what) { return std::string(what) + ": " + std::strerror(errno); }
 
@@ -127,38 +128,7 @@ bool SerialPtyServer::Impl::waitUnlessStopped(int ms) {
 // The master side as the replies see it.
 class SerialPtyServer::Impl::Channel : public detail::ReplyChannel {
  public:
-  explicit Channel(Impl& server) : s_(server) {}
-
-  bool send(std::string_view data) override {
-    int stalledMs = 0;
-    while (!data.empty()) {
-      ssize_t sent = write(s_.master_, data.data(), data.size());
-      if (sent > 0) {
-        data.remove_prefix(static_cast<std::size_t>(sent));
-        stalledMs = 0;
-        continue;
-      }
-      // EIO: nobody holds the terminal side any more (only while an endless reply runs).
-      if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
-      if (stalledMs >= kSendStallLimitMs) return false;
-      pollfd fds[2] = {{s_.master_, POLLOUT, 0}, {s_.wake_, POLLIN, 0}};
-      poll(fds, 2, 100);
-      if (fds[1].revents) return false;
-      stalledMs += 100;
-    }
-    return true;
-  }
-
-  bool wait(int ms) override {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    for (;;) {
-      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-          deadline - std::chrono::steady_clock::now());
-      if (left.count() <= 0) return true;
-      if (!s_.waitUnlessStopped(static_cast<int>(std::min<long long>(left.count(), kPollSliceMs))))
-        return false;
-    }
-  }
+  explicit Channel(Impl& server) : ReplyChannel(kSendStallLimitMs, kSendSliceMs), s_(server) {}
 
   bool stopping() override { return !s_.waitUnlessStopped(0); }
 
@@ -175,6 +145,19 @@ class SerialPtyServer::Impl::Channel : public detail::ReplyChannel {
   }
 
  private:
+  // EIO: nobody holds the terminal side any more (only while an endless reply runs).
+  ssize_t writeSome(std::string_view data) override {
+    return write(s_.master_, data.data(), data.size());
+  }
+
+  bool waitWritable(int ms) override {
+    pollfd fds[2] = {{s_.master_, POLLOUT, 0}, {s_.wake_, POLLIN, 0}};
+    poll(fds, 2, ms);
+    return !fds[1].revents;
+  }
+
+  bool waitSlice(int ms) override { return s_.waitUnlessStopped(ms); }
+
   Impl& s_;
 };
 

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "listener.h"
 #include "vxi11_device.h"
 #include "vxi11_wire.h"
 
@@ -30,58 +31,11 @@ constexpr int kPollSliceMs = 1000;
 // Largest call taken: a full device_write and its headers.
 constexpr std::size_t kMaxRecord = VXI11_MAX_DATA + 4096;
 
-std::string describe(const std::string& host, int port) {
-  bool v6 = host.find(':') != std::string::npos;
-  return (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
-}
-
 // The raw front end's address as a client reaches it: a wildcard means this host.
 std::string reachable(const std::string& listen) {
   if (listen.empty() || listen == "0.0.0.0") return "127.0.0.1";
   if (listen == "::") return "::1";
   return listen;
-}
-
-// Binds a TCP listener; returns the descriptor or -1 with `error` set.
-int listenOn(const std::string& host, int port, const char* what, std::string& error) {
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
-  addrinfo* found = nullptr;
-  if (int rc = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found)) {
-    error = "cannot resolve listen address '" + host + "': " + gai_strerror(rc);
-    return -1;
-  }
-  std::string lastError = "no usable address";
-  int result = -1;
-  for (addrinfo* a = found; a && result < 0; a = a->ai_next) {
-    int fd = socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol);
-    if (fd < 0) continue;
-    int one = 1;
-    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    if (bind(fd, a->ai_addr, a->ai_addrlen) == 0 && listen(fd, 16) == 0) {
-      result = fd;
-    } else {
-      lastError = std::strerror(errno);
-      ::close(fd);
-    }
-  }
-  freeaddrinfo(found);
-  if (result < 0) {
-    error = std::string("cannot listen on ") + describe(host, port) + " for the " + what + ": " +
-            lastError;
-    if (port > 0 && port < 1024 && geteuid() != 0) error += " (ports below 1024 need root)";
-  }
-  return result;
-}
-
-int boundPort(int fd) {
-  sockaddr_storage bound{};
-  socklen_t len = sizeof bound;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &len);
-  return ntohs(bound.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6*>(&bound)->sin6_port
-                                           : reinterpret_cast<sockaddr_in*>(&bound)->sin_port);
 }
 
 }  // namespace
@@ -144,9 +98,9 @@ bool Vxi11Server::Impl::start(std::string& error) {
             std::to_string(VXI11_MAX_DATA);
     return false;
   }
-  coreFd_ = listenOn(config.listenAddress, v.corePort, "VXI-11 core channel", error);
+  coreFd_ = detail::listenOn(config.listenAddress, v.corePort, "VXI-11 core channel", true, error);
   if (coreFd_ >= 0 && v.portmapPort >= 0)
-    portmapFd_ = listenOn(config.listenAddress, v.portmapPort, "portmapper", error);
+    portmapFd_ = detail::listenOn(config.listenAddress, v.portmapPort, "portmapper", true, error);
   if (coreFd_ < 0 || (v.portmapPort >= 0 && portmapFd_ < 0)) {
     closeListeners();
     return false;
@@ -157,8 +111,8 @@ bool Vxi11Server::Impl::start(std::string& error) {
     closeListeners();
     return false;
   }
-  corePort = boundPort(coreFd_);
-  portmapPort = portmapFd_ >= 0 ? boundPort(portmapFd_) : 0;
+  corePort = detail::boundPort(coreFd_);
+  portmapPort = portmapFd_ >= 0 ? detail::boundPort(portmapFd_) : 0;
   vxi11::DeviceSettings settings;
   settings.emulatorHost = reachable(config.listenAddress);
   settings.emulatorPort = emulator.port();
