@@ -50,7 +50,7 @@ TEST_F(VisaTransportTest, OpensWithoutLockWithTheOpenTimeoutAndClosesBothHandles
   EXPECT_EQ(calls[0], "viOpenDefaultRM");
   EXPECT_EQ(calls[1], "viOpen GPIB0::5::INSTR mode=0 timeout=2000");
   // The operations the driver refuses send nothing to VISA.
-  VisaSessionExtras& extras = *AsVisa(t);
+  CVisaSessionExtras& extras = *AsVisa(t);
   std::uint8_t u8 = 0;
   std::uint32_t job = 0;
   std::uint64_t offset = 0;
