@@ -15,7 +15,8 @@ constexpr std::size_t HashKeyText(std::string_view text) noexcept {
 }
 
 // A property's qualified name ("IVelmoraQdxOutput.VoltageLevel") with its precomputed hash.
-// The text must outlive the key: the constants of cache_keys.h point at string literals.
+// The text must outlive the key: the property descriptors (dcpwr/property.h) point it at string
+// literals.
 class CacheKey {
  public:
   constexpr explicit CacheKey(std::string_view text) noexcept

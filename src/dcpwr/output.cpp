@@ -90,13 +90,14 @@ HRESULT VelmoraQdxOutput::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
 }
 
 HRESULT VelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit) {
-  return ConfigureThroughSetter(interfaceName, "ConfigureCurrentLimit", ":CURR %0@3.15lg", limit,
+  return ConfigureThroughSetter(interfaceName, "ConfigureCurrentLimit",
+                                props::kCurrentLimit.configureFormat, limit,
                                 &VelmoraQdxOutput::put_CurrentLimit);
 }
 
 HRESULT VelmoraQdxOutput::ConfigureOVPAs(const char* interfaceName, double limit) {
-  return ConfigureThroughSetter(interfaceName, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", limit,
-                                &VelmoraQdxOutput::put_OVPLimit);
+  return ConfigureThroughSetter(interfaceName, "ConfigureOVP", props::kOVPLimit.configureFormat,
+                                limit, &VelmoraQdxOutput::put_OVPLimit);
 }
 
 HRESULT VelmoraQdxOutput::QueryMaximum(const char* method, const char* query, bool voltage,

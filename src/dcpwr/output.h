@@ -16,38 +16,13 @@
 #include "attributes/node.h"
 #include "base/hresult.h"
 #include "dcpwr/accessor.h"
+#include "dcpwr/output_properties.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx::dcpwr {
 
 class CIviDCPwrOutput;
 class VelmoraQdxOutput;
-
-// Memo slots of an output's cache entries (AccessTarget::slots), one per property with an
-// entry.
-enum OutputSlot : std::int8_t {
-  kSlotEnabled,
-  kSlotVoltageLevel,
-  kSlotCurrentLimit,
-  kSlotCurrentLimitBehavior,
-  kSlotOVPLimit,
-  kSlotTriggeredVoltageLevel,
-  kSlotTriggeredCurrentLimit,
-  kSlotUVL,
-  kSlotOCPLimit,
-  kSlotPONState,
-  kSlotProtectionRecovery,
-  kSlotOperationPriority,
-  kSlotBleederEnabled,
-  kSlotExternalMonitorRange,
-  kSlotTriggerSource,
-  kSlotOutputControlEnabled,
-  kSlotOutputControlLogic,
-  kSlotAlanogControlRange,
-  kSlotCCControlEnabled,
-  kSlotCVControlEnabled,
-  kOutputSlotCount
-};
 
 // IVelmoraQdxOutputStatusOperation / ...Questionable of one output, forwarding to it.
 class COutputStatusOperation final : public IVelmoraQdxOutputStatusOperation {
@@ -79,8 +54,8 @@ class VelmoraQdxOutput : public attr::CRepCap,
                          public IVelmoraQdxOutputExternalControl,
                          public IVelmoraQdxOutputStatus {
  public:
-  static constexpr const char* kInterface = "IVelmoraQdxOutput";
-  static constexpr const char* kExternalControlInterface = "IVelmoraQdxOutputExternalControl";
+  static constexpr const char* kInterface = props::kOutputInterface;
+  static constexpr const char* kExternalControlInterface = props::kExternalControlInterface;
   static constexpr const char* kStatusOperationInterface = "IVelmoraQdxOutputStatusOperation";
   static constexpr const char* kStatusQuestionableInterface = "IVelmoraQdxOutputStatusQuestionable";
   // Levels and limits may exceed the rating by this factor.
@@ -225,7 +200,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
   double maxVoltage_ = 0;
   double maxCurrent_ = 0;
   std::unique_ptr<CIviDCPwrOutput> ivi_;
-  std::array<attr::CCacheEntryBase*, kOutputSlotCount> entrySlots_{};
+  std::array<attr::CCacheEntryBase*, props::kOutputSlotCount> entrySlots_{};
   COutputStatusOperation statusOperation_{*this};
   COutputStatusQuestionable statusQuestionable_{*this};
 };

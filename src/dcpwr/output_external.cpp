@@ -2,41 +2,10 @@
 #include "dcpwr/output.h"
 
 namespace veqdx::dcpwr {
+
+using namespace props;
+
 namespace {
-
-namespace keys = attr::keys;
-constexpr const char* kExt = VelmoraQdxOutput::kExternalControlInterface;
-
-constexpr PropertyDesc kOutputControlEnabled{
-    .interfaceName = kExt, .getName = "get_OutputControlEnabled",
-    .putName = "put_OutputControlEnabled", .writeFormat = ":OUTP:EXT %{VARIANT_BOOL}s",
-    .queryCommand = ":OUTP:EXT?", .readFormat = "%{VARIANT_BOOL}s",
-    .key = &keys::OutputControlEnabled, .cache = CacheKind::SimulationOnly,
-    .slot = kSlotOutputControlEnabled};
-constexpr PropertyDesc kOutputControlLogic{
-    .interfaceName = kExt, .getName = "get_OutputControlLogic", .putName = "put_OutputControlLogic",
-    .writeFormat = ":OUTP:EXT:LOG %{VelmoraQdxExternalLogicEnum}s",
-    .queryCommand = ":OUTP:EXT:LOG?", .readFormat = "%{VelmoraQdxExternalLogicEnum}s",
-    .key = &keys::OutputControlLogic, .cache = CacheKind::SimulationOnly,
-    .slot = kSlotOutputControlLogic};
-// "Alanog" is the interface's own spelling and stays so.
-constexpr PropertyDesc kAlanogControlRange{
-    .interfaceName = kExt, .getName = "get_AlanogControlRange", .putName = "put_AlanogControlRange",
-    .writeFormat = ":VOLT:EXT:RANG %{VelmoraQdxExternalRangeEnum}s",
-    .queryCommand = ":VOLT:EXT:RANG?", .readFormat = "%{VelmoraQdxExternalRangeEnum}s",
-    .key = &keys::AlanogControlRange, .cache = CacheKind::SimulationOnly,
-    .slot = kSlotAlanogControlRange};
-// The Boolean keywords of these two are "VOLT" (an external voltage controls) and "NONE".
-constexpr PropertyDesc kCCControlEnabled{
-    .interfaceName = kExt, .getName = "get_CCControlEnabled", .putName = "put_CCControlEnabled",
-    .writeFormat = ":CURR:EXT:SOUR %{VARIANT_BOOL}s", .queryCommand = ":CURR:EXT:SOUR?",
-    .readFormat = "%{VARIANT_BOOL}s", .key = &keys::CCControlEnabled,
-    .cache = CacheKind::SimulationOnly, .slot = kSlotCCControlEnabled};
-constexpr PropertyDesc kCVControlEnabled{
-    .interfaceName = kExt, .getName = "get_CVControlEnabled", .putName = "put_CVControlEnabled",
-    .writeFormat = ":VOLT:EXT:SOUR %{VARIANT_BOOL}s", .queryCommand = ":VOLT:EXT:SOUR?",
-    .readFormat = "%{VARIANT_BOOL}s", .key = &keys::CVControlEnabled,
-    .cache = CacheKind::SimulationOnly, .slot = kSlotCVControlEnabled};
 
 constexpr VelmoraQdxExternalLogicEnum kLogics[] = {VelmoraQdxExternalLogicLow,
                                                    VelmoraQdxExternalLogicHigh};

@@ -21,7 +21,8 @@ HRESULT GetConverted(Class* val, Getter&& get) {
 HRESULT CIviDCPwrOutput::get_TriggeredCurrentLimit(double* val) {
   const AccessTarget t = output_.Target();
   return RunMember(t, kInterface, "get_TriggeredCurrentLimit", [&]() -> HRESULT {
-    attr::CPendingScope pending(output_, ":CURR:TRIG?", "%@3lg");
+    attr::CPendingScope pending(output_, props::kTriggeredCurrentLimit.queryCommand,
+                                props::kTriggeredCurrentLimit.readFormat);
     return output_.get_TriggeredCurrentLimit(val);
   });
 }
@@ -30,8 +31,8 @@ HRESULT CIviDCPwrOutput::put_TriggeredCurrentLimit(double val) {
   const AccessTarget t = output_.Target();
   return RunMember(t, kInterface, "put_TriggeredCurrentLimit", [&]() -> HRESULT {
     attr::CPendingScope pending(output_);
-    const HRESULT hr =
-        t.driver.Io().Formatted().Sprintf(pending.Command(), ":CURR:TRIG %0.15lg", val);
+    const HRESULT hr = t.driver.Io().Formatted().Sprintf(
+        pending.Command(), props::kTriggeredCurrentLimit.writeFormat, val);
     if (Failed(hr)) return hr;
     return output_.put_TriggeredCurrentLimit(val);
   });

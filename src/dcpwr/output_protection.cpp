@@ -3,54 +3,10 @@
 #include "dcpwr/output.h"
 
 namespace veqdx::dcpwr {
+
+using namespace props;
+
 namespace {
-
-namespace keys = attr::keys;
-constexpr const char* kOut = VelmoraQdxOutput::kInterface;
-
-constexpr PropertyDesc kUVL{
-    .interfaceName = kOut, .getName = "get_UVL", .putName = "put_UVL",
-    .writeFormat = ":VOLT:LIM:LOW %0.15lg", .queryCommand = ":VOLT:LIM:LOW?", .readFormat = "%@3lg",
-    .key = &keys::UVL, .cache = CacheKind::Cached, .slot = kSlotUVL};
-constexpr PropertyDesc kOCPLimit{
-    .interfaceName = kOut, .getName = "get_OCPLimit", .putName = "put_OCPLimit",
-    .writeFormat = ":CURR:PROT %0.15lg", .queryCommand = ":CURR:PROT?", .readFormat = "%@3lg",
-    .key = &keys::OCPLimit, .cache = CacheKind::Cached, .slot = kSlotOCPLimit};
-constexpr PropertyDesc kPONState{
-    .interfaceName = kOut, .getName = "get_PONState", .putName = "put_PONState",
-    .writeFormat = ":OUTP:PON %{VelmoraQdxPONStateEnum}s", .queryCommand = ":OUTP:PON?",
-    .readFormat = "%{VelmoraQdxPONStateEnum}s", .key = &keys::PONState,
-    .cache = CacheKind::SimulationOnly, .slot = kSlotPONState};
-constexpr PropertyDesc kProtectionRecovery{
-    .interfaceName = kOut, .getName = "get_ProtectionRecovery", .putName = "put_ProtectionRecovery",
-    .writeFormat = ":SYST:CONF:PROT:REC %{VelmoraQdxProtectionRecoveryEnum}s",
-    .queryCommand = ":SYST:CONF:PROT:REC?", .readFormat = "%{VelmoraQdxProtectionRecoveryEnum}s",
-    .key = &keys::ProtectionRecovery, .cache = CacheKind::SimulationOnly,
-    .slot = kSlotProtectionRecovery};
-constexpr PropertyDesc kOperationPriority{
-    .interfaceName = kOut, .getName = "get_OperationPriority", .putName = "put_OperationPriority",
-    .writeFormat = ":SYST:CONF:STAR:PRI %{VelmoraQdxOperationModeEnum}s",
-    .queryCommand = ":SYST:CONF:STAR:PRI?", .readFormat = "%{VelmoraQdxOperationModeEnum}s",
-    .key = &keys::OperationPriority, .cache = CacheKind::SimulationOnly,
-    .slot = kSlotOperationPriority};
-constexpr PropertyDesc kBleederEnabled{
-    .interfaceName = kOut, .getName = "get_BleederEnabled", .putName = "put_BleederEnabled",
-    .writeFormat = ":SYST:CONF:BLE %{VARIANT_BOOL}s", .queryCommand = ":SYST:CONF:BLE?",
-    .readFormat = "%{VARIANT_BOOL}s", .key = &keys::BleederEnabled,
-    .cache = CacheKind::SimulationOnly, .slot = kSlotBleederEnabled};
-constexpr PropertyDesc kExternalMonitorRange{
-    .interfaceName = kOut, .getName = "get_ExternalMonitorRange",
-    .putName = "put_ExternalMonitorRange",
-    .writeFormat = ":SYST:CONF:MON:RANG %{VelmoraQdxExternalRangeEnum}s",
-    .queryCommand = ":SYST:CONF:MON:RANG?", .readFormat = "%{VelmoraQdxExternalRangeEnum}s",
-    .key = &keys::ExternalMonitorRange, .cache = CacheKind::SimulationOnly,
-    .slot = kSlotExternalMonitorRange};
-// The trigger source commands have no leading colon on this instrument.
-constexpr PropertyDesc kTriggerSource{
-    .interfaceName = kOut, .getName = "get_TriggerSource", .putName = "put_TriggerSource",
-    .writeFormat = "TRIG:TRAN:SOUR %{VelmoraQdxTriggerSourceEnum}s",
-    .queryCommand = "TRIG:TRAN:SOUR?", .readFormat = "%{VelmoraQdxTriggerSourceEnum}s",
-    .key = &keys::TriggerSource, .cache = CacheKind::SimulationOnly, .slot = kSlotTriggerSource};
 
 constexpr VelmoraQdxPONStateEnum kPONStates[] = {VelmoraQdxPONStateSafe, VelmoraQdxPONStateAuto,
                                                  VelmoraQdxPONStateForce};

@@ -2,7 +2,6 @@
 
 #include <mutex>
 
-#include "attributes/cache_keys.h"
 #include "base/call_context.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/accessor.h"
@@ -10,19 +9,21 @@
 namespace veqdx::dcpwr {
 namespace {
 
-namespace keys = attr::keys;
-
 // Condition and event registers: read only, no cache entry (0 while simulating).
-constexpr PropertyDesc Reading(const char* interfaceName, const char* getName,
-                               const char* query, const char* format) {
-  return PropertyDesc{interfaceName, getName, nullptr, nullptr, query, format,
-                      nullptr,       CacheKind::None};
+template <class T>
+constexpr Property<T> Reading(const char* interfaceName, const char* getName, const char* query,
+                              const char* format) {
+  return {{.interfaceName = interfaceName, .getName = getName, .putName = nullptr,
+           .writeFormat = nullptr, .queryCommand = query, .readFormat = format}};
 }
-// Enable registers: read and written; the entry only keeps what was written while simulating.
-constexpr PropertyDesc Enable(const char* interfaceName, const char* write, const char* query,
-                              const char* format, const attr::CacheKey& key) {
-  return PropertyDesc{interfaceName, "get_EnableRegister", "put_EnableRegister", write, query,
-                      format,        &key,                 CacheKind::SimulationOnly};
+// Enable registers: read and written; the entry "<interface>.EnableRegister" only keeps what
+// was written while simulating.
+template <class T>
+constexpr Property<T> Enable(const char* interfaceName, const char* key, const char* write,
+                             const char* query, const char* format) {
+  return {{.interfaceName = interfaceName, .getName = "get_EnableRegister",
+           .putName = "put_EnableRegister", .writeFormat = write, .queryCommand = query,
+           .readFormat = format, .key = attr::CacheKey{key}, .cache = CacheKind::SimulationOnly}};
 }
 
 constexpr const char* kOperation = "IVelmoraQdxStatusOperation";
@@ -32,45 +33,49 @@ constexpr const char* kQuestionableInstrument = "IVelmoraQdxStatusQuestionableIn
 constexpr const char* kStandardEvent = "IVelmoraQdxStatusStandardEvent";
 constexpr const char* kStatusByte = "IVelmoraQdxStatusStatusByte";
 
-constexpr PropertyDesc kOperCondition =
-    Reading(kOperation, "get_ConditionRegister", ":STAT:OPER:COND?", "%hd");
-constexpr PropertyDesc kOperEnable = Enable(kOperation, ":STAT:OPER:ENAB %hd", ":STAT:OPER:ENAB?",
-                                            "%hd", keys::StatusOperationEnableRegister);
-constexpr PropertyDesc kOperEvent =
-    Reading(kOperation, "get_EventRegister", ":STAT:OPER:EVEN?", "%hd");
+constexpr auto kOperCondition =
+    Reading<std::int16_t>(kOperation, "get_ConditionRegister", ":STAT:OPER:COND?", "%hd");
+constexpr auto kOperEnable =
+    Enable<std::int16_t>(kOperation, "IVelmoraQdxStatusOperation.EnableRegister",
+                         ":STAT:OPER:ENAB %hd", ":STAT:OPER:ENAB?", "%hd");
+constexpr auto kOperEvent =
+    Reading<std::int16_t>(kOperation, "get_EventRegister", ":STAT:OPER:EVEN?", "%hd");
 
-constexpr PropertyDesc kQuesCondition =
-    Reading(kQuestionable, "get_ConditionRegister", ":STAT:QUES:COND?", "%hd");
-constexpr PropertyDesc kQuesEnable =
-    Enable(kQuestionable, ":STAT:QUES:ENAB %hd", ":STAT:QUES:ENAB?", "%hd",
-           keys::StatusQuestionableEnableRegister);
-constexpr PropertyDesc kQuesEvent =
-    Reading(kQuestionable, "get_EventRegister", ":STAT:QUES:EVEN?", "%hd");
+constexpr auto kQuesCondition =
+    Reading<std::int16_t>(kQuestionable, "get_ConditionRegister", ":STAT:QUES:COND?", "%hd");
+constexpr auto kQuesEnable =
+    Enable<std::int16_t>(kQuestionable, "IVelmoraQdxStatusQuestionable.EnableRegister",
+                         ":STAT:QUES:ENAB %hd", ":STAT:QUES:ENAB?", "%hd");
+constexpr auto kQuesEvent =
+    Reading<std::int16_t>(kQuestionable, "get_EventRegister", ":STAT:QUES:EVEN?", "%hd");
 
-constexpr PropertyDesc kOperInstCondition =
-    Reading(kOperationInstrument, "get_ConditionRegister", ":STAT:OPER:INST:COND?", "%d");
-constexpr PropertyDesc kOperInstEnable =
-    Enable(kOperationInstrument, ":STAT:OPER:INST:ENAB %d", ":STAT:OPER:INST:ENAB?", "%d",
-           keys::StatusOperationInstrumentEnableRegister);
-constexpr PropertyDesc kOperInstEvent =
-    Reading(kOperationInstrument, "get_EventRegister", ":STAT:OPER:INST:EVEN?", "%d");
+constexpr auto kOperInstCondition = Reading<std::int32_t>(
+    kOperationInstrument, "get_ConditionRegister", ":STAT:OPER:INST:COND?", "%d");
+constexpr auto kOperInstEnable = Enable<std::int32_t>(
+    kOperationInstrument, "IVelmoraQdxStatusOperationInstrument.EnableRegister",
+    ":STAT:OPER:INST:ENAB %d", ":STAT:OPER:INST:ENAB?", "%d");
+constexpr auto kOperInstEvent = Reading<std::int32_t>(kOperationInstrument, "get_EventRegister",
+                                                      ":STAT:OPER:INST:EVEN?", "%d");
 
-constexpr PropertyDesc kQuesInstCondition =
-    Reading(kQuestionableInstrument, "get_ConditionRegister", ":STAT:QUES:INST:COND?", "%d");
-constexpr PropertyDesc kQuesInstEnable =
-    Enable(kQuestionableInstrument, ":STAT:QUES:INST:ENAB %d", ":STAT:QUES:INST:ENAB?", "%d",
-           keys::StatusQuestionableInstrumentEnableRegister);
-constexpr PropertyDesc kQuesInstEvent =
-    Reading(kQuestionableInstrument, "get_EventRegister", ":STAT:QUES:INST:EVEN?", "%d");
+constexpr auto kQuesInstCondition = Reading<std::int32_t>(
+    kQuestionableInstrument, "get_ConditionRegister", ":STAT:QUES:INST:COND?", "%d");
+constexpr auto kQuesInstEnable = Enable<std::int32_t>(
+    kQuestionableInstrument, "IVelmoraQdxStatusQuestionableInstrument.EnableRegister",
+    ":STAT:QUES:INST:ENAB %d", ":STAT:QUES:INST:ENAB?", "%d");
+constexpr auto kQuesInstEvent = Reading<std::int32_t>(
+    kQuestionableInstrument, "get_EventRegister", ":STAT:QUES:INST:EVEN?", "%d");
 
-constexpr PropertyDesc kEsrEvent = Reading(kStandardEvent, "get_EventRegister", "*ESR?", "%bd");
-constexpr PropertyDesc kEsrEnable =
-    Enable(kStandardEvent, "*ESE %bd", "*ESE?", "%bd", keys::StatusStandardEventEnableRegister);
+constexpr auto kEsrEvent =
+    Reading<std::uint8_t>(kStandardEvent, "get_EventRegister", "*ESR?", "%bd");
+constexpr auto kEsrEnable =
+    Enable<std::uint8_t>(kStandardEvent, "IVelmoraQdxStatusStandardEvent.EnableRegister",
+                         "*ESE %bd", "*ESE?", "%bd");
 
-constexpr PropertyDesc kStbCondition =
-    Reading(kStatusByte, "get_ConditionRegister", "*STB?", "%bd");
-constexpr PropertyDesc kStbEnable =
-    Enable(kStatusByte, "*SRE %bd", "*SRE?", "%bd", keys::StatusStatusByteEnableRegister);
+constexpr auto kStbCondition =
+    Reading<std::uint8_t>(kStatusByte, "get_ConditionRegister", "*STB?", "%bd");
+constexpr auto kStbEnable =
+    Enable<std::uint8_t>(kStatusByte, "IVelmoraQdxStatusStatusByte.EnableRegister", "*SRE %bd",
+                         "*SRE?", "%bd");
 
 AccessTarget RootOf(CVelmoraQdx& driver) { return AccessTarget{driver, driver, kNoChannel}; }
 

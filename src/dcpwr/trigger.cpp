@@ -1,14 +1,14 @@
 #include "dcpwr/trigger.h"
 
-#include "attributes/cache_keys.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/accessor.h"
+#include "dcpwr/output_properties.h"
 
 namespace veqdx::dcpwr {
 
 void InvalidateProgrammedLevels(const attr::CNode& node) {
-  for (const attr::CacheKey* key : {&attr::keys::VoltageLevel, &attr::keys::CurrentLimit}) {
-    if (attr::CCacheEntryBase* entry = node.FindCacheEntry(*key)) entry->Invalidate();
+  for (const dcpwr::PropertyInfo* level : {&props::kVoltageLevel, &props::kCurrentLimit}) {
+    if (attr::CCacheEntryBase* entry = node.FindCacheEntry(level->key)) entry->Invalidate();
   }
   node.ForEachChild([](attr::CNode& child) { InvalidateProgrammedLevels(child); });
 }
