@@ -77,16 +77,21 @@ constexpr auto kStbEnable =
     Enable<std::uint8_t>(kStatusByte, "IVelmoraQdxStatusStatusByte.EnableRegister", "*SRE %bd",
                          "*SRE?", "%bd");
 
-AccessTarget RootOf(CVelmoraQdx& driver) { return AccessTarget{driver, driver, kNoChannel}; }
+// The driver-wide target; `lease` keeps the driver alive and must outlive the target (a
+// temporary in the same full expression does).
+AccessTarget RootOf(const std::shared_ptr<CVelmoraQdx>& lease) {
+  return AccessTarget{*lease, *lease, kNoChannel};
+}
 
 // Hands out a group object owned by the facet. No instrument is involved, so an
 // uninitialized session may navigate the tree; only the pointer is checked.
 template <class I>
-HRESULT HandOut(CVelmoraQdx& driver, const char* interfaceName, const char* member, I** val,
+HRESULT HandOut(const CDriverRef& ref, const char* interfaceName, const char* member, I** val,
                 I* group) {
-  std::lock_guard<std::recursive_mutex> lock(driver.Mutex());
+  const std::shared_ptr<CVelmoraQdx> driver = ref.Lease();
+  std::lock_guard<std::recursive_mutex> lock(driver->Mutex());
   CCallContextGuard context(interfaceName, member);
-  if (val == nullptr) return driver.Reporter().ReportNullPointer(member, "val");
+  if (val == nullptr) return driver->Reporter().ReportNullPointer(member, "val");
   *val = group;
   return S_OK;
 }
@@ -95,30 +100,30 @@ HRESULT HandOut(CVelmoraQdx& driver, const char* interfaceName, const char* memb
 
 // ---- IVelmoraQdxStatusOperationInstrument ----
 HRESULT COperationInstrumentStatus::get_ConditionRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kOperInstCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperInstCondition, val);
 }
 HRESULT COperationInstrumentStatus::get_EnableRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kOperInstEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperInstEnable, val);
 }
 HRESULT COperationInstrumentStatus::put_EnableRegister(std::int32_t val) {
-  return PutProperty(RootOf(driver_), kOperInstEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kOperInstEnable, val);
 }
 HRESULT COperationInstrumentStatus::get_EventRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kOperInstEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperInstEvent, val);
 }
 
 // ---- IVelmoraQdxStatusQuestionableInstrument ----
 HRESULT CQuestionableInstrumentStatus::get_ConditionRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kQuesInstCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesInstCondition, val);
 }
 HRESULT CQuestionableInstrumentStatus::get_EnableRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kQuesInstEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesInstEnable, val);
 }
 HRESULT CQuestionableInstrumentStatus::put_EnableRegister(std::int32_t val) {
-  return PutProperty(RootOf(driver_), kQuesInstEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kQuesInstEnable, val);
 }
 HRESULT CQuestionableInstrumentStatus::get_EventRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kQuesInstEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesInstEvent, val);
 }
 
 // ---- IVelmoraQdxStatusOperation ----
@@ -127,16 +132,16 @@ HRESULT COperationStatus::get_Instrument(IVelmoraQdxStatusOperationInstrument** 
                                                        val, &instrument_);
 }
 HRESULT COperationStatus::get_ConditionRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kOperCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperCondition, val);
 }
 HRESULT COperationStatus::get_EnableRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kOperEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperEnable, val);
 }
 HRESULT COperationStatus::put_EnableRegister(std::int16_t val) {
-  return PutProperty(RootOf(driver_), kOperEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kOperEnable, val);
 }
 HRESULT COperationStatus::get_EventRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kOperEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperEvent, val);
 }
 
 // ---- IVelmoraQdxStatusQuestionable ----
@@ -145,49 +150,50 @@ HRESULT CQuestionableStatus::get_Instrument(IVelmoraQdxStatusQuestionableInstrum
                                                           "get_Instrument", val, &instrument_);
 }
 HRESULT CQuestionableStatus::get_ConditionRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kQuesCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesCondition, val);
 }
 HRESULT CQuestionableStatus::get_EnableRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kQuesEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesEnable, val);
 }
 HRESULT CQuestionableStatus::put_EnableRegister(std::int16_t val) {
-  return PutProperty(RootOf(driver_), kQuesEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kQuesEnable, val);
 }
 HRESULT CQuestionableStatus::get_EventRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kQuesEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesEvent, val);
 }
 
 // ---- IVelmoraQdxStatusStandardEvent ----
 HRESULT CStandardEventStatus::get_EventRegister(std::uint8_t* val) {
-  return GetProperty(RootOf(driver_), kEsrEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kEsrEvent, val);
 }
 HRESULT CStandardEventStatus::get_EnableRegister(std::uint8_t* val) {
-  return GetProperty(RootOf(driver_), kEsrEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kEsrEnable, val);
 }
 HRESULT CStandardEventStatus::put_EnableRegister(std::uint8_t val) {
-  return PutProperty(RootOf(driver_), kEsrEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kEsrEnable, val);
 }
 
 // ---- IVelmoraQdxStatusStatusByte ----
 HRESULT CStatusByteStatus::get_ConditionRegister(std::uint8_t* val) {
-  return GetProperty(RootOf(driver_), kStbCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kStbCondition, val);
 }
 HRESULT CStatusByteStatus::get_EnableRegister(std::uint8_t* val) {
-  return GetProperty(RootOf(driver_), kStbEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kStbEnable, val);
 }
 HRESULT CStatusByteStatus::put_EnableRegister(std::uint8_t val) {
-  return PutProperty(RootOf(driver_), kStbEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kStbEnable, val);
 }
 
 // ---- IVelmoraQdxStatus ----
 HRESULT CStatus::Clear() {
-  const AccessTarget root = RootOf(driver_);
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  const AccessTarget root = RootOf(driver);
   return RunMember(root, kInterface, "Clear", [&]() -> HRESULT {
-    if (driver_.Simulate()) return S_OK;
+    if (driver->Simulate()) return S_OK;
     // Clearing the status is also how a session whose replies fell out of step recovers.
     {
-      auto io = driver_.LockIo();
-      const HRESULT hr = driver_.Io().Resynchronize();
+      auto io = driver->LockIo();
+      const HRESULT hr = driver->Io().Resynchronize();
       if (Failed(hr)) return hr;
     }
     return SendCommand(root, false, "*CLS");
@@ -196,9 +202,10 @@ HRESULT CStatus::Clear() {
 HRESULT CStatus::Preset() { return Send("Preset", ":STAT:PRES"); }
 
 HRESULT CStatus::Send(const char* member, const char* command) {
-  const AccessTarget root = RootOf(driver_);
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  const AccessTarget root = RootOf(driver);
   return RunMember(root, kInterface, member, [&]() -> HRESULT {
-    if (driver_.Simulate()) return S_OK;
+    if (driver->Simulate()) return S_OK;
     return SendCommand(root, false, command);
   });
 }

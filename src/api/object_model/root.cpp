@@ -116,29 +116,29 @@ void* VelmoraQdx::Query(std::string_view iid) noexcept {
        [](VelmoraQdx& r) -> void* { return static_cast<IVelmoraQdxStatus*>(&r.status_); }},
       {IVelmoraQdxStatusOperation::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusOperation*>(&r.operation_);
+         return static_cast<IVelmoraQdxStatusOperation*>(&r.status_.Operation());
        }},
       {IVelmoraQdxStatusQuestionable::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusQuestionable*>(&r.questionable_);
+         return static_cast<IVelmoraQdxStatusQuestionable*>(&r.status_.Questionable());
        }},
       {IVelmoraQdxStatusStandardEvent::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusStandardEvent*>(&r.standardEvent_);
+         return static_cast<IVelmoraQdxStatusStandardEvent*>(&r.status_.StandardEvent());
        }},
       {IVelmoraQdxStatusStatusByte::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusStatusByte*>(&r.statusByte_);
+         return static_cast<IVelmoraQdxStatusStatusByte*>(&r.status_.StatusByte());
        }},
       {IVelmoraQdxGlobal::kIid,
        [](VelmoraQdx& r) -> void* { return static_cast<IVelmoraQdxGlobal*>(&r.global_); }},
       {IVelmoraQdxStatusOperationInstrument::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusOperationInstrument*>(&r.operationInstrument_);
+         return static_cast<IVelmoraQdxStatusOperationInstrument*>(&r.status_.Operation().Instrument());
        }},
       {IVelmoraQdxStatusQuestionableInstrument::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusQuestionableInstrument*>(&r.questionableInstrument_);
+         return static_cast<IVelmoraQdxStatusQuestionableInstrument*>(&r.status_.Questionable().Instrument());
        }},
   };
   for (const Entry& entry : kInterfaces)
