@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "dcpwr/output_ivi.h"
 
 namespace veqdx::dcpwr {
 namespace {
@@ -20,8 +19,7 @@ VelmoraQdxOutput::VelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName
                                    std::int32_t channel)
     : attr::CRepCap("Output", physicalName, ChannelOfName(physicalName, channel)),
       driver_(driver),
-      channel_(ChannelOfName(physicalName, channel)),
-      ivi_(std::make_unique<CIviDCPwrOutput>(*this)) {
+      channel_(ChannelOfName(physicalName, channel)) {
   if (const std::optional<OutputRecord> rating = driver.Rating(channel_)) {
     maxVoltage_ = kRatingMargin * rating->maxVoltage;
     maxCurrent_ = kRatingMargin * rating->maxCurrent;
@@ -85,8 +83,12 @@ HRESULT VelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEn
   return ConfigureCurrentLimitAs(kInterface, limit);
 }
 
-HRESULT VelmoraQdxOutput::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
-  return ConfigureOVPAs(kInterface, limit);
+VelmoraQdxOutput& CVelmoraQdxOutputForms::Output() noexcept {
+  return static_cast<VelmoraQdxOutput&>(*this);
+}
+
+HRESULT CVelmoraQdxOutputForms::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
+  return Output().ConfigureOVPAs(VelmoraQdxOutput::kInterface, limit);
 }
 
 HRESULT VelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit) {

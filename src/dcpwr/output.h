@@ -1,27 +1,26 @@
 // VelmoraQdxOutput: one output of the supply, an instance of the "Output" repeated capability.
-// It implements IVelmoraQdxOutput, IVelmoraQdxOutputExternalControl and IVelmoraQdxOutputStatus
-// itself. The two per-output status groups have members of one signature, so the output
+// It implements IVelmoraQdxOutput, IVelmoraQdxOutputExternalControl, IVelmoraQdxOutputStatus
+// and the class-compliant IIviDCPwrOutput (output_ivi.h) itself. The two per-output status groups have members of one signature, so the output
 // carries them as get_OperationConditionRegister / get_QuestionableConditionRegister, ... and
 // hands out small forwarding objects for the two interfaces (StatusOperation(),
-// StatusQuestionable()); the class-compliant IIviDCPwrOutput view is IviDCPwr() (output_ivi.h).
+// StatusQuestionable()).
 //
 // Every member runs the accessor sequence (accessor.h) on this node and, for per-output
 // commands, selects this output's channel first.
 #pragma once
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "attributes/node.h"
 #include "base/hresult.h"
 #include "dcpwr/accessor.h"
+#include "dcpwr/output_ivi.h"
 #include "dcpwr/output_properties.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx::dcpwr {
 
-class CIviDCPwrOutput;
 class VelmoraQdxOutput;
 
 // IVelmoraQdxOutputStatusOperation / ...Questionable of one output, forwarding to it.
@@ -49,11 +48,30 @@ class COutputStatusQuestionable final : public IVelmoraQdxOutputStatusQuestionab
   VelmoraQdxOutput& output_;
 };
 
-class VelmoraQdxOutput : public attr::CRepCap,
-                         public IVelmoraQdxOutput,
-                         public IVelmoraQdxOutputExternalControl,
-                         public IVelmoraQdxOutputStatus {
+// The instrument forms of the three IVelmoraQdxOutput members whose signature IIviDCPwrOutput
+// shares (see output_ivi.h).
+class CVelmoraQdxOutputForms : public IVelmoraQdxOutput {
  public:
+  // Enabled is accepted and otherwise ignored; the limit goes through put_OVPLimit.
+  HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit) final;
+  HRESULT get_TriggeredCurrentLimit(double* val) final;
+  HRESULT put_TriggeredCurrentLimit(double val) final;
+
+ private:
+  VelmoraQdxOutput& Output() noexcept;
+};
+
+class VelmoraQdxOutput : public attr::CRepCap,
+                         public CVelmoraQdxOutputForms,
+                         public IVelmoraQdxOutputExternalControl,
+                         public IVelmoraQdxOutputStatus,
+                         public CIviDCPwrOutput {
+ public:
+  // Called on the output itself, these three are the instrument's forms.
+  using CVelmoraQdxOutputForms::ConfigureOVP;
+  using CVelmoraQdxOutputForms::get_TriggeredCurrentLimit;
+  using CVelmoraQdxOutputForms::put_TriggeredCurrentLimit;
+
   static constexpr const char* kInterface = props::kOutputInterface;
   static constexpr const char* kExternalControlInterface = props::kExternalControlInterface;
   static constexpr const char* kStatusOperationInterface = "IVelmoraQdxOutputStatusOperation";
@@ -73,8 +91,8 @@ class VelmoraQdxOutput : public attr::CRepCap,
   double MaximumVoltage() const noexcept { return maxVoltage_; }
   double MaximumCurrent() const noexcept { return maxCurrent_; }
 
-  // The class-compliant IIviDCPwrOutput view of this output.
-  CIviDCPwrOutput& IviDCPwr() noexcept { return *ivi_; }
+  // The class-compliant IIviDCPwrOutput view of this output: the output itself.
+  CIviDCPwrOutput& IviDCPwr() noexcept { return *this; }
   IVelmoraQdxOutputStatusOperation& StatusOperation() noexcept { return statusOperation_; }
   IVelmoraQdxOutputStatusQuestionable& StatusQuestionable() noexcept { return statusQuestionable_; }
 
@@ -87,8 +105,6 @@ class VelmoraQdxOutput : public attr::CRepCap,
   // ---------------- IVelmoraQdxOutput: methods ----------------
   // Behavior is accepted and otherwise ignored; the limit goes through put_CurrentLimit.
   HRESULT ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior, double limit) override;
-  // Enabled is accepted and otherwise ignored; the limit goes through put_OVPLimit.
-  HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit) override;
   HRESULT Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) override;
   // The argument is not sent: the instrument answers its own maximum.
   HRESULT QueryCurrentLimitMax(double voltageLevel, double* val) override;
@@ -99,8 +115,6 @@ class VelmoraQdxOutput : public attr::CRepCap,
   // ---------------- IVelmoraQdxOutput: properties ----------------
   HRESULT get_Enabled(VARIANT_BOOL* val) override;
   HRESULT put_Enabled(VARIANT_BOOL val) override;
-  HRESULT get_TriggeredCurrentLimit(double* val) override;
-  HRESULT put_TriggeredCurrentLimit(double val) override;
   HRESULT get_TriggeredVoltageLevel(double* val) override;
   HRESULT put_TriggeredVoltageLevel(double val) override;
   HRESULT get_VoltageLevel(double* val) override;
@@ -178,6 +192,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
 
  private:
   friend class CIviDCPwrOutput;
+  friend class CVelmoraQdxOutputForms;
 
   HRESULT ReportInvalidLevel(double value, const char* method, const char* parameter) const;
   // Shared by both ConfigureOVP / ConfigureCurrentLimit flavours (the instrument's interface
@@ -199,7 +214,6 @@ class VelmoraQdxOutput : public attr::CRepCap,
   std::int32_t channel_;
   double maxVoltage_ = 0;
   double maxCurrent_ = 0;
-  std::unique_ptr<CIviDCPwrOutput> ivi_;
   std::array<attr::CCacheEntryBase*, props::kOutputSlotCount> entrySlots_{};
   COutputStatusOperation statusOperation_{*this};
   COutputStatusQuestionable statusQuestionable_{*this};

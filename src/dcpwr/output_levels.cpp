@@ -49,11 +49,11 @@ HRESULT VelmoraQdxOutput::put_TriggeredVoltageLevel(double val) {
   return PutProperty(Target(), kTriggeredVoltageLevel, val);
 }
 
-HRESULT VelmoraQdxOutput::get_TriggeredCurrentLimit(double* val) {
-  return GetProperty(Target(), kTriggeredCurrentLimit, val);
+HRESULT CVelmoraQdxOutputForms::get_TriggeredCurrentLimit(double* val) {
+  return GetProperty(Output().Target(), kTriggeredCurrentLimit, val);
 }
-HRESULT VelmoraQdxOutput::put_TriggeredCurrentLimit(double val) {
-  return PutProperty(Target(), kTriggeredCurrentLimit, val);
+HRESULT CVelmoraQdxOutputForms::put_TriggeredCurrentLimit(double val) {
+  return PutProperty(Output().Target(), kTriggeredCurrentLimit, val);
 }
 
 }  // namespace veqdx::dcpwr
