@@ -40,137 +40,71 @@ enum OutputSlot : std::int8_t {
   kOutputSlotCount
 };
 
+// Every text of a property follows from its interface, name and command: getter "get_<Name>",
+// setter "put_<Name>", cache key "<Interface>.<Name>", write "<command> <value format>", query
+// "<command>?". Further fields (dependent, configureFormat) may follow.
+//
+// A level or limit: a double written with "%0.15lg", cached.
+#define VEQDX_LEVEL(Interface, Name, command, readFormat_, ...)                                \
+  inline constexpr Property<double> k##Name {                                                  \
+    {.interfaceName = #Interface, .getName = "get_" #Name, .putName = "put_" #Name,            \
+     .writeFormat = command " %0.15lg", .queryCommand = command "?", .readFormat = readFormat_, \
+     .key = attr::CacheKey{#Interface "." #Name}, .cache = CacheKind::Cached,                  \
+     .slot = kSlot##Name __VA_OPT__(, ) __VA_ARGS__}                                           \
+  }
+// A setting sent and read as the keyword of its type's converter ("%{Type}s"); the entry only
+// keeps what was written while simulating.
+#define VEQDX_KEYWORD(Type, Interface, Name, command)                                           \
+  inline constexpr Property<Type> k##Name {                                                    \
+    {.interfaceName = #Interface, .getName = "get_" #Name, .putName = "put_" #Name,            \
+     .writeFormat = command " %{" #Type "}s", .queryCommand = command "?",                     \
+     .readFormat = "%{" #Type "}s", .key = attr::CacheKey{#Interface "." #Name},               \
+     .cache = CacheKind::SimulationOnly, .slot = kSlot##Name}                                  \
+  }
+
 // ---- IVelmoraQdxOutput: output on/off, levels, limits and the triggered levels ----
 // The two main levels read with "%lg"; every other numeric getter uses "%@3lg".
-inline constexpr Property<VARIANT_BOOL> kEnabled{
-    {.interfaceName = kOutputInterface, .getName = "get_Enabled", .putName = "put_Enabled",
-     .writeFormat = ":OUTP %{VARIANT_BOOL}s", .queryCommand = ":OUTP?",
-     .readFormat = "%{VARIANT_BOOL}s", .key = attr::CacheKey{"IVelmoraQdxOutput.Enabled"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotEnabled}};
-inline constexpr Property<double> kTriggeredVoltageLevel{
-    {.interfaceName = kOutputInterface, .getName = "get_TriggeredVoltageLevel",
-     .putName = "put_TriggeredVoltageLevel", .writeFormat = ":VOLT:TRIG %0.15lg",
-     .queryCommand = ":VOLT:TRIG?", .readFormat = "%@3lg",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.TriggeredVoltageLevel"},
-     .cache = CacheKind::Cached, .slot = kSlotTriggeredVoltageLevel}};
-inline constexpr Property<double> kTriggeredCurrentLimit{
-    {.interfaceName = kOutputInterface, .getName = "get_TriggeredCurrentLimit",
-     .putName = "put_TriggeredCurrentLimit", .writeFormat = ":CURR:TRIG %0.15lg",
-     .queryCommand = ":CURR:TRIG?", .readFormat = "%@3lg",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.TriggeredCurrentLimit"},
-     .cache = CacheKind::Cached, .slot = kSlotTriggeredCurrentLimit}};
-inline constexpr Property<double> kVoltageLevel{
-    {.interfaceName = kOutputInterface, .getName = "get_VoltageLevel",
-     .putName = "put_VoltageLevel", .writeFormat = ":VOLT %0.15lg", .queryCommand = ":VOLT?",
-     .readFormat = "%lg", .key = attr::CacheKey{"IVelmoraQdxOutput.VoltageLevel"},
-     .cache = CacheKind::Cached, .dependent = &kTriggeredVoltageLevel.key,
-     .slot = kSlotVoltageLevel}};
-inline constexpr Property<double> kCurrentLimit{
-    {.interfaceName = kOutputInterface, .getName = "get_CurrentLimit",
-     .putName = "put_CurrentLimit", .writeFormat = ":CURR %0.15lg", .queryCommand = ":CURR?",
-     .readFormat = "%lg", .key = attr::CacheKey{"IVelmoraQdxOutput.CurrentLimit"},
-     .cache = CacheKind::Cached, .dependent = &kTriggeredCurrentLimit.key,
-     .slot = kSlotCurrentLimit, .configureFormat = ":CURR %0@3.15lg"}};
-inline constexpr Property<VelmoraQdxCurrentLimitBehaviorEnum> kCurrentLimitBehavior{
-    {.interfaceName = kOutputInterface, .getName = "get_CurrentLimitBehavior",
-     .putName = "put_CurrentLimitBehavior",
-     .writeFormat = ":CURR:PROT:STAT %{VelmoraQdxCurrentLimitBehaviorEnum}s",
-     .queryCommand = ":CURR:PROT:STAT?", .readFormat = "%{VelmoraQdxCurrentLimitBehaviorEnum}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.CurrentLimitBehavior"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotCurrentLimitBehavior}};
-inline constexpr Property<double> kOVPLimit{
-    {.interfaceName = kOutputInterface, .getName = "get_OVPLimit", .putName = "put_OVPLimit",
-     .writeFormat = ":VOLT:PROT %0.15lg", .queryCommand = ":VOLT:PROT?", .readFormat = "%@3lg",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.OVPLimit"}, .cache = CacheKind::Cached,
-     .slot = kSlotOVPLimit, .configureFormat = ":VOLT:PROT %0@3.15lg"}};
+VEQDX_KEYWORD(VARIANT_BOOL, IVelmoraQdxOutput, Enabled, ":OUTP");
+VEQDX_LEVEL(IVelmoraQdxOutput, TriggeredVoltageLevel, ":VOLT:TRIG", "%@3lg");
+VEQDX_LEVEL(IVelmoraQdxOutput, TriggeredCurrentLimit, ":CURR:TRIG", "%@3lg");
+VEQDX_LEVEL(IVelmoraQdxOutput, VoltageLevel, ":VOLT", "%lg",
+            .dependent = &kTriggeredVoltageLevel.key);
+VEQDX_LEVEL(IVelmoraQdxOutput, CurrentLimit, ":CURR", "%lg",
+            .dependent = &kTriggeredCurrentLimit.key, .configureFormat = ":CURR %0@3.15lg");
+VEQDX_KEYWORD(VelmoraQdxCurrentLimitBehaviorEnum, IVelmoraQdxOutput, CurrentLimitBehavior,
+              ":CURR:PROT:STAT");
+VEQDX_LEVEL(IVelmoraQdxOutput, OVPLimit, ":VOLT:PROT", "%@3lg",
+            .configureFormat = ":VOLT:PROT %0@3.15lg");
 
 // ---- IVelmoraQdxOutput: protection limits, power-on and configuration-menu settings ----
-inline constexpr Property<double> kUVL{
-    {.interfaceName = kOutputInterface, .getName = "get_UVL", .putName = "put_UVL",
-     .writeFormat = ":VOLT:LIM:LOW %0.15lg", .queryCommand = ":VOLT:LIM:LOW?",
-     .readFormat = "%@3lg", .key = attr::CacheKey{"IVelmoraQdxOutput.UVL"},
-     .cache = CacheKind::Cached, .slot = kSlotUVL}};
-inline constexpr Property<double> kOCPLimit{
-    {.interfaceName = kOutputInterface, .getName = "get_OCPLimit", .putName = "put_OCPLimit",
-     .writeFormat = ":CURR:PROT %0.15lg", .queryCommand = ":CURR:PROT?", .readFormat = "%@3lg",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.OCPLimit"}, .cache = CacheKind::Cached,
-     .slot = kSlotOCPLimit}};
-inline constexpr Property<VelmoraQdxPONStateEnum> kPONState{
-    {.interfaceName = kOutputInterface, .getName = "get_PONState", .putName = "put_PONState",
-     .writeFormat = ":OUTP:PON %{VelmoraQdxPONStateEnum}s", .queryCommand = ":OUTP:PON?",
-     .readFormat = "%{VelmoraQdxPONStateEnum}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.PONState"}, .cache = CacheKind::SimulationOnly,
-     .slot = kSlotPONState}};
-inline constexpr Property<VelmoraQdxProtectionRecoveryEnum> kProtectionRecovery{
-    {.interfaceName = kOutputInterface, .getName = "get_ProtectionRecovery",
-     .putName = "put_ProtectionRecovery",
-     .writeFormat = ":SYST:CONF:PROT:REC %{VelmoraQdxProtectionRecoveryEnum}s",
-     .queryCommand = ":SYST:CONF:PROT:REC?", .readFormat = "%{VelmoraQdxProtectionRecoveryEnum}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.ProtectionRecovery"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotProtectionRecovery}};
-inline constexpr Property<VelmoraQdxOperationModeEnum> kOperationPriority{
-    {.interfaceName = kOutputInterface, .getName = "get_OperationPriority",
-     .putName = "put_OperationPriority",
-     .writeFormat = ":SYST:CONF:STAR:PRI %{VelmoraQdxOperationModeEnum}s",
-     .queryCommand = ":SYST:CONF:STAR:PRI?", .readFormat = "%{VelmoraQdxOperationModeEnum}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.OperationPriority"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotOperationPriority}};
-inline constexpr Property<VARIANT_BOOL> kBleederEnabled{
-    {.interfaceName = kOutputInterface, .getName = "get_BleederEnabled",
-     .putName = "put_BleederEnabled", .writeFormat = ":SYST:CONF:BLE %{VARIANT_BOOL}s",
-     .queryCommand = ":SYST:CONF:BLE?", .readFormat = "%{VARIANT_BOOL}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.BleederEnabled"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotBleederEnabled}};
-inline constexpr Property<VelmoraQdxExternalRangeEnum> kExternalMonitorRange{
-    {.interfaceName = kOutputInterface, .getName = "get_ExternalMonitorRange",
-     .putName = "put_ExternalMonitorRange",
-     .writeFormat = ":SYST:CONF:MON:RANG %{VelmoraQdxExternalRangeEnum}s",
-     .queryCommand = ":SYST:CONF:MON:RANG?", .readFormat = "%{VelmoraQdxExternalRangeEnum}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.ExternalMonitorRange"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotExternalMonitorRange}};
+VEQDX_LEVEL(IVelmoraQdxOutput, UVL, ":VOLT:LIM:LOW", "%@3lg");
+VEQDX_LEVEL(IVelmoraQdxOutput, OCPLimit, ":CURR:PROT", "%@3lg");
+VEQDX_KEYWORD(VelmoraQdxPONStateEnum, IVelmoraQdxOutput, PONState, ":OUTP:PON");
+VEQDX_KEYWORD(VelmoraQdxProtectionRecoveryEnum, IVelmoraQdxOutput, ProtectionRecovery,
+              ":SYST:CONF:PROT:REC");
+VEQDX_KEYWORD(VelmoraQdxOperationModeEnum, IVelmoraQdxOutput, OperationPriority,
+              ":SYST:CONF:STAR:PRI");
+VEQDX_KEYWORD(VARIANT_BOOL, IVelmoraQdxOutput, BleederEnabled, ":SYST:CONF:BLE");
+VEQDX_KEYWORD(VelmoraQdxExternalRangeEnum, IVelmoraQdxOutput, ExternalMonitorRange,
+              ":SYST:CONF:MON:RANG");
 // The trigger source commands have no leading colon on this instrument.
-inline constexpr Property<VelmoraQdxTriggerSourceEnum> kTriggerSource{
-    {.interfaceName = kOutputInterface, .getName = "get_TriggerSource",
-     .putName = "put_TriggerSource", .writeFormat = "TRIG:TRAN:SOUR %{VelmoraQdxTriggerSourceEnum}s",
-     .queryCommand = "TRIG:TRAN:SOUR?", .readFormat = "%{VelmoraQdxTriggerSourceEnum}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutput.TriggerSource"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotTriggerSource}};
+VEQDX_KEYWORD(VelmoraQdxTriggerSourceEnum, IVelmoraQdxOutput, TriggerSource, "TRIG:TRAN:SOUR");
 
 // ---- IVelmoraQdxOutputExternalControl: the analog (external) control settings ----
-inline constexpr Property<VARIANT_BOOL> kOutputControlEnabled{
-    {.interfaceName = kExternalControlInterface, .getName = "get_OutputControlEnabled",
-     .putName = "put_OutputControlEnabled", .writeFormat = ":OUTP:EXT %{VARIANT_BOOL}s",
-     .queryCommand = ":OUTP:EXT?", .readFormat = "%{VARIANT_BOOL}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutputExternalControl.OutputControlEnabled"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotOutputControlEnabled}};
-inline constexpr Property<VelmoraQdxExternalLogicEnum> kOutputControlLogic{
-    {.interfaceName = kExternalControlInterface, .getName = "get_OutputControlLogic",
-     .putName = "put_OutputControlLogic",
-     .writeFormat = ":OUTP:EXT:LOG %{VelmoraQdxExternalLogicEnum}s",
-     .queryCommand = ":OUTP:EXT:LOG?", .readFormat = "%{VelmoraQdxExternalLogicEnum}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutputExternalControl.OutputControlLogic"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotOutputControlLogic}};
+VEQDX_KEYWORD(VARIANT_BOOL, IVelmoraQdxOutputExternalControl, OutputControlEnabled, ":OUTP:EXT");
+VEQDX_KEYWORD(VelmoraQdxExternalLogicEnum, IVelmoraQdxOutputExternalControl, OutputControlLogic,
+              ":OUTP:EXT:LOG");
 // "Alanog" is the interface's own spelling and stays so.
-inline constexpr Property<VelmoraQdxExternalRangeEnum> kAlanogControlRange{
-    {.interfaceName = kExternalControlInterface, .getName = "get_AlanogControlRange",
-     .putName = "put_AlanogControlRange",
-     .writeFormat = ":VOLT:EXT:RANG %{VelmoraQdxExternalRangeEnum}s",
-     .queryCommand = ":VOLT:EXT:RANG?", .readFormat = "%{VelmoraQdxExternalRangeEnum}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutputExternalControl.AlanogControlRange"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotAlanogControlRange}};
+VEQDX_KEYWORD(VelmoraQdxExternalRangeEnum, IVelmoraQdxOutputExternalControl, AlanogControlRange,
+              ":VOLT:EXT:RANG");
 // The Boolean keywords of these two are "VOLT" (an external voltage controls) and "NONE".
-inline constexpr Property<VARIANT_BOOL> kCCControlEnabled{
-    {.interfaceName = kExternalControlInterface, .getName = "get_CCControlEnabled",
-     .putName = "put_CCControlEnabled", .writeFormat = ":CURR:EXT:SOUR %{VARIANT_BOOL}s",
-     .queryCommand = ":CURR:EXT:SOUR?", .readFormat = "%{VARIANT_BOOL}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutputExternalControl.CCControlEnabled"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotCCControlEnabled}};
-inline constexpr Property<VARIANT_BOOL> kCVControlEnabled{
-    {.interfaceName = kExternalControlInterface, .getName = "get_CVControlEnabled",
-     .putName = "put_CVControlEnabled", .writeFormat = ":VOLT:EXT:SOUR %{VARIANT_BOOL}s",
-     .queryCommand = ":VOLT:EXT:SOUR?", .readFormat = "%{VARIANT_BOOL}s",
-     .key = attr::CacheKey{"IVelmoraQdxOutputExternalControl.CVControlEnabled"},
-     .cache = CacheKind::SimulationOnly, .slot = kSlotCVControlEnabled}};
+VEQDX_KEYWORD(VARIANT_BOOL, IVelmoraQdxOutputExternalControl, CCControlEnabled,
+              ":CURR:EXT:SOUR");
+VEQDX_KEYWORD(VARIANT_BOOL, IVelmoraQdxOutputExternalControl, CVControlEnabled,
+              ":VOLT:EXT:SOUR");
+
+#undef VEQDX_LEVEL
+#undef VEQDX_KEYWORD
 
 // Every property of an output, in slot order.
 inline constexpr const PropertyInfo* kOutputProperties[] = {
