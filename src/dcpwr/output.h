@@ -1,9 +1,8 @@
 // VelmoraQdxOutput: one output of the supply, an instance of the "Output" repeated capability.
 // It implements IVelmoraQdxOutput, IVelmoraQdxOutputExternalControl, IVelmoraQdxOutputStatus
-// and the class-compliant IIviDCPwrOutput (output_ivi.h) itself. The two per-output status groups have members of one signature, so the output
-// carries them as get_OperationConditionRegister / get_QuestionableConditionRegister, ... and
-// hands out small forwarding objects for the two interfaces (StatusOperation(),
-// StatusQuestionable()).
+// and the class-compliant IIviDCPwrOutput (output_ivi.h) itself. The two per-output status
+// groups have members of one signature, so the output hands out a small object for each
+// (StatusOperation(), StatusQuestionable()).
 //
 // Every member runs the accessor sequence (accessor.h) on this node and, for per-output
 // commands, selects this output's channel first.
@@ -23,29 +22,36 @@ namespace veqdx::dcpwr {
 
 class VelmoraQdxOutput;
 
-// IVelmoraQdxOutputStatusOperation / ...Questionable of one output, forwarding to it.
-class COutputStatusOperation final : public IVelmoraQdxOutputStatusOperation {
- public:
-  explicit COutputStatusOperation(VelmoraQdxOutput& output) noexcept : output_(output) {}
-  HRESULT get_ConditionRegister(std::int16_t* val) override;
-  HRESULT get_EnableRegister(std::int16_t* val) override;
-  HRESULT put_EnableRegister(std::int16_t val) override;
-  HRESULT get_EventRegister(std::int16_t* val) override;
-
- private:
-  VelmoraQdxOutput& output_;
+// The queries of one of an output's two summary register groups (the channel fills "%d").
+struct SummaryGroup {
+  const char* interfaceName;
+  const char* conditionQuery;
+  const char* enableQuery;
+  const char* eventQuery;
 };
 
-class COutputStatusQuestionable final : public IVelmoraQdxOutputStatusQuestionable {
+inline constexpr SummaryGroup kOperationSummary{
+    "IVelmoraQdxOutputStatusOperation", ":STAT:OPER:INST:ISUM%d:COND?",
+    ":STAT:OPER:INST:ISUM%d:ENAB?", ":STAT:OPER:INST:ISUM%d:EVEN?"};
+inline constexpr SummaryGroup kQuestionableSummary{
+    "IVelmoraQdxOutputStatusQuestionable", ":STAT:QUES:INST:ISUM%d:COND?",
+    ":STAT:QUES:INST:ISUM%d:ENAB?", ":STAT:QUES:INST:ISUM%d:EVEN?"};
+
+// IVelmoraQdxOutputStatusOperation / ...Questionable of one output (output_status.cpp).
+template <class I>
+class COutputStatusGroup final : public I {
  public:
-  explicit COutputStatusQuestionable(VelmoraQdxOutput& output) noexcept : output_(output) {}
+  COutputStatusGroup(VelmoraQdxOutput& output, const SummaryGroup& group) noexcept
+      : output_(output), group_(group) {}
   HRESULT get_ConditionRegister(std::int16_t* val) override;
   HRESULT get_EnableRegister(std::int16_t* val) override;
+  // Both groups send the operation summary enable command (see output_status.cpp).
   HRESULT put_EnableRegister(std::int16_t val) override;
   HRESULT get_EventRegister(std::int16_t* val) override;
 
  private:
   VelmoraQdxOutput& output_;
+  const SummaryGroup& group_;
 };
 
 // The instrument forms of the three IVelmoraQdxOutput members whose signature IIviDCPwrOutput
@@ -74,8 +80,6 @@ class VelmoraQdxOutput : public attr::CRepCap,
 
   static constexpr const char* kInterface = props::kOutputInterface;
   static constexpr const char* kExternalControlInterface = props::kExternalControlInterface;
-  static constexpr const char* kStatusOperationInterface = "IVelmoraQdxOutputStatusOperation";
-  static constexpr const char* kStatusQuestionableInterface = "IVelmoraQdxOutputStatusQuestionable";
   // Levels and limits may exceed the rating by this factor.
   static constexpr double kRatingMargin = 1.05;
   // Tolerance of the level and limit range checks.
@@ -154,19 +158,6 @@ class VelmoraQdxOutput : public attr::CRepCap,
   HRESULT get_CVControlEnabled(VARIANT_BOOL* val) override;
   HRESULT put_CVControlEnabled(VARIANT_BOOL val) override;
 
-  // ---------------- IVelmoraQdxOutputStatusOperation ----------------
-  HRESULT get_OperationConditionRegister(std::int16_t* val);
-  HRESULT get_OperationEnableRegister(std::int16_t* val);
-  HRESULT put_OperationEnableRegister(std::int16_t val);
-  HRESULT get_OperationEventRegister(std::int16_t* val);
-
-  // ---------------- IVelmoraQdxOutputStatusQuestionable ----------------
-  HRESULT get_QuestionableConditionRegister(std::int16_t* val);
-  HRESULT get_QuestionableEnableRegister(std::int16_t* val);
-  // Sends the operation summary enable command, as the instrument interface always did.
-  HRESULT put_QuestionableEnableRegister(std::int16_t val);
-  HRESULT get_QuestionableEventRegister(std::int16_t* val);
-
   // ---------------- reset hooks ----------------
   // The instrument forgot its settings: so does this output's cache.
   void OnReset() override;
@@ -193,6 +184,8 @@ class VelmoraQdxOutput : public attr::CRepCap,
  private:
   friend class CIviDCPwrOutput;
   friend class CVelmoraQdxOutputForms;
+  template <class I>
+  friend class COutputStatusGroup;
 
   HRESULT ReportInvalidLevel(double value, const char* method, const char* parameter) const;
   // Shared by both ConfigureOVP / ConfigureCurrentLimit flavours (the instrument's interface
@@ -215,8 +208,9 @@ class VelmoraQdxOutput : public attr::CRepCap,
   double maxVoltage_ = 0;
   double maxCurrent_ = 0;
   std::array<attr::CCacheEntryBase*, props::kOutputSlotCount> entrySlots_{};
-  COutputStatusOperation statusOperation_{*this};
-  COutputStatusQuestionable statusQuestionable_{*this};
+  COutputStatusGroup<IVelmoraQdxOutputStatusOperation> statusOperation_{*this, kOperationSummary};
+  COutputStatusGroup<IVelmoraQdxOutputStatusQuestionable> statusQuestionable_{
+      *this, kQuestionableSummary};
 };
 
 }  // namespace veqdx::dcpwr

@@ -61,13 +61,13 @@ TEST_F(OutputOnDevice, SimulatedQueriesAnswerWithoutIo) {
   ASSERT_EQ(out.QueryState(VelmoraQdxOutputStateConstantVoltage, &in), S_OK);
   EXPECT_EQ(in, VARIANT_FALSE);
   std::int16_t reg = 5;
-  ASSERT_EQ(out.get_QuestionableEnableRegister(&reg), S_OK);
+  ASSERT_EQ(out.StatusQuestionable().get_EnableRegister(&reg), S_OK);
   EXPECT_EQ(reg, 0);
   EXPECT_EQ(out.ResetOutputProtection(), S_OK);
   EXPECT_EQ(driver.SelectedChannel(), 0);
   // The enable setter has no simulation shortcut: a simulated session has no device to take
   // the command, and says so.
-  EXPECT_EQ(out.put_OperationEnableRegister(1), kIoError);
+  EXPECT_EQ(out.StatusOperation().put_EnableRegister(1), kIoError);
 }
 
 }  // namespace
