@@ -26,44 +26,25 @@ constexpr Property<T> Enable(const char* interfaceName, const char* key, const c
            .readFormat = format, .key = attr::CacheKey{key}, .cache = CacheKind::SimulationOnly}};
 }
 
-constexpr const char* kOperation = "IVelmoraQdxStatusOperation";
-constexpr const char* kQuestionable = "IVelmoraQdxStatusQuestionable";
-constexpr const char* kOperationInstrument = "IVelmoraQdxStatusOperationInstrument";
-constexpr const char* kQuestionableInstrument = "IVelmoraQdxStatusQuestionableInstrument";
 constexpr const char* kStandardEvent = "IVelmoraQdxStatusStandardEvent";
 constexpr const char* kStatusByte = "IVelmoraQdxStatusStatusByte";
 
-constexpr auto kOperCondition =
-    Reading<std::int16_t>(kOperation, "get_ConditionRegister", ":STAT:OPER:COND?", "%hd");
-constexpr auto kOperEnable =
-    Enable<std::int16_t>(kOperation, "IVelmoraQdxStatusOperation.EnableRegister",
-                         ":STAT:OPER:ENAB %hd", ":STAT:OPER:ENAB?", "%hd");
-constexpr auto kOperEvent =
-    Reading<std::int16_t>(kOperation, "get_EventRegister", ":STAT:OPER:EVEN?", "%hd");
+// A SCPI register group: "<root>:COND?", "<root>:EVEN?" and the enable register
+// "<root>:ENAB <format>" / "<root>:ENAB?", all of width T.
+#define VEQDX_SCPI_GROUP(T, Interface, Short, root, format)                                    \
+  constexpr auto k##Short##Condition =                                                          \
+      Reading<T>(#Interface, "get_ConditionRegister", root ":COND?", format);                   \
+  constexpr auto k##Short##Enable = Enable<T>(#Interface, #Interface ".EnableRegister",         \
+                                              root ":ENAB " format, root ":ENAB?", format);     \
+  constexpr auto k##Short##Event = Reading<T>(#Interface, "get_EventRegister", root ":EVEN?", format)
 
-constexpr auto kQuesCondition =
-    Reading<std::int16_t>(kQuestionable, "get_ConditionRegister", ":STAT:QUES:COND?", "%hd");
-constexpr auto kQuesEnable =
-    Enable<std::int16_t>(kQuestionable, "IVelmoraQdxStatusQuestionable.EnableRegister",
-                         ":STAT:QUES:ENAB %hd", ":STAT:QUES:ENAB?", "%hd");
-constexpr auto kQuesEvent =
-    Reading<std::int16_t>(kQuestionable, "get_EventRegister", ":STAT:QUES:EVEN?", "%hd");
-
-constexpr auto kOperInstCondition = Reading<std::int32_t>(
-    kOperationInstrument, "get_ConditionRegister", ":STAT:OPER:INST:COND?", "%d");
-constexpr auto kOperInstEnable = Enable<std::int32_t>(
-    kOperationInstrument, "IVelmoraQdxStatusOperationInstrument.EnableRegister",
-    ":STAT:OPER:INST:ENAB %d", ":STAT:OPER:INST:ENAB?", "%d");
-constexpr auto kOperInstEvent = Reading<std::int32_t>(kOperationInstrument, "get_EventRegister",
-                                                      ":STAT:OPER:INST:EVEN?", "%d");
-
-constexpr auto kQuesInstCondition = Reading<std::int32_t>(
-    kQuestionableInstrument, "get_ConditionRegister", ":STAT:QUES:INST:COND?", "%d");
-constexpr auto kQuesInstEnable = Enable<std::int32_t>(
-    kQuestionableInstrument, "IVelmoraQdxStatusQuestionableInstrument.EnableRegister",
-    ":STAT:QUES:INST:ENAB %d", ":STAT:QUES:INST:ENAB?", "%d");
-constexpr auto kQuesInstEvent = Reading<std::int32_t>(
-    kQuestionableInstrument, "get_EventRegister", ":STAT:QUES:INST:EVEN?", "%d");
+VEQDX_SCPI_GROUP(std::int16_t, IVelmoraQdxStatusOperation, Oper, ":STAT:OPER", "%hd");
+VEQDX_SCPI_GROUP(std::int16_t, IVelmoraQdxStatusQuestionable, Ques, ":STAT:QUES", "%hd");
+VEQDX_SCPI_GROUP(std::int32_t, IVelmoraQdxStatusOperationInstrument, OperInst, ":STAT:OPER:INST",
+                 "%d");
+VEQDX_SCPI_GROUP(std::int32_t, IVelmoraQdxStatusQuestionableInstrument, QuesInst,
+                 ":STAT:QUES:INST", "%d");
+#undef VEQDX_SCPI_GROUP
 
 constexpr auto kEsrEvent =
     Reading<std::uint8_t>(kStandardEvent, "get_EventRegister", "*ESR?", "%bd");
@@ -128,8 +109,8 @@ HRESULT CQuestionableInstrumentStatus::get_EventRegister(std::int32_t* val) {
 
 // ---- IVelmoraQdxStatusOperation ----
 HRESULT COperationStatus::get_Instrument(IVelmoraQdxStatusOperationInstrument** val) {
-  return HandOut<IVelmoraQdxStatusOperationInstrument>(driver_, kOperation, "get_Instrument",
-                                                       val, &instrument_);
+  return HandOut<IVelmoraQdxStatusOperationInstrument>(driver_, kOperEnable.interfaceName,
+                                                       "get_Instrument", val, &instrument_);
 }
 HRESULT COperationStatus::get_ConditionRegister(std::int16_t* val) {
   return GetProperty(RootOf(driver_.Lease()), kOperCondition, val);
@@ -146,7 +127,7 @@ HRESULT COperationStatus::get_EventRegister(std::int16_t* val) {
 
 // ---- IVelmoraQdxStatusQuestionable ----
 HRESULT CQuestionableStatus::get_Instrument(IVelmoraQdxStatusQuestionableInstrument** val) {
-  return HandOut<IVelmoraQdxStatusQuestionableInstrument>(driver_, kQuestionable,
+  return HandOut<IVelmoraQdxStatusQuestionableInstrument>(driver_, kQuesEnable.interfaceName,
                                                           "get_Instrument", val, &instrument_);
 }
 HRESULT CQuestionableStatus::get_ConditionRegister(std::int16_t* val) {
