@@ -1,4 +1,4 @@
-// VelmoraQdxOutput: one output of the supply, an instance of the "Output" repeated capability.
+// CVelmoraQdxOutput: one output of the supply, an instance of the "Output" repeated capability.
 // It implements IVelmoraQdxOutput, IVelmoraQdxOutputExternalControl, IVelmoraQdxOutputStatus
 // and the class-compliant IIviDCPwrOutput (output_ivi.h) itself. The two per-output status
 // groups have members of one signature, so the output hands out a small object for each
@@ -20,7 +20,7 @@
 
 namespace veqdx::dcpwr {
 
-class VelmoraQdxOutput;
+class CVelmoraQdxOutput;
 
 // The queries of one of an output's two summary register groups (the channel fills "%d").
 struct SummaryGroup {
@@ -41,7 +41,7 @@ inline constexpr SummaryGroup kQuestionableSummary{
 template <class I>
 class COutputStatusGroup final : public I {
  public:
-  COutputStatusGroup(VelmoraQdxOutput& output, const SummaryGroup& group) noexcept
+  COutputStatusGroup(CVelmoraQdxOutput& output, const SummaryGroup& group) noexcept
       : output_(output), group_(group) {}
   HRESULT get_ConditionRegister(std::int16_t* val) override;
   HRESULT get_EnableRegister(std::int16_t* val) override;
@@ -50,7 +50,7 @@ class COutputStatusGroup final : public I {
   HRESULT get_EventRegister(std::int16_t* val) override;
 
  private:
-  VelmoraQdxOutput& output_;
+  CVelmoraQdxOutput& output_;
   const SummaryGroup& group_;
 };
 
@@ -64,10 +64,10 @@ class CVelmoraQdxOutputForms : public IVelmoraQdxOutput {
   HRESULT put_TriggeredCurrentLimit(double val) final;
 
  private:
-  VelmoraQdxOutput& Output() noexcept;
+  CVelmoraQdxOutput& Output() noexcept;
 };
 
-class VelmoraQdxOutput : public attr::CRepCap,
+class CVelmoraQdxOutput : public attr::CRepCap,
                          public CVelmoraQdxOutputForms,
                          public IVelmoraQdxOutputExternalControl,
                          public IVelmoraQdxOutputStatus,
@@ -88,8 +88,8 @@ class VelmoraQdxOutput : public attr::CRepCap,
   // `physicalName` is "Output<channel>"; the channel is parsed from it (falling back to
   // `channel` when the name does not have that form). The limits come from the driver's
   // ratings of that channel, which discovery has filled before the outputs are built.
-  VelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName, std::int32_t channel);
-  ~VelmoraQdxOutput() override;
+  CVelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName, std::int32_t channel);
+  ~CVelmoraQdxOutput() override;
 
   std::int32_t Channel() const noexcept { return channel_; }
   double MaximumVoltage() const noexcept { return maxVoltage_; }
@@ -195,7 +195,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
   HRESULT ConfigureOVPAs(const char* interfaceName, double limit);
   HRESULT ConfigureThroughSetter(const char* interfaceName, const char* method,
                                  const char* pendingFormat, double limit,
-                                 HRESULT (VelmoraQdxOutput::*setter)(double));
+                                 HRESULT (CVelmoraQdxOutput::*setter)(double));
   // The per-output register reads: 0 without I/O when simulating, no channel selection.
   HRESULT GetRegister(const char* interfaceName, const char* member, const char* query,
                       std::int16_t* val);

@@ -14,44 +14,44 @@ constexpr VelmoraQdxExternalRangeEnum kRanges[] = {VelmoraQdxExternalRangeLow,
 
 }  // namespace
 
-HRESULT VelmoraQdxOutput::get_OutputControlEnabled(VARIANT_BOOL* val) {
+HRESULT CVelmoraQdxOutput::get_OutputControlEnabled(VARIANT_BOOL* val) {
   return GetProperty(Target(), kOutputControlEnabled, val);
 }
-HRESULT VelmoraQdxOutput::put_OutputControlEnabled(VARIANT_BOOL val) {
+HRESULT CVelmoraQdxOutput::put_OutputControlEnabled(VARIANT_BOOL val) {
   return PutProperty(Target(), kOutputControlEnabled, val);
 }
 
-HRESULT VelmoraQdxOutput::get_OutputControlLogic(VelmoraQdxExternalLogicEnum* val) {
+HRESULT CVelmoraQdxOutput::get_OutputControlLogic(VelmoraQdxExternalLogicEnum* val) {
   return GetProperty(Target(), kOutputControlLogic, val);
 }
-HRESULT VelmoraQdxOutput::put_OutputControlLogic(VelmoraQdxExternalLogicEnum val) {
+HRESULT CVelmoraQdxOutput::put_OutputControlLogic(VelmoraQdxExternalLogicEnum val) {
   const AccessTarget t = Target();
   return PutProperty(t, kOutputControlLogic, val, [&](VelmoraQdxExternalLogicEnum v) {
     return CheckEnumIn(t, kOutputControlLogic.putName, v, kLogics);
   });
 }
 
-HRESULT VelmoraQdxOutput::get_AlanogControlRange(VelmoraQdxExternalRangeEnum* val) {
+HRESULT CVelmoraQdxOutput::get_AlanogControlRange(VelmoraQdxExternalRangeEnum* val) {
   return GetProperty(Target(), kAlanogControlRange, val);
 }
-HRESULT VelmoraQdxOutput::put_AlanogControlRange(VelmoraQdxExternalRangeEnum val) {
+HRESULT CVelmoraQdxOutput::put_AlanogControlRange(VelmoraQdxExternalRangeEnum val) {
   const AccessTarget t = Target();
   return PutProperty(t, kAlanogControlRange, val, [&](VelmoraQdxExternalRangeEnum v) {
     return CheckEnumIn(t, kAlanogControlRange.putName, v, kRanges);
   });
 }
 
-HRESULT VelmoraQdxOutput::get_CCControlEnabled(VARIANT_BOOL* val) {
+HRESULT CVelmoraQdxOutput::get_CCControlEnabled(VARIANT_BOOL* val) {
   return GetProperty(Target(), kCCControlEnabled, val);
 }
-HRESULT VelmoraQdxOutput::put_CCControlEnabled(VARIANT_BOOL val) {
+HRESULT CVelmoraQdxOutput::put_CCControlEnabled(VARIANT_BOOL val) {
   return PutProperty(Target(), kCCControlEnabled, val);
 }
 
-HRESULT VelmoraQdxOutput::get_CVControlEnabled(VARIANT_BOOL* val) {
+HRESULT CVelmoraQdxOutput::get_CVControlEnabled(VARIANT_BOOL* val) {
   return GetProperty(Target(), kCVControlEnabled, val);
 }
-HRESULT VelmoraQdxOutput::put_CVControlEnabled(VARIANT_BOOL val) {
+HRESULT CVelmoraQdxOutput::put_CVControlEnabled(VARIANT_BOOL val) {
   return PutProperty(Target(), kCVControlEnabled, val);
 }
 

@@ -18,12 +18,12 @@ HRESULT GetConverted(Class* val, Getter&& get) {
 
 }  // namespace
 
-VelmoraQdxOutput& CIviDCPwrOutput::Output() noexcept {
-  return static_cast<VelmoraQdxOutput&>(*this);
+CVelmoraQdxOutput& CIviDCPwrOutput::Output() noexcept {
+  return static_cast<CVelmoraQdxOutput&>(*this);
 }
 
 HRESULT CIviDCPwrOutput::get_TriggeredCurrentLimit(double* val) {
-  VelmoraQdxOutput& output = Output();
+  CVelmoraQdxOutput& output = Output();
   const AccessTarget t = output.Target();
   return RunMember(t, kInterface, "get_TriggeredCurrentLimit", [&]() -> HRESULT {
     attr::CPendingScope pending(output, props::kTriggeredCurrentLimit.queryCommand,
@@ -33,7 +33,7 @@ HRESULT CIviDCPwrOutput::get_TriggeredCurrentLimit(double* val) {
 }
 
 HRESULT CIviDCPwrOutput::put_TriggeredCurrentLimit(double val) {
-  VelmoraQdxOutput& output = Output();
+  CVelmoraQdxOutput& output = Output();
   const AccessTarget t = output.Target();
   return RunMember(t, kInterface, "put_TriggeredCurrentLimit", [&]() -> HRESULT {
     attr::CPendingScope pending(output);
@@ -62,7 +62,7 @@ HRESULT CIviDCPwrOutput::put_OVPEnabled(VARIANT_BOOL val) {
 }
 
 HRESULT CIviDCPwrOutput::ConfigureRange(IviDCPwrRangeTypeEnum RangeType, double Range) {
-  VelmoraQdxOutput& output = Output();
+  CVelmoraQdxOutput& output = Output();
   const AccessTarget t = output.Target();
   return RunMember(t, kInterface, "ConfigureRange", [&]() -> HRESULT {
     double maximum = 0;

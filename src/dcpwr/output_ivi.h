@@ -1,5 +1,5 @@
 // IIviDCPwrOutput, the class-compliant view of an output. The output object implements it
-// itself: a member whose signature both interfaces share is one member of VelmoraQdxOutput
+// itself: a member whose signature both interfaces share is one member of CVelmoraQdxOutput
 // (the class enumerations have the instrument enumerations' values). This class holds the rest:
 // the members of class types and the ones whose class-compliant form works differently.
 //
@@ -15,7 +15,7 @@
 
 namespace veqdx::dcpwr {
 
-class VelmoraQdxOutput;
+class CVelmoraQdxOutput;
 
 class CIviDCPwrOutput : public IIviDCPwrOutput {
  public:
@@ -46,7 +46,7 @@ class CIviDCPwrOutput : public IIviDCPwrOutput {
   HRESULT put_TriggerSource(IviDCPwrTriggerSourceEnum val) final;
 
  private:
-  VelmoraQdxOutput& Output() noexcept;
+  CVelmoraQdxOutput& Output() noexcept;
 };
 
 }  // namespace veqdx::dcpwr

@@ -5,47 +5,47 @@ namespace veqdx::dcpwr {
 
 using namespace props;
 
-HRESULT VelmoraQdxOutput::get_Enabled(VARIANT_BOOL* val) {
+HRESULT CVelmoraQdxOutput::get_Enabled(VARIANT_BOOL* val) {
   return GetProperty(Target(), kEnabled, val);
 }
-HRESULT VelmoraQdxOutput::put_Enabled(VARIANT_BOOL val) {
+HRESULT CVelmoraQdxOutput::put_Enabled(VARIANT_BOOL val) {
   return PutProperty(Target(), kEnabled, val);
 }
 
-HRESULT VelmoraQdxOutput::get_VoltageLevel(double* val) {
+HRESULT CVelmoraQdxOutput::get_VoltageLevel(double* val) {
   return GetProperty(Target(), kVoltageLevel, val);
 }
-HRESULT VelmoraQdxOutput::put_VoltageLevel(double val) {
+HRESULT CVelmoraQdxOutput::put_VoltageLevel(double val) {
   return PutProperty(Target(), kVoltageLevel, val, [this](double v) {
     return CheckLevel(v, maxVoltage_, kVoltageLevel.putName);
   });
 }
 
-HRESULT VelmoraQdxOutput::get_CurrentLimit(double* val) {
+HRESULT CVelmoraQdxOutput::get_CurrentLimit(double* val) {
   return GetProperty(Target(), kCurrentLimit, val);
 }
-HRESULT VelmoraQdxOutput::put_CurrentLimit(double val) {
+HRESULT CVelmoraQdxOutput::put_CurrentLimit(double val) {
   return PutProperty(Target(), kCurrentLimit, val, [this](double v) {
     return CheckLevel(v, maxCurrent_, kCurrentLimit.putName);
   });
 }
 
-HRESULT VelmoraQdxOutput::get_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum* val) {
+HRESULT CVelmoraQdxOutput::get_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum* val) {
   return GetProperty(Target(), kCurrentLimitBehavior, val);
 }
-HRESULT VelmoraQdxOutput::put_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum val) {
+HRESULT CVelmoraQdxOutput::put_CurrentLimitBehavior(VelmoraQdxCurrentLimitBehaviorEnum val) {
   return PutProperty(Target(), kCurrentLimitBehavior, val);
 }
 
-HRESULT VelmoraQdxOutput::get_OVPLimit(double* val) {
+HRESULT CVelmoraQdxOutput::get_OVPLimit(double* val) {
   return GetProperty(Target(), kOVPLimit, val);
 }
-HRESULT VelmoraQdxOutput::put_OVPLimit(double val) { return PutProperty(Target(), kOVPLimit, val); }
+HRESULT CVelmoraQdxOutput::put_OVPLimit(double val) { return PutProperty(Target(), kOVPLimit, val); }
 
-HRESULT VelmoraQdxOutput::get_TriggeredVoltageLevel(double* val) {
+HRESULT CVelmoraQdxOutput::get_TriggeredVoltageLevel(double* val) {
   return GetProperty(Target(), kTriggeredVoltageLevel, val);
 }
-HRESULT VelmoraQdxOutput::put_TriggeredVoltageLevel(double val) {
+HRESULT CVelmoraQdxOutput::put_TriggeredVoltageLevel(double val) {
   return PutProperty(Target(), kTriggeredVoltageLevel, val);
 }
 

@@ -41,7 +41,7 @@ const StateBit* FindStateBit(VelmoraQdxOutputStateEnum state) {
 
 }  // namespace
 
-HRESULT VelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) {
+HRESULT CVelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) {
   const AccessTarget t = Target();
   return RunMember(t, kInterface, "Measure", [&]() -> HRESULT {
     HRESULT hr = CheckOut(t, "Measure", val);
@@ -75,7 +75,7 @@ HRESULT VelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType,
   });
 }
 
-HRESULT VelmoraQdxOutput::QueryState(VelmoraQdxOutputStateEnum outputState, VARIANT_BOOL* val) {
+HRESULT CVelmoraQdxOutput::QueryState(VelmoraQdxOutputStateEnum outputState, VARIANT_BOOL* val) {
   const AccessTarget t = Target();
   return RunMember(t, kInterface, "QueryState", [&]() -> HRESULT {
     HRESULT hr = CheckOut(t, "QueryState", val);
@@ -107,7 +107,7 @@ HRESULT VelmoraQdxOutput::QueryState(VelmoraQdxOutputStateEnum outputState, VARI
   });
 }
 
-HRESULT VelmoraQdxOutput::ResetOutputProtection() {
+HRESULT CVelmoraQdxOutput::ResetOutputProtection() {
   const AccessTarget t = Target();
   return RunMember(t, kInterface, "ResetOutputProtection", [&]() -> HRESULT {
     auto io = driver_.LockIo();

@@ -49,7 +49,7 @@ enum OutputSlot : std::int8_t {
   inline constexpr Property<double> k##Name {                                                  \
     {.interfaceName = #Interface, .getName = "get_" #Name, .putName = "put_" #Name,            \
      .writeFormat = command " %0.15lg", .queryCommand = command "?", .readFormat = readFormat_, \
-     .key = attr::CacheKey{#Interface "." #Name}, .cache = CacheKind::Cached,                  \
+     .key = attr::CCacheKey{#Interface "." #Name}, .cache = CacheKind::Cached,                  \
      .slot = kSlot##Name __VA_OPT__(, ) __VA_ARGS__}                                           \
   }
 // A setting sent and read as the keyword of its type's converter ("%{Type}s"); the entry only
@@ -58,7 +58,7 @@ enum OutputSlot : std::int8_t {
   inline constexpr Property<Type> k##Name {                                                    \
     {.interfaceName = #Interface, .getName = "get_" #Name, .putName = "put_" #Name,            \
      .writeFormat = command " %{" #Type "}s", .queryCommand = command "?",                     \
-     .readFormat = "%{" #Type "}s", .key = attr::CacheKey{#Interface "." #Name},               \
+     .readFormat = "%{" #Type "}s", .key = attr::CCacheKey{#Interface "." #Name},               \
      .cache = CacheKind::SimulationOnly, .slot = kSlot##Name}                                  \
   }
 

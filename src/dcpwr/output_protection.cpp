@@ -15,56 +15,56 @@ constexpr VelmoraQdxTriggerSourceEnum kTriggerSources[] = {VelmoraQdxTriggerSour
 
 }  // namespace
 
-HRESULT VelmoraQdxOutput::get_UVL(double* val) { return GetProperty(Target(), kUVL, val); }
-HRESULT VelmoraQdxOutput::put_UVL(double val) { return PutProperty(Target(), kUVL, val); }
+HRESULT CVelmoraQdxOutput::get_UVL(double* val) { return GetProperty(Target(), kUVL, val); }
+HRESULT CVelmoraQdxOutput::put_UVL(double val) { return PutProperty(Target(), kUVL, val); }
 
-HRESULT VelmoraQdxOutput::get_OCPLimit(double* val) {
+HRESULT CVelmoraQdxOutput::get_OCPLimit(double* val) {
   return GetProperty(Target(), kOCPLimit, val);
 }
-HRESULT VelmoraQdxOutput::put_OCPLimit(double val) { return PutProperty(Target(), kOCPLimit, val); }
+HRESULT CVelmoraQdxOutput::put_OCPLimit(double val) { return PutProperty(Target(), kOCPLimit, val); }
 
-HRESULT VelmoraQdxOutput::get_PONState(VelmoraQdxPONStateEnum* val) {
+HRESULT CVelmoraQdxOutput::get_PONState(VelmoraQdxPONStateEnum* val) {
   return GetProperty(Target(), kPONState, val);
 }
-HRESULT VelmoraQdxOutput::put_PONState(VelmoraQdxPONStateEnum val) {
+HRESULT CVelmoraQdxOutput::put_PONState(VelmoraQdxPONStateEnum val) {
   const AccessTarget t = Target();
   return PutProperty(t, kPONState, val, [&](VelmoraQdxPONStateEnum v) {
     return CheckEnumIn(t, kPONState.putName, v, kPONStates);
   });
 }
 
-HRESULT VelmoraQdxOutput::get_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum* val) {
+HRESULT CVelmoraQdxOutput::get_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum* val) {
   return GetProperty(Target(), kProtectionRecovery, val);
 }
-HRESULT VelmoraQdxOutput::put_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum val) {
+HRESULT CVelmoraQdxOutput::put_ProtectionRecovery(VelmoraQdxProtectionRecoveryEnum val) {
   return PutProperty(Target(), kProtectionRecovery, val);
 }
 
-HRESULT VelmoraQdxOutput::get_OperationPriority(VelmoraQdxOperationModeEnum* val) {
+HRESULT CVelmoraQdxOutput::get_OperationPriority(VelmoraQdxOperationModeEnum* val) {
   return GetProperty(Target(), kOperationPriority, val);
 }
-HRESULT VelmoraQdxOutput::put_OperationPriority(VelmoraQdxOperationModeEnum val) {
+HRESULT CVelmoraQdxOutput::put_OperationPriority(VelmoraQdxOperationModeEnum val) {
   return PutProperty(Target(), kOperationPriority, val);
 }
 
-HRESULT VelmoraQdxOutput::get_BleederEnabled(VARIANT_BOOL* val) {
+HRESULT CVelmoraQdxOutput::get_BleederEnabled(VARIANT_BOOL* val) {
   return GetProperty(Target(), kBleederEnabled, val);
 }
-HRESULT VelmoraQdxOutput::put_BleederEnabled(VARIANT_BOOL val) {
+HRESULT CVelmoraQdxOutput::put_BleederEnabled(VARIANT_BOOL val) {
   return PutProperty(Target(), kBleederEnabled, val);
 }
 
-HRESULT VelmoraQdxOutput::get_ExternalMonitorRange(VelmoraQdxExternalRangeEnum* val) {
+HRESULT CVelmoraQdxOutput::get_ExternalMonitorRange(VelmoraQdxExternalRangeEnum* val) {
   return GetProperty(Target(), kExternalMonitorRange, val);
 }
-HRESULT VelmoraQdxOutput::put_ExternalMonitorRange(VelmoraQdxExternalRangeEnum val) {
+HRESULT CVelmoraQdxOutput::put_ExternalMonitorRange(VelmoraQdxExternalRangeEnum val) {
   return PutProperty(Target(), kExternalMonitorRange, val);
 }
 
-HRESULT VelmoraQdxOutput::get_TriggerSource(VelmoraQdxTriggerSourceEnum* val) {
+HRESULT CVelmoraQdxOutput::get_TriggerSource(VelmoraQdxTriggerSourceEnum* val) {
   return GetProperty(Target(), kTriggerSource, val);
 }
-HRESULT VelmoraQdxOutput::put_TriggerSource(VelmoraQdxTriggerSourceEnum val) {
+HRESULT CVelmoraQdxOutput::put_TriggerSource(VelmoraQdxTriggerSourceEnum val) {
   const AccessTarget t = Target();
   return PutProperty(t, kTriggerSource, val, [&](VelmoraQdxTriggerSourceEnum v) {
     return CheckEnumIn(t, kTriggerSource.putName, v, kTriggerSources);

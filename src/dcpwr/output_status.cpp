@@ -4,7 +4,7 @@
 
 namespace veqdx::dcpwr {
 
-HRESULT VelmoraQdxOutput::GetRegister(const char* interfaceName, const char* member,
+HRESULT CVelmoraQdxOutput::GetRegister(const char* interfaceName, const char* member,
                                       const char* query, std::int16_t* val) {
   const AccessTarget t = Target();
   return RunMember(t, interfaceName, member, [&]() -> HRESULT {
@@ -18,7 +18,7 @@ HRESULT VelmoraQdxOutput::GetRegister(const char* interfaceName, const char* mem
 // mode. Both groups send the operation summary enable command; the questionable group's
 // enable register cannot be written through this interface, as on the instrument interface
 // this driver mirrors.
-HRESULT VelmoraQdxOutput::PutSummaryEnable(const char* interfaceName, std::int16_t val) {
+HRESULT CVelmoraQdxOutput::PutSummaryEnable(const char* interfaceName, std::int16_t val) {
   const AccessTarget t = Target();
   return RunMember(t, interfaceName, "put_EnableRegister", [&]() -> HRESULT {
     return SendCommand(t, false, ":STAT:OPER:INST:ISUM%d:ENAB %hd", channel_, val);

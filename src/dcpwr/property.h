@@ -30,10 +30,10 @@ struct PropertyInfo {
   const char* queryCommand;   // ":VOLT?" (sent as it is)
   const char* readFormat;     // "%lg"
   // "Interface.Property"; used by the cached and simulation-only kinds.
-  attr::CacheKey key{""};
+  attr::CCacheKey key{""};
   CacheKind cache = CacheKind::None;
   std::int8_t slot = -1;  // index into AccessTarget::slots; -1: look the entry up each time
-  const attr::CacheKey* dependent = nullptr;  // made invalid by a successful write
+  const attr::CCacheKey* dependent = nullptr;  // made invalid by a successful write
   // The instrument form of a Configure... method that ends in this property's setter; kept as
   // that method's pending command (null: no such method).
   const char* configureFormat = nullptr;

@@ -23,7 +23,7 @@ constexpr Property<T> Enable(const char* interfaceName, const char* key, const c
                              const char* query, const char* format) {
   return {{.interfaceName = interfaceName, .getName = "get_EnableRegister",
            .putName = "put_EnableRegister", .writeFormat = write, .queryCommand = query,
-           .readFormat = format, .key = attr::CacheKey{key}, .cache = CacheKind::SimulationOnly}};
+           .readFormat = format, .key = attr::CCacheKey{key}, .cache = CacheKind::SimulationOnly}};
 }
 
 constexpr const char* kStandardEvent = "IVelmoraQdxStatusStandardEvent";

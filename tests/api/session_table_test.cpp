@@ -33,8 +33,8 @@ class LockTimeoutOverride {
   std::chrono::milliseconds saved_;
 };
 
-TEST(SessionTable, HandlesAreUniqueNonNullAndNeverReused) {
-  SessionTable table;
+TEST(CSessionTable, HandlesAreUniqueNonNullAndNeverReused) {
+  CSessionTable table;
   std::unordered_set<ViSession> seen;
   for (int round = 0; round < 3; ++round) {
     std::vector<ViSession> open;
@@ -50,8 +50,8 @@ TEST(SessionTable, HandlesAreUniqueNonNullAndNeverReused) {
   }
 }
 
-TEST(SessionTable, RemovedEntryLivesWhileACallUsesIt) {
-  SessionTable table;
+TEST(CSessionTable, RemovedEntryLivesWhileACallUsesIt) {
+  CSessionTable table;
   auto driver = std::make_shared<int>(42);
   std::weak_ptr<int> watch = driver;
   ViSession h = table.Add(std::move(driver));
@@ -63,8 +63,8 @@ TEST(SessionTable, RemovedEntryLivesWhileACallUsesIt) {
   EXPECT_TRUE(watch.expired());
 }
 
-TEST(SessionTable, ErrorsAreRecordedPerSession) {
-  SessionTable table;
+TEST(CSessionTable, ErrorsAreRecordedPerSession) {
+  CSessionTable table;
   auto a = table.Find(table.Add(std::make_shared<int>(1)));
   auto b = table.Find(table.Add(std::make_shared<int>(2)));
   a->RecordError(VEQDX_ERROR_IO_TIMEOUT, "VelmoraQdx: I/O timeout error: read.");
@@ -74,8 +74,8 @@ TEST(SessionTable, ErrorsAreRecordedPerSession) {
   EXPECT_EQ(b->Error().description, "");
 }
 
-TEST(SessionLock, UnlockWithoutHoldingFailsAndIsRecorded) {
-  SessionEntry entry(1, nullptr);
+TEST(CSessionLock, UnlockWithoutHoldingFailsAndIsRecorded) {
+  CSessionEntry entry(1, nullptr);
   ViBoolean has = VI_TRUE;  // the caller claims a lock it does not have
   EXPECT_EQ(UnlockSession(entry, &has), VEQDX_ERROR_CANNOT_RECOVER);
   EXPECT_EQ(has, VI_TRUE);
@@ -90,13 +90,13 @@ TEST(SessionLock, UnlockWithoutHoldingFailsAndIsRecorded) {
 
 // While one thread holds the lock its own calls go through; another thread's LockSession and
 // its per-call guard give up after the timeout, each recording "operation pending".
-TEST(SessionLock, OtherThreadsGiveUpAfterTheTimeout) {
+TEST(CSessionLock, OtherThreadsGiveUpAfterTheTimeout) {
   LockTimeoutOverride shortWait(50ms);
   const ViSession vi = Sessions().Add(std::make_shared<int>(7));
-  const std::shared_ptr<SessionEntry> entry = Sessions().Find(vi);
+  const std::shared_ptr<CSessionEntry> entry = Sessions().Find(vi);
   ViBoolean has = VI_FALSE;
   ASSERT_EQ(LockSession(*entry, &has), VI_SUCCESS);
-  EXPECT_EQ(SessionCall(vi).status(), VI_SUCCESS);
+  EXPECT_EQ(CSessionCall(vi).status(), VI_SUCCESS);
 
   ViStatus lockStatus = VI_SUCCESS;
   ViStatus lockRecord = VI_SUCCESS;
@@ -106,7 +106,7 @@ TEST(SessionLock, OtherThreadsGiveUpAfterTheTimeout) {
     lockStatus = LockSession(*entry, &otherHas);
     lockRecord = entry->Error().code;
     entry->ClearError();
-    callStatus = SessionCall(vi).status();
+    callStatus = CSessionCall(vi).status();
   }).join();
   EXPECT_EQ(lockStatus, VEQDX_ERROR_OPERATION_PENDING);
   EXPECT_EQ(otherHas, VI_FALSE);
@@ -117,14 +117,14 @@ TEST(SessionLock, OtherThreadsGiveUpAfterTheTimeout) {
 
   ASSERT_EQ(UnlockSession(*entry, &has), VI_SUCCESS);
   EXPECT_EQ(has, VI_FALSE);
-  std::thread([&] { callStatus = SessionCall(vi).status(); }).join();
+  std::thread([&] { callStatus = CSessionCall(vi).status(); }).join();
   EXPECT_EQ(callStatus, VI_SUCCESS);
   Sessions().Remove(vi);
 }
 
-TEST(SessionLock, EightThreadsOnTwoSessionsStayMutuallyExclusive) {
+TEST(CSessionLock, EightThreadsOnTwoSessionsStayMutuallyExclusive) {
   LockTimeoutOverride bounded(10s);  // a lost wake-up fails the test instead of hanging it
-  SessionTable table;
+  CSessionTable table;
   const ViSession handles[2] = {table.Add(std::make_shared<int>(0)),
                                 table.Add(std::make_shared<int>(1))};
   std::atomic<int> inside[2] = {0, 0};
@@ -162,11 +162,11 @@ TEST(SessionLock, EightThreadsOnTwoSessionsStayMutuallyExclusive) {
 
 // Finish converts the object layer's result and records its description on the session:
 // mapped errors, an unmapped failure as "cannot recover", warnings; success records nothing.
-TEST(SessionCall, FinishConvertsAndRecordsTheObjectLayerDescription) {
+TEST(CSessionCall, FinishConvertsAndRecordsTheObjectLayerDescription) {
   const ViSession vi = Sessions().Add(std::make_shared<int>(7));
-  const std::shared_ptr<SessionEntry> entry = Sessions().Find(vi);
+  const std::shared_ptr<CSessionEntry> entry = Sessions().Find(vi);
   {
-    SessionCall call(vi);
+    CSessionCall call(vi);
     ASSERT_EQ(call.status(), VI_SUCCESS);
     const struct {
       HRESULT hr;

@@ -17,7 +17,7 @@ std::string VoltCommand(double v) {
 TEST_F(OutputOnDevice, RatingsDriveTheRangeChecks) {
   OpenSingle("QDX750L");  // 30 V / 75 A: limits 31.5 V and 78.75 A
   ASSERT_EQ(driver.put_Cache(VARIANT_FALSE), S_OK);
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   EXPECT_DOUBLE_EQ(out.MaximumVoltage(), 31.5);
   EXPECT_DOUBLE_EQ(out.MaximumCurrent(), 78.75);
 
@@ -54,7 +54,7 @@ TEST_F(OutputOnDevice, RatingsDriveTheRangeChecks) {
 
 TEST_F(OutputOnDevice, ChannelIsSelectedOnceWithCacheAndEveryTimeWithout) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.put_VoltageLevel(1), S_OK);
   ASSERT_EQ(out.put_CurrentLimit(2), S_OK);
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":VOLT 1", ":CURR 2"}));
@@ -79,7 +79,7 @@ TEST_F(OutputOnDevice, AlternatingOutputsSelectBeforeEachCommand) {
 
 TEST_F(OutputOnDevice, UnchangedWritesAreSkippedAtFourteenDecimals) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   for (double v : {5.0, 5.0, 5.000000000000001, 5.0001}) ASSERT_EQ(out.put_VoltageLevel(v), S_OK);
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", ":VOLT 5", ":VOLT 5.0001"}));
   double v = 0;
@@ -103,7 +103,7 @@ TEST_F(OutputOnDevice, CachedReadsQueryOnceAndStayPerOutput) {
 TEST_F(OutputOnDevice, LevelWritesInvalidateTheTriggeredLevels) {
   OpenSingle();
   device->OnQuery(":VOLT:TRIG?", "+3.000E+00\n").OnQuery(":CURR:TRIG?", "4\n");
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   double v = 0;
   for (int i = 0; i < 2; ++i) {
     ASSERT_EQ(out.get_TriggeredVoltageLevel(&v), S_OK);
@@ -121,7 +121,7 @@ TEST_F(OutputOnDevice, LevelWritesInvalidateTheTriggeredLevels) {
 
 TEST_F(OutputOnDevice, FailedQueryLeavesTheEntryAsItWas) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.put_VoltageLevel(5), S_OK);
   ASSERT_EQ(driver.put_Cache(VARIANT_FALSE), S_OK);
   device->TimeOutNextRead();
@@ -139,7 +139,7 @@ TEST_F(OutputOnDevice, InstrumentStatusIsCheckedAfterWritesAndAFailureIsNotCache
   OpenSingle();
   ASSERT_EQ(driver.put_QueryInstrumentStatus(VARIANT_TRUE), S_OK);
   device->OnQuery("*ESR?", "0\n");
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.put_VoltageLevel(5), S_OK);
   EXPECT_EQ(Traffic(), (Lines{":INST:NSEL 0", "*ESR?", ":VOLT 5", "*ESR?"}));
   device->OnQuery("*ESR?", "32\n");  // command error
@@ -151,7 +151,7 @@ TEST_F(OutputOnDevice, InstrumentStatusIsCheckedAfterWritesAndAFailureIsNotCache
 
 TEST_F(OutputOnDevice, ConfigureMethodsGoThroughTheSetters) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.ConfigureCurrentLimit(VelmoraQdxCurrentLimitTrip, 5), S_OK);
   ASSERT_EQ(out.ConfigureOVP(VARIANT_FALSE, 40), S_OK);
   ASSERT_EQ(out.IviDCPwr().ConfigureCurrentLimit(IviDCPwrCurrentLimitRegulate, 6), S_OK);
@@ -209,7 +209,7 @@ TEST_F(OutputOnDevice, ClassCompliantExtras) {
 
 TEST_F(OutputOnDevice, SessionChecksComeFirst) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   EXPECT_EQ(out.get_VoltageLevel(nullptr), kNullPointer);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Null pointer passed for method get_VoltageLevel, parameter val.\r\n");
@@ -224,7 +224,7 @@ TEST_F(OutputOnDevice, SessionChecksComeFirst) {
 TEST_F(OutputOnDevice, ResetForgetsTheCachedLevels) {
   OpenSingle();
   device->OnQuery("*RST;*OPC?", "1\n").OnQuery(":VOLT?", "0\n");
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.put_VoltageLevel(5), S_OK);
   ASSERT_EQ(driver.Reset(), S_OK);
   Traffic();
@@ -242,7 +242,7 @@ TEST_F(OutputOnDevice, ConcurrentOutputsKeepSelectionAndCommandTogether) {
     ASSERT_EQ(driver.put_Cache(cache), S_OK);
     Traffic();
     auto drive = [this](const char* name, int channel) {
-      VelmoraQdxOutput& out = Out(name);
+      CVelmoraQdxOutput& out = Out(name);
       for (int i = 0; i < 200; ++i) out.put_VoltageLevel(channel * 10 + (i % 7));
     };
     std::thread one(drive, "Output1", 1);

@@ -7,7 +7,7 @@ namespace {
 
 TEST_F(OutputOnDevice, BooleanKeywordsOfEnabled) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(driver.put_Cache(VARIANT_FALSE), S_OK);
   ASSERT_EQ(out.put_Enabled(VARIANT_TRUE), S_OK);
   ASSERT_EQ(out.put_Enabled(1), S_OK);
@@ -27,7 +27,7 @@ TEST_F(OutputOnDevice, BooleanKeywordsOfEnabled) {
 
 TEST_F(OutputOnDevice, EnumerationRepliesAreTrimmedButCaseSensitive) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   VelmoraQdxPONStateEnum pon = VelmoraQdxPONStateForce;
   device->Reply("  SAFE \n");
   ASSERT_EQ(out.get_PONState(&pon), S_OK) << LastError();
@@ -48,7 +48,7 @@ TEST_F(OutputOnDevice, EnumerationRepliesAreTrimmedButCaseSensitive) {
 // the external source switches are the ones sent there in one direction only.
 TEST_F(OutputOnDevice, ExternalSourceSwitchesOnTheWire) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.put_CVControlEnabled(VARIANT_TRUE), S_OK);
   ASSERT_EQ(out.put_CVControlEnabled(VARIANT_FALSE), S_OK);
   ASSERT_EQ(out.put_CCControlEnabled(VARIANT_TRUE), S_OK);
@@ -63,7 +63,7 @@ TEST_F(OutputOnDevice, ExternalSourceSwitchesOnTheWire) {
 
 TEST_F(OutputOnDevice, TableChecksRejectBeforeAnyIo) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), kInvalidValue);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.\r\n");
@@ -87,7 +87,7 @@ TEST_F(OutputOnDevice, TableChecksRejectBeforeAnyIo) {
 
 TEST_F(OutputOnDevice, ProtectionLimitsAreCached) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.put_OCPLimit(10), S_OK);
   ASSERT_EQ(out.put_OCPLimit(10), S_OK);
   double v = 0;

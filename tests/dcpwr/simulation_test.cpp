@@ -8,7 +8,7 @@ TEST_F(OutputOnDevice, SimulatedLevelsRememberWhatWasWritten) {
   for (const char* options : {"Simulate=true", "Simulate=true, Cache=false"}) {
     SCOPED_TRACE(options);
     OpenSimulated(options);
-    VelmoraQdxOutput& out = Out();
+    CVelmoraQdxOutput& out = Out();
     double v = -1;
     ASSERT_EQ(out.get_VoltageLevel(&v), S_OK);
     EXPECT_EQ(v, 0.0);
@@ -32,7 +32,7 @@ TEST_F(OutputOnDevice, SimulatedLevelsRememberWhatWasWritten) {
 
 TEST_F(OutputOnDevice, SimulatedMeasurementFollowsTheOutputState) {
   OpenSimulated();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.put_VoltageLevel(12.5), S_OK);
   ASSERT_EQ(out.put_CurrentLimit(2), S_OK);
   double v = -1;
@@ -51,7 +51,7 @@ TEST_F(OutputOnDevice, SimulatedMeasurementFollowsTheOutputState) {
 
 TEST_F(OutputOnDevice, SimulatedQueriesAnswerWithoutIo) {
   OpenSimulated("Simulate=true, DriverSetup=Model=QDX750MH");
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   double v = 0;
   ASSERT_EQ(out.QueryVoltageLevelMax(1, &v), S_OK);
   EXPECT_EQ(v, 80.0);  // the simulated ratings, unmultiplied, whatever the model

@@ -28,12 +28,12 @@ class EndToEndTest : public ::testing::Test {
     emulator->stop();
   }
 
-  VelmoraQdxOutput& Output(const char* name) {
-    auto* output = dynamic_cast<VelmoraQdxOutput*>(driver.FindChild(name));
+  CVelmoraQdxOutput& Output(const char* name) {
+    auto* output = dynamic_cast<CVelmoraQdxOutput*>(driver.FindChild(name));
     if (output == nullptr) throw std::logic_error(std::string("no output ") + name);
     return *output;
   }
-  double Read(HRESULT (VelmoraQdxOutput::*getter)(double*), const char* output) {
+  double Read(HRESULT (CVelmoraQdxOutput::*getter)(double*), const char* output) {
     double value = -1;
     EXPECT_EQ((Output(output).*getter)(&value), S_OK) << LastError();
     return value;
@@ -66,9 +66,9 @@ TEST_F(EndToEndTest, LevelsTriggerMeasurementStatusAndReset) {
   ASSERT_EQ(driver.OutputNames(), (Lines{"Output1", "Output2"}));
 
   // Programmed and triggered levels, bus trigger, outputs on.
-  VelmoraQdxOutput& one = Output("Output1");
-  VelmoraQdxOutput& two = Output("Output2");
-  for (VelmoraQdxOutput* output : {&one, &two})
+  CVelmoraQdxOutput& one = Output("Output1");
+  CVelmoraQdxOutput& two = Output("Output2");
+  for (CVelmoraQdxOutput* output : {&one, &two})
     ASSERT_EQ(output->put_TriggerSource(VelmoraQdxTriggerSourceSwTrigFunc), S_OK) << LastError();
   ASSERT_EQ(one.put_VoltageLevel(5), S_OK) << LastError();
   ASSERT_EQ(one.put_CurrentLimit(2), S_OK) << LastError();
@@ -79,7 +79,7 @@ TEST_F(EndToEndTest, LevelsTriggerMeasurementStatusAndReset) {
   ASSERT_EQ(two.put_TriggeredVoltageLevel(120), S_OK) << LastError();
   ASSERT_EQ(two.put_TriggeredCurrentLimit(0.5), S_OK) << LastError();
   ASSERT_EQ(global.put_Enabled(VARIANT_TRUE), S_OK) << LastError();
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output1"), 5);  // from the cache
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_VoltageLevel, "Output1"), 5);  // from the cache
   // Commands have no reply: a query makes sure the emulator has seen them all before the
   // transcript is cut.
   StatusByte();
@@ -89,10 +89,10 @@ TEST_F(EndToEndTest, LevelsTriggerMeasurementStatusAndReset) {
   // driver asks for them instead of answering from its cache.
   ASSERT_EQ(trigger.Initiate(), S_OK) << LastError();
   ASSERT_EQ(trigger.SendSoftwareTrigger(), S_OK) << LastError();
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output1"), 7.5);
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_CurrentLimit, "Output1"), 1.5);
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output2"), 120);
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_CurrentLimit, "Output2"), 0.5);
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_VoltageLevel, "Output1"), 7.5);
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_CurrentLimit, "Output1"), 1.5);
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_VoltageLevel, "Output2"), 120);
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_CurrentLimit, "Output2"), 0.5);
   EXPECT_EQ(emulator->takeTranscript(),
             (Lines{":INIT", "*TRG", ":INST:NSEL 1", ":VOLT?", ":CURR?", ":INST:NSEL 2", ":VOLT?",
                    ":CURR?"}));
@@ -132,8 +132,8 @@ TEST_F(EndToEndTest, LevelsTriggerMeasurementStatusAndReset) {
 
   // A reset brings the levels back to the instrument's defaults and empties the cache.
   ASSERT_EQ(driver.Reset(), S_OK) << LastError();
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output1"), 0);
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output2"), 0);
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_VoltageLevel, "Output1"), 0);
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_VoltageLevel, "Output2"), 0);
 }
 
 TEST_F(EndToEndTest, GlobalLevelReachesEveryOutputWithOneCommand) {
@@ -142,8 +142,8 @@ TEST_F(EndToEndTest, GlobalLevelReachesEveryOutputWithOneCommand) {
   emulator->takeTranscript();
   ASSERT_EQ(global.put_VoltageLevel(12), S_OK) << LastError();
   // Nothing was cached for the outputs yet, so the reads ask the instrument.
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output1"), 12);
-  EXPECT_EQ(Read(&VelmoraQdxOutput::get_VoltageLevel, "Output2"), 12);
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_VoltageLevel, "Output1"), 12);
+  EXPECT_EQ(Read(&CVelmoraQdxOutput::get_VoltageLevel, "Output2"), 12);
   EXPECT_EQ(emulator->takeTranscript(),
             (Lines{":GLOB:VOLT 12", ":INST:NSEL 1", ":VOLT?", ":INST:NSEL 2", ":VOLT?"}));
 }

@@ -13,7 +13,7 @@ using veqdx::testing::Lines;
 
 class SystemOnDevice : public veqdx::testing::CDriverOnDevice {
  protected:
-  VelmoraQdxOutput& Output(const char* name) { return Out(name); }
+  CVelmoraQdxOutput& Output(const char* name) { return Out(name); }
 
   CTrigger trigger{driver};
   CStatus status{driver};

@@ -90,7 +90,7 @@ TEST_F(TriggerTest, FailedSendInvalidatesNothing) {
 // simulated read of a dropped value no longer returns it (the out value is left at zero).
 TEST_F(TriggerTest, SimulatedTriggersSendNothingAndInvalidateTheSimulatedLevels) {
   OpenSimulated();
-  VelmoraQdxOutput& output = Output("Output0");
+  CVelmoraQdxOutput& output = Output("Output0");
   for (HRESULT (CTrigger::*fire)() : {&CTrigger::SendSoftwareTrigger, &CTrigger::Initiate}) {
     ASSERT_EQ(output.put_VoltageLevel(12.5), S_OK) << LastError();
     ASSERT_EQ(output.put_CurrentLimit(1.5), S_OK) << LastError();

@@ -109,7 +109,7 @@ Outcome RunSession(Link& link) {
                                  link.options().c_str());
   EXPECT_EQ(hr, S_OK) << ThreadErrorRecord().description;
   if (hr != S_OK) return o;
-  auto& out = dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
+  auto& out = dynamic_cast<dcpwr::CVelmoraQdxOutput&>(*driver.FindChild("Output0"));
   EXPECT_EQ(out.put_VoltageLevel(12.5), S_OK) << ThreadErrorRecord().description;
   EXPECT_EQ(out.put_CurrentLimit(5), S_OK);
   EXPECT_EQ(out.put_Enabled(VARIANT_TRUE), S_OK);
@@ -160,7 +160,7 @@ TEST(DriverOverLinks, SilentInstrumentTimesOutInBoundedTimeAndTheSessionGoesOn) 
                                 link.options().c_str()),
               S_OK)
         << ThreadErrorRecord().description;
-    auto& out = dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
+    auto& out = dynamic_cast<dcpwr::CVelmoraQdxOutput&>(*driver.FindChild("Output0"));
     link.Silence(":MEAS:VOLT?");
     driver.Io().SetTimeout(300);
     double volts = -1;

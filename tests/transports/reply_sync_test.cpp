@@ -92,7 +92,7 @@ class Session {
     hr_ = driver.Initialize(link.resource().c_str(), VARIANT_TRUE, VARIANT_FALSE,
                             link.Options(ioTimeoutMs).c_str());
     if (hr_ != S_OK) return;
-    out = &dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
+    out = &dynamic_cast<dcpwr::CVelmoraQdxOutput&>(*driver.FindChild("Output0"));
     hr_ = out->put_VoltageLevel(kVolts);
     if (hr_ == S_OK) hr_ = out->put_Enabled(VARIANT_TRUE);
   }
@@ -131,7 +131,7 @@ class Session {
   }
 
   CVelmoraQdx driver{dcpwr::CreateOutput};
-  dcpwr::VelmoraQdxOutput* out = nullptr;
+  dcpwr::CVelmoraQdxOutput* out = nullptr;
 
  private:
   HRESULT hr_ = E_FAIL;

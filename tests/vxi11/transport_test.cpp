@@ -252,7 +252,7 @@ Outcome RunSession(qdxsim::Emulator& emulator, const std::string& resource,
   HRESULT hr = driver.Initialize(resource.c_str(), VARIANT_TRUE, VARIANT_TRUE, options.c_str());
   EXPECT_EQ(hr, S_OK) << ThreadErrorRecord().description;
   if (hr != S_OK) return o;
-  auto& out = dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
+  auto& out = dynamic_cast<dcpwr::CVelmoraQdxOutput&>(*driver.FindChild("Output0"));
   EXPECT_EQ(out.put_VoltageLevel(12.5), S_OK) << ThreadErrorRecord().description;
   EXPECT_EQ(out.put_Enabled(VARIANT_TRUE), S_OK);
   EXPECT_EQ(out.Measure(VelmoraQdxMeasurementVoltage, &o.volts), S_OK);

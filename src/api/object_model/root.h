@@ -58,13 +58,13 @@ class VelmoraQdx final : public IVelmoraQdx,
 
   // The current session (the last one initialized, or the first, never initialized). Never
   // null. Holding the result keeps that session alive.
-  std::shared_ptr<CSession> Session() const;
+  std::shared_ptr<Session> CurrentSession() const;
   // Number of earlier sessions this root keeps because plain pointers into them went out.
   std::size_t RetainedSessionCount() const;
   // Call before a plain pointer into `session` leaves the root: the root then keeps that
   // session for its own lifetime, whether it is still current or was replaced meanwhile.
   // Fails only when memory is exhausted (reported).
-  HRESULT KeepForPlainPointers(const std::shared_ptr<CSession>& session);
+  HRESULT KeepForPlainPointers(const std::shared_ptr<Session>& session);
 
   // The interface `iid` (any case) of this object, or null.
   void* Query(std::string_view iid) noexcept;
@@ -75,7 +75,7 @@ class VelmoraQdx final : public IVelmoraQdx,
   template <class I>
   HRESULT HandOut(const char* interfaceName, const char* member, I* object, I** val) {
     CCallContextGuard context(interfaceName, member);
-    if (val == nullptr) return Session()->driver.Reporter().ReportNullPointer(member, "val");
+    if (val == nullptr) return CurrentSession()->driver.Reporter().ReportNullPointer(member, "val");
     *val = object;
     return S_OK;
   }
@@ -146,10 +146,10 @@ class VelmoraQdx final : public IVelmoraQdx,
 
  private:
   // A session configured with this root's hooks; null when memory is exhausted.
-  std::shared_ptr<CSession> NewSession() const noexcept;
+  std::shared_ptr<Session> NewSession() const noexcept;
   mutable std::mutex sessionMutex_;
-  std::shared_ptr<CSession> session_;
-  std::vector<std::shared_ptr<CSession>> retained_;
+  std::shared_ptr<Session> session_;
+  std::vector<std::shared_ptr<Session>> retained_;
   std::shared_ptr<IConfigStore> configStore_;
   CDriver::TransportFactory transportFactory_;
 
@@ -160,7 +160,7 @@ class VelmoraQdx final : public IVelmoraQdx,
   CIviDCPwrOutputs iviOutputs_{outputRules_};
   // The current session's driver, kept alive by each call that leases it.
   dcpwr::CDriverRef current_{[this] {
-    const std::shared_ptr<CSession> session = Session();
+    const std::shared_ptr<Session> session = CurrentSession();
     return std::shared_ptr<CVelmoraQdx>(session, &session->driver);
   }};
   dcpwr::CTrigger trigger_{current_};

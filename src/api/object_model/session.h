@@ -13,7 +13,7 @@
 
 namespace veqdx::api {
 
-struct CSession {
+struct Session {
   CVelmoraQdx driver{dcpwr::CreateOutput};
 
   // Set once a plain pointer into this session has left the root (an output from get_Item):
