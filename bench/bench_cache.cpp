@@ -36,7 +36,7 @@ void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 namespace {
 
 using veqdx::CVelmoraQdx;
-using veqdx::dcpwr::VelmoraQdxOutput;
+using veqdx::dcpwr::CVelmoraQdxOutput;
 
 // A map shaped like an output's cache: a score of "Interface.Property" keys.
 const std::vector<std::string>& PropertyKeys() {
@@ -89,7 +89,7 @@ struct SimulatedOutput {
   SimulatedOutput() {
     if (driver.Initialize("TCPIP::bench::INSTR", 0, 0, "Simulate=true") != veqdx::S_OK)
       std::abort();
-    output = dynamic_cast<VelmoraQdxOutput*>(driver.FindChild("Output0"));
+    output = dynamic_cast<CVelmoraQdxOutput*>(driver.FindChild("Output0"));
     if (output == nullptr || output->put_VoltageLevel(12.5) != veqdx::S_OK) std::abort();
     // Fill the cache map as a session in use would.
     output->put_CurrentLimit(1);
@@ -100,7 +100,7 @@ struct SimulatedOutput {
     output->put_TriggeredCurrentLimit(1);
   }
   CVelmoraQdx driver{veqdx::dcpwr::CreateOutput};
-  VelmoraQdxOutput* output = nullptr;
+  CVelmoraQdxOutput* output = nullptr;
 };
 
 void BM_CachedGet(benchmark::State& state) {

@@ -1,7 +1,7 @@
 // The VelmoraQdx object model: the instrument-specific interface tree, members in slot order,
 // on top of the IVI inherent and DC power class interfaces (veqdx/ivi_interfaces.h, which also
 // states the conventions). The driver object (class VelmoraQdx) implements IVelmoraQdx and the
-// driver-wide interfaces; each output object (class VelmoraQdxOutput) the output interfaces.
+// driver-wide interfaces; each output object (class CVelmoraQdxOutput) the output interfaces.
 //
 // Several interfaces have members of identical signature (the ConditionRegister getters of
 // IVelmoraQdxStatusOperation and IVelmoraQdxStatusQuestionable, for example). One C++ class

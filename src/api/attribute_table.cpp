@@ -12,7 +12,7 @@
 namespace veqdx::api {
 namespace {
 
-using dcpwr::VelmoraQdxOutput;
+using dcpwr::CVelmoraQdxOutput;
 
 // ---- value conversion between the record's AttrValue and a property's own type ----------
 void Store(AttrValue& v, VARIANT_BOOL value) { v.boolean = value != VARIANT_FALSE; }
@@ -133,8 +133,8 @@ constexpr bool kPerOutput = true;
   }
 #define VEQDX_OUTPUT_RW(id, type, prop)                                                   \
   AttributeRecord {                                                                       \
-    id, type, kPerOutput, #prop, &OutputGet<&VelmoraQdxOutput::get_##prop>,               \
-        &OutputSet<&VelmoraQdxOutput::put_##prop>                                         \
+    id, type, kPerOutput, #prop, &OutputGet<&CVelmoraQdxOutput::get_##prop>,               \
+        &OutputSet<&CVelmoraQdxOutput::put_##prop>                                         \
   }
 
 const AttributeRecord kRecords[] = {

@@ -13,7 +13,7 @@ namespace veqdx {
 class CVelmoraQdx;
 }
 namespace veqdx::dcpwr {
-class VelmoraQdxOutput;
+class CVelmoraQdxOutput;
 }
 
 namespace veqdx::api {
@@ -42,7 +42,7 @@ struct AttrValue {
 // (null for the others).
 struct AttrTarget {
   CVelmoraQdx& driver;
-  dcpwr::VelmoraQdxOutput* output = nullptr;
+  dcpwr::CVelmoraQdxOutput* output = nullptr;
 };
 
 struct AttributeRecord {

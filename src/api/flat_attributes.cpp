@@ -10,7 +10,7 @@
 
 using namespace veqdx;
 using namespace veqdx::api;
-using dcpwr::VelmoraQdxOutput;
+using dcpwr::CVelmoraQdxOutput;
 
 namespace {
 
@@ -20,7 +20,7 @@ std::string AttributeText(const AttributeRecord& record) {
 
 // The record of `id` when it exists, has `type` and can be accessed in that direction;
 // otherwise the failure is recorded and null returned with `*status` set.
-const AttributeRecord* Lookup(SessionCall& call, ViAttr id, AttrType type, bool writing,
+const AttributeRecord* Lookup(CSessionCall& call, ViAttr id, AttrType type, bool writing,
                               ViStatus* status) {
   const AttributeRecord* record = FindAttribute(id);
   if (record == nullptr) {
@@ -47,13 +47,13 @@ const AttributeRecord* Lookup(SessionCall& call, ViAttr id, AttrType type, bool 
 
 // Runs `access(AttrTarget&)` on the session, or on every output the selector names.
 template <class Access>
-ViStatus Apply(SessionCall& call, const AttributeRecord& record, ViConstString selector,
+ViStatus Apply(CSessionCall& call, const AttributeRecord& record, ViConstString selector,
                Access&& access) {
   if (!record.perOutput) {
     AttrTarget target{call.driver(), nullptr};
     return call.Finish(access(target));
   }
-  return ForEachOutput(call, selector, [&](VelmoraQdxOutput& output) {
+  return ForEachOutput(call, selector, [&](CVelmoraQdxOutput& output) {
     AttrTarget target{call.driver(), &output};
     return access(target);
   });
@@ -63,7 +63,7 @@ ViStatus Apply(SessionCall& call, const AttributeRecord& record, ViConstString s
 template <class Deliver>
 ViStatus GetAttribute(ViSession vi, ViConstString selector, ViAttr id, AttrType type,
                       bool valueIsNull, Deliver&& deliver) {
-  SessionCall call(vi);
+  CSessionCall call(vi);
   if (!call.ok()) return call.status();
   if (valueIsNull) return call.FailNull("AttributeValue");
   ViStatus status = VI_SUCCESS;
@@ -77,7 +77,7 @@ ViStatus GetAttribute(ViSession vi, ViConstString selector, ViAttr id, AttrType 
 
 ViStatus SetAttribute(ViSession vi, ViConstString selector, ViAttr id, AttrType type,
                       const AttrValue& value) {
-  SessionCall call(vi);
+  CSessionCall call(vi);
   if (!call.ok()) return call.status();
   ViStatus status = VI_SUCCESS;
   const AttributeRecord* record = Lookup(call, id, type, true, &status);
@@ -95,7 +95,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_GetAttributeViInt32(ViSession Vi,
   if (AttributeID == kChannelCountAttribute) AttributeID = kOutputCountAttribute;
   return GetAttribute(Vi, RepCapIdentifier, AttributeID, AttrType::Int32,
                       AttributeValue == nullptr,
-                      [&](SessionCall&, const AttrValue& v, ViStatus status) {
+                      [&](CSessionCall&, const AttrValue& v, ViStatus status) {
                         *AttributeValue = v.int32;
                         return status;
                       });
@@ -107,7 +107,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_GetAttributeViReal64(ViSession Vi,
                                                             ViReal64* AttributeValue) {
   return GetAttribute(Vi, RepCapIdentifier, AttributeID, AttrType::Real64,
                       AttributeValue == nullptr,
-                      [&](SessionCall&, const AttrValue& v, ViStatus status) {
+                      [&](CSessionCall&, const AttrValue& v, ViStatus status) {
                         *AttributeValue = v.real64;
                         return status;
                       });
@@ -119,7 +119,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_GetAttributeViBoolean(ViSession Vi,
                                                              ViBoolean* AttributeValue) {
   return GetAttribute(Vi, RepCapIdentifier, AttributeID, AttrType::Boolean,
                       AttributeValue == nullptr,
-                      [&](SessionCall&, const AttrValue& v, ViStatus status) {
+                      [&](CSessionCall&, const AttrValue& v, ViStatus status) {
                         *AttributeValue = v.boolean ? VI_TRUE : VI_FALSE;
                         return status;
                       });
@@ -131,7 +131,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_GetAttributeViSession(ViSession Vi,
                                                              ViSession* AttributeValue) {
   return GetAttribute(Vi, RepCapIdentifier, AttributeID, AttrType::Session,
                       AttributeValue == nullptr,
-                      [&](SessionCall&, const AttrValue& v, ViStatus status) {
+                      [&](CSessionCall&, const AttrValue& v, ViStatus status) {
                         *AttributeValue = static_cast<ViSession>(v.int32);
                         return status;
                       });
@@ -143,7 +143,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_GetAttributeViString(ViSession Vi,
                                                             ViInt32 AttributeValueBufferSize,
                                                             ViChar AttributeValue[]) {
   if (AttributeValueBufferSize < 0) {
-    SessionCall call(Vi);
+    CSessionCall call(Vi);
     if (!call.ok()) return call.status();
     return CopyOut(call, {}, AttributeValueBufferSize, AttributeValue, "GetAttributeViString",
                    "AttributeValueBufferSize", "AttributeValue");
@@ -151,7 +151,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_GetAttributeViString(ViSession Vi,
   // With a size of 0 the buffer may be null: the caller asks for the size needed.
   return GetAttribute(Vi, RepCapIdentifier, AttributeID, AttrType::String,
                       AttributeValueBufferSize > 0 && AttributeValue == nullptr,
-                      [&](SessionCall& call, const AttrValue& v, ViStatus status) {
+                      [&](CSessionCall& call, const AttrValue& v, ViStatus status) {
                         return CopyOut(call, v.string, AttributeValueBufferSize, AttributeValue,
                                        "GetAttributeViString", "AttributeValueBufferSize",
                                        "AttributeValue", status);
@@ -199,7 +199,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_SetAttributeViString(ViSession Vi,
                                                             ViAttr AttributeID,
                                                             ViConstString AttributeValue) {
   if (AttributeValue == nullptr) {
-    SessionCall call(Vi);
+    CSessionCall call(Vi);
     if (!call.ok()) return call.status();
     return call.FailNull("AttributeValue");
   }

@@ -8,7 +8,7 @@
 
 namespace veqdx::api {
 
-ViStatus RecordFailure(SessionEntry* entry, ViStatus status, std::string description) {
+ViStatus RecordFailure(CSessionEntry* entry, ViStatus status, std::string description) {
   if (entry != nullptr) {
     entry->RecordError(status, std::move(description));
   } else {
@@ -21,13 +21,13 @@ std::string NullParameterText(const char* parameter) {
   return std::string("Parameter ") + parameter + " is VI_NULL.";
 }
 
-std::shared_ptr<SessionEntry> FindSessionOrRecord(ViSession vi) {
+std::shared_ptr<CSessionEntry> FindSessionOrRecord(ViSession vi) {
   auto entry = vi == VI_NULL ? nullptr : Sessions().Find(vi);
   if (!entry) RecordThreadError(VEQDX_ERROR_INVALID_SESSION_HANDLE, kInvalidSessionText);
   return entry;
 }
 
-SessionCall::SessionCall(ViSession vi) : entry_(FindSessionOrRecord(vi)) {
+CSessionCall::CSessionCall(ViSession vi) : entry_(FindSessionOrRecord(vi)) {
   if (!entry_) {
     status_ = VEQDX_ERROR_INVALID_SESSION_HANDLE;
     return;
@@ -48,57 +48,57 @@ SessionCall::SessionCall(ViSession vi) : entry_(FindSessionOrRecord(vi)) {
   }
 }
 
-SessionCall::~SessionCall() {
+CSessionCall::~CSessionCall() {
   if (locked_) entry_->lock().Unlock();
 }
 
-ViStatus SessionCall::Fail(ViStatus status, std::string description) {
+ViStatus CSessionCall::Fail(ViStatus status, std::string description) {
   return RecordFailure(entry_.get(), status, std::move(description));
 }
 
-ViStatus SessionCall::FailNull(const char* parameter) {
+ViStatus CSessionCall::FailNull(const char* parameter) {
   return Fail(VEQDX_ERROR_NULL_POINTER, NullParameterText(parameter));
 }
 
-ViStatus SessionCall::Finish(HRESULT hr) {
+ViStatus CSessionCall::Finish(HRESULT hr) {
   const ViStatus status = ToViStatus(hr);
   if (status != VI_SUCCESS) Fail(status, ThreadErrorRecord().description);
   return status;
 }
 
-ViStatus ResolveSoleOutput(SessionCall& call, dcpwr::VelmoraQdxOutput*& output) {
+ViStatus ResolveSoleOutput(CSessionCall& call, dcpwr::CVelmoraQdxOutput*& output) {
   CVelmoraQdx& driver = call.driver();
   std::string name;
   if (!driver.OnlyOutputName(name))
     return call.Finish(driver.Reporter().ReportChannelNameRequired());
   // Every child named in the output list is an output.
-  output = static_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(name));
+  output = static_cast<dcpwr::CVelmoraQdxOutput*>(driver.FindChild(name));
   if (output == nullptr) return call.Finish(driver.Reporter().ReportNotInitialized());
   return VI_SUCCESS;
 }
 
-ViStatus ResolveOutputs(SessionCall& call, ViConstString selector, OutputList& outputs) {
+ViStatus ResolveOutputs(CSessionCall& call, ViConstString selector, OutputList& outputs) {
   outputs.clear();
   CVelmoraQdx& driver = call.driver();
   const SelectorResult parsed = ParseSelector(selector == nullptr ? "" : selector);
   if (!parsed.ok()) return call.Fail(SelectorStatus(parsed.error), parsed.message);
 
   if (parsed.names.empty()) {
-    dcpwr::VelmoraQdxOutput* only = nullptr;
+    dcpwr::CVelmoraQdxOutput* only = nullptr;
     if (const ViStatus s = ResolveSoleOutput(call, only); s != VI_SUCCESS) return s;
     outputs.push_back(only);
     return VI_SUCCESS;
   }
   outputs.reserve(parsed.names.size());
   for (const std::string& name : parsed.names) {
-    auto* output = dynamic_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(name));
+    auto* output = dynamic_cast<dcpwr::CVelmoraQdxOutput*>(driver.FindChild(name));
     if (output == nullptr) return call.Finish(driver.Reporter().ReportUnknownChannelName(name));
     outputs.push_back(output);
   }
   return VI_SUCCESS;
 }
 
-ViStatus CopyOut(SessionCall& call, std::string_view text, ViInt32 bufferSize, ViChar* buffer,
+ViStatus CopyOut(CSessionCall& call, std::string_view text, ViInt32 bufferSize, ViChar* buffer,
                  const char* function, const char* sizeParameter, const char* bufferParameter,
                  ViStatus callStatus) {
   if (bufferSize < 0) {

@@ -47,7 +47,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_ClearError(ViSession Vi) {
 extern "C" VEQDX_EXPORT ViStatus veqdx_error_message(ViSession Vi, ViStatus ErrorCode,
                                                      ViChar ErrorMessage[256]) {
   if (ErrorMessage == nullptr) {
-    std::shared_ptr<SessionEntry> entry = Vi == VI_NULL ? nullptr : Sessions().Find(Vi);
+    std::shared_ptr<CSessionEntry> entry = Vi == VI_NULL ? nullptr : Sessions().Find(Vi);
     return RecordFailure(entry.get(), VEQDX_ERROR_NULL_POINTER,
                          NullParameterText("ErrorMessage"));
   }
@@ -58,7 +58,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_error_message(ViSession Vi, ViStatus Erro
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_error_query(ViSession Vi, ViInt32* ErrorCode,
                                                    ViChar ErrorMessage[256]) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (ErrorCode == nullptr) return call.FailNull("ErrorCode");
   if (ErrorMessage == nullptr) return call.FailNull("ErrorMessage");

@@ -9,12 +9,12 @@
 
 using namespace veqdx;
 using namespace veqdx::api;
-using dcpwr::VelmoraQdxOutput;
+using dcpwr::CVelmoraQdxOutput;
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureOutputEnabled(ViSession Vi,
                                                               ViConstString ChannelName,
                                                               ViBoolean Enabled) {
-  return RunPerOutput(Vi, ChannelName, [&](VelmoraQdxOutput& o) {
+  return RunPerOutput(Vi, ChannelName, [&](CVelmoraQdxOutput& o) {
     return o.put_Enabled(ToVariantBool(Enabled));
   });
 }
@@ -23,13 +23,13 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureVoltageLevel(ViSession Vi,
                                                              ViConstString ChannelName,
                                                              ViReal64 Level) {
   return RunPerOutput(Vi, ChannelName,
-                      [&](VelmoraQdxOutput& o) { return o.put_VoltageLevel(Level); });
+                      [&](CVelmoraQdxOutput& o) { return o.put_VoltageLevel(Level); });
 }
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureCurrentLimit(ViSession Vi,
                                                              ViConstString ChannelName,
                                                              ViInt32 Behavior, ViReal64 Limit) {
-  return RunPerOutput(Vi, ChannelName, [&](VelmoraQdxOutput& o) {
+  return RunPerOutput(Vi, ChannelName, [&](CVelmoraQdxOutput& o) {
     return o.ConfigureCurrentLimit(static_cast<veqdx::VelmoraQdxCurrentLimitBehaviorEnum>(Behavior),
                                    Limit);
   });
@@ -37,7 +37,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureCurrentLimit(ViSession Vi,
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureOVP(ViSession Vi, ViConstString ChannelName,
                                                     ViBoolean Enabled, ViReal64 Limit) {
-  return RunPerOutput(Vi, ChannelName, [&](VelmoraQdxOutput& o) {
+  return RunPerOutput(Vi, ChannelName, [&](CVelmoraQdxOutput& o) {
     return o.ConfigureOVP(ToVariantBool(Enabled), Limit);
   });
 }
@@ -47,7 +47,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureOVP(ViSession Vi, ViConstString 
 extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureOutputRange(ViSession Vi,
                                                             ViConstString ChannelName,
                                                             ViInt32 RangeType, ViReal64 Range) {
-  return RunPerOutput(Vi, ChannelName, [&](VelmoraQdxOutput& o) {
+  return RunPerOutput(Vi, ChannelName, [&](CVelmoraQdxOutput& o) {
     return o.IviDCPwr().ConfigureRange(static_cast<IviDCPwrRangeTypeEnum>(RangeType), Range);
   });
 }
@@ -56,10 +56,10 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_QueryMaxCurrentLimit(ViSession Vi,
                                                             ViConstString ChannelName,
                                                             ViReal64 VoltageLevel,
                                                             ViReal64* MaxCurrentLimit) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (MaxCurrentLimit == nullptr) return call.FailNull("MaxCurrentLimit");
-  return ForEachOutput(call, ChannelName, [&](VelmoraQdxOutput& o) {
+  return ForEachOutput(call, ChannelName, [&](CVelmoraQdxOutput& o) {
     return o.QueryCurrentLimitMax(VoltageLevel, MaxCurrentLimit);
   });
 }
@@ -68,10 +68,10 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_QueryMaxVoltageLevel(ViSession Vi,
                                                             ViConstString ChannelName,
                                                             ViReal64 CurrentLimit,
                                                             ViReal64* MaxVoltageLevel) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (MaxVoltageLevel == nullptr) return call.FailNull("MaxVoltageLevel");
-  return ForEachOutput(call, ChannelName, [&](VelmoraQdxOutput& o) {
+  return ForEachOutput(call, ChannelName, [&](CVelmoraQdxOutput& o) {
     return o.QueryVoltageLevelMax(CurrentLimit, MaxVoltageLevel);
   });
 }
@@ -79,11 +79,11 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_QueryMaxVoltageLevel(ViSession Vi,
 extern "C" VEQDX_EXPORT ViStatus veqdx_QueryOutputState(ViSession Vi, ViConstString ChannelName,
                                                         ViInt32 OutputState,
                                                         ViBoolean* InState) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (InState == nullptr) return call.FailNull("InState");
   *InState = VI_FALSE;
-  return ForEachOutput(call, ChannelName, [&](VelmoraQdxOutput& o) {
+  return ForEachOutput(call, ChannelName, [&](CVelmoraQdxOutput& o) {
     VARIANT_BOOL state = VARIANT_FALSE;
     const HRESULT hr = o.QueryState(static_cast<veqdx::VelmoraQdxOutputStateEnum>(OutputState), &state);
     *InState = ToViBoolean(state);
@@ -94,15 +94,15 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_QueryOutputState(ViSession Vi, ViConstStr
 extern "C" VEQDX_EXPORT ViStatus veqdx_ResetOutputProtection(ViSession Vi,
                                                              ViConstString ChannelName) {
   return RunPerOutput(Vi, ChannelName,
-                      [](VelmoraQdxOutput& o) { return o.ResetOutputProtection(); });
+                      [](CVelmoraQdxOutput& o) { return o.ResetOutputProtection(); });
 }
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_Measure(ViSession Vi, ViConstString ChannelName,
                                                ViInt32 MeasurementType, ViReal64* Measurement) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (Measurement == nullptr) return call.FailNull("Measurement");
-  return ForEachOutput(call, ChannelName, [&](VelmoraQdxOutput& o) {
+  return ForEachOutput(call, ChannelName, [&](CVelmoraQdxOutput& o) {
     return o.Measure(static_cast<veqdx::VelmoraQdxMeasurementTypeEnum>(MeasurementType), Measurement);
   });
 }
@@ -112,7 +112,7 @@ namespace {
 // One-based, in discovery order.
 ViStatus OutputName(ViSession vi, ViInt32 index, ViInt32 bufferSize, ViChar* buffer,
                     const char* function) {
-  SessionCall call(vi);
+  CSessionCall call(vi);
   if (!call.ok()) return call.status();
   const std::vector<std::string> names = call.driver().OutputNames();
   if (index < 1 || static_cast<std::size_t>(index) > names.size()) {

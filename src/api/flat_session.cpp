@@ -59,7 +59,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_close(ViSession Vi) {
   ViStatus status = VI_SUCCESS;
   std::string description;
   {
-    SessionCall call(Vi);
+    CSessionCall call(Vi);
     if (!call.ok()) return call.status();
     const HRESULT hr = call.driver().Close();
     status = ToViStatus(hr);

@@ -15,7 +15,7 @@
 
 using namespace veqdx;
 using namespace veqdx::api;
-using dcpwr::VelmoraQdxOutput;
+using dcpwr::CVelmoraQdxOutput;
 
 namespace {
 
@@ -147,7 +147,7 @@ HRESULT WriteDriverWideEnable(CVelmoraQdx& driver, ViInt32 reg, ViInt32 value) {
 }
 
 // Checks the register numbers; a failure is recorded on the call.
-ViStatus CheckNumbers(SessionCall& call, bool perOutput, ViInt32 reg, ViInt32 sub,
+ViStatus CheckNumbers(CSessionCall& call, bool perOutput, ViInt32 reg, ViInt32 sub,
                       bool writing) {
   if (!RegisterExists(reg, perOutput)) {
     return call.Fail(VEQDX_ERROR_INVALID_REGISTER, kInvalidRegisterText);
@@ -163,7 +163,7 @@ ViStatus CheckNumbers(SessionCall& call, bool perOutput, ViInt32 reg, ViInt32 su
 extern "C" VEQDX_EXPORT ViStatus veqdx_StatusGetRegister(ViSession Vi, ViConstString ChannelName,
                                                          ViInt32 Register, ViInt32 SubRegister,
                                                          ViInt32* Value) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (Value == nullptr) return call.FailNull("Value");
   *Value = 0;
@@ -173,7 +173,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_StatusGetRegister(ViSession Vi, ViConstSt
     return s;
   }
   if (!perOutput) return call.Finish(ReadDriverWide(call.driver(), Register, SubRegister, Value));
-  return ForEachOutput(call, ChannelName, [&](VelmoraQdxOutput& o) {
+  return ForEachOutput(call, ChannelName, [&](CVelmoraQdxOutput& o) {
     return Register == VEQDX_VAL_REGISTER_OPERATION
                ? ReadFullGroup(o.StatusOperation(), SubRegister, Value)
                : ReadFullGroup(o.StatusQuestionable(), SubRegister, Value);
@@ -183,7 +183,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_StatusGetRegister(ViSession Vi, ViConstSt
 extern "C" VEQDX_EXPORT ViStatus veqdx_StatusSetRegister(ViSession Vi, ViConstString ChannelName,
                                                          ViInt32 Register, ViInt32 SubRegister,
                                                          ViInt32 Value) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   const bool perOutput = !IsBlankSelector(ChannelName);
   if (const ViStatus s = CheckNumbers(call, perOutput, Register, SubRegister, true);
@@ -191,7 +191,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_StatusSetRegister(ViSession Vi, ViConstSt
     return s;
   }
   if (!perOutput) return call.Finish(WriteDriverWideEnable(call.driver(), Register, Value));
-  return ForEachOutput(call, ChannelName, [&](VelmoraQdxOutput& o) {
+  return ForEachOutput(call, ChannelName, [&](CVelmoraQdxOutput& o) {
     return Register == VEQDX_VAL_REGISTER_OPERATION
                ? WriteEnable(o.StatusOperation(),
                              &IVelmoraQdxOutputStatusOperation::put_EnableRegister, Value)

@@ -31,7 +31,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureGlobalCurrentLimit(ViSession Vi,
 }
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_SystemWrite(ViSession Vi, ViConstString Command) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (Command == nullptr) return call.FailNull("Command");
   return call.Finish(dcpwr::CSystem(call.driver()).SystemWrite(Command));
@@ -40,7 +40,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_SystemWrite(ViSession Vi, ViConstString C
 extern "C" VEQDX_EXPORT ViStatus veqdx_SystemRead(ViSession Vi, ViInt32 BufferSize,
                                                   ViChar Buffer[], ViInt32* ActualCount) {
   if (ActualCount != nullptr) *ActualCount = 0;
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (ActualCount == nullptr) return call.FailNull("ActualCount");
   // Room for at least the terminating NUL.

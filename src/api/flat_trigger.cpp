@@ -6,12 +6,12 @@
 
 using namespace veqdx;
 using namespace veqdx::api;
-using dcpwr::VelmoraQdxOutput;
+using dcpwr::CVelmoraQdxOutput;
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureTriggerSource(ViSession Vi,
                                                               ViConstString ChannelName,
                                                               ViInt32 Source) {
-  return RunPerOutput(Vi, ChannelName, [&](VelmoraQdxOutput& o) {
+  return RunPerOutput(Vi, ChannelName, [&](CVelmoraQdxOutput& o) {
     return o.put_TriggerSource(static_cast<veqdx::VelmoraQdxTriggerSourceEnum>(Source));
   });
 }
@@ -20,14 +20,14 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureTriggeredVoltageLevel(ViSession 
                                                                       ViConstString ChannelName,
                                                                       ViReal64 Level) {
   return RunPerOutput(Vi, ChannelName,
-                      [&](VelmoraQdxOutput& o) { return o.put_TriggeredVoltageLevel(Level); });
+                      [&](CVelmoraQdxOutput& o) { return o.put_TriggeredVoltageLevel(Level); });
 }
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_ConfigureTriggeredCurrentLimit(ViSession Vi,
                                                                       ViConstString ChannelName,
                                                                       ViReal64 Limit) {
   return RunPerOutput(Vi, ChannelName,
-                      [&](VelmoraQdxOutput& o) { return o.put_TriggeredCurrentLimit(Limit); });
+                      [&](CVelmoraQdxOutput& o) { return o.put_TriggeredCurrentLimit(Limit); });
 }
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_Abort(ViSession Vi) {

@@ -23,7 +23,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_Disable(ViSession Vi) {
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_self_test(ViSession Vi, ViInt16* TestResult,
                                                  ViChar TestMessage[256]) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (TestResult == nullptr) return call.FailNull("TestResult");
   if (TestMessage == nullptr) return call.FailNull("TestMessage");
@@ -38,7 +38,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_self_test(ViSession Vi, ViInt16* TestResu
 
 extern "C" VEQDX_EXPORT ViStatus veqdx_revision_query(ViSession Vi, ViChar DriverRev[256],
                                                       ViChar InstrRev[256]) {
-  SessionCall call(Vi);
+  CSessionCall call(Vi);
   if (!call.ok()) return call.status();
   if (DriverRev == nullptr) return call.FailNull("DriverRev");
   if (InstrRev == nullptr) return call.FailNull("InstrRev");
@@ -69,7 +69,7 @@ namespace {
 ViStatus NextRecord(ViSession vi, HRESULT (CDriver::*next)(std::string*), const char* function,
                     const char* sizeParameter, const char* bufferParameter, ViInt32 bufferSize,
                     ViChar* buffer) {
-  SessionCall call(vi);
+  CSessionCall call(vi);
   if (!call.ok()) return call.status();
   if (bufferSize < 0 || (bufferSize > 0 && buffer == nullptr)) {
     return CopyOut(call, {}, bufferSize, buffer, function, sizeParameter, bufferParameter);

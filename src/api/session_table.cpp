@@ -5,8 +5,8 @@
 
 namespace veqdx::api {
 
-// ---- SessionLock ----------------------------------------------------------------------------
-bool SessionLock::LockFor(std::chrono::milliseconds timeout) {
+// ---- CSessionLock ----------------------------------------------------------------------------
+bool CSessionLock::LockFor(std::chrono::milliseconds timeout) {
   const auto self = std::this_thread::get_id();
   std::unique_lock guard(mutex_);
   if (depth_ > 0 && owner_ == self) {
@@ -19,7 +19,7 @@ bool SessionLock::LockFor(std::chrono::milliseconds timeout) {
   return true;
 }
 
-bool SessionLock::Unlock() {
+bool CSessionLock::Unlock() {
   {
     std::lock_guard guard(mutex_);
     if (depth_ == 0 || owner_ != std::this_thread::get_id()) return false;
@@ -30,7 +30,7 @@ bool SessionLock::Unlock() {
   return true;
 }
 
-bool SessionLock::ReleaseAll() {
+bool CSessionLock::ReleaseAll() {
   {
     std::lock_guard guard(mutex_);
     if (depth_ == 0 || owner_ != std::this_thread::get_id()) return false;
@@ -41,35 +41,35 @@ bool SessionLock::ReleaseAll() {
   return true;
 }
 
-bool SessionLock::HeldByCaller() const {
+bool CSessionLock::HeldByCaller() const {
   std::lock_guard guard(mutex_);
   return depth_ > 0 && owner_ == std::this_thread::get_id();
 }
 
-// ---- SessionEntry ---------------------------------------------------------------------------
-void SessionEntry::RecordError(ViStatus code, std::string description) {
+// ---- CSessionEntry ---------------------------------------------------------------------------
+void CSessionEntry::RecordError(ViStatus code, std::string description) {
   std::lock_guard guard(errorMutex_);
   error_.code = code;
   error_.description = std::move(description);
 }
 
-ErrorInfo SessionEntry::Error() const {
+ErrorInfo CSessionEntry::Error() const {
   std::lock_guard guard(errorMutex_);
   return error_;
 }
 
-void SessionEntry::ClearError() {
+void CSessionEntry::ClearError() {
   std::lock_guard guard(errorMutex_);
   error_ = ErrorInfo{};
 }
 
-// ---- SessionTable ---------------------------------------------------------------------------
-SessionTable::SessionTable() {
+// ---- CSessionTable ---------------------------------------------------------------------------
+CSessionTable::CSessionTable() {
   std::random_device seed;
   base_ = static_cast<ViSession>(seed());
 }
 
-ViSession SessionTable::Add(std::shared_ptr<void> driver) {
+ViSession CSessionTable::Add(std::shared_ptr<void> driver) {
   std::unique_lock guard(mutex_);
   // Handles are base_ + n modulo 2^32 for n = 0, 1, ...: all distinct until the counter runs
   // out, so a closed session's handle is never given to another one.
@@ -77,19 +77,19 @@ ViSession SessionTable::Add(std::shared_ptr<void> driver) {
   while (issued_ < kHandleSpace) {
     const auto handle = static_cast<ViSession>(base_ + issued_++);
     if (handle == VI_NULL) continue;
-    entries_.emplace(handle, std::make_shared<SessionEntry>(handle, std::move(driver)));
+    entries_.emplace(handle, std::make_shared<CSessionEntry>(handle, std::move(driver)));
     return handle;
   }
   return VI_NULL;
 }
 
-std::shared_ptr<SessionEntry> SessionTable::Find(ViSession handle) const {
+std::shared_ptr<CSessionEntry> CSessionTable::Find(ViSession handle) const {
   std::shared_lock guard(mutex_);
   auto it = entries_.find(handle);
   return it == entries_.end() ? nullptr : it->second;
 }
 
-std::shared_ptr<SessionEntry> SessionTable::Remove(ViSession handle) {
+std::shared_ptr<CSessionEntry> CSessionTable::Remove(ViSession handle) {
   std::unique_lock guard(mutex_);
   auto it = entries_.find(handle);
   if (it == entries_.end()) return nullptr;
@@ -98,13 +98,13 @@ std::shared_ptr<SessionEntry> SessionTable::Remove(ViSession handle) {
   return entry;
 }
 
-std::size_t SessionTable::size() const {
+std::size_t CSessionTable::size() const {
   std::shared_lock guard(mutex_);
   return entries_.size();
 }
 
-SessionTable& Sessions() {
-  static SessionTable table;
+CSessionTable& Sessions() {
+  static CSessionTable table;
   return table;
 }
 
@@ -129,7 +129,7 @@ void SetSessionLockTimeout(std::chrono::milliseconds timeout) {
 }
 
 // ---- Explicit session lock ------------------------------------------------------------------
-ViStatus LockSession(SessionEntry& entry, ViBoolean* callerHasLock) {
+ViStatus LockSession(CSessionEntry& entry, ViBoolean* callerHasLock) {
   if (callerHasLock != nullptr && *callerHasLock == VI_TRUE) return VI_SUCCESS;
   if (!entry.lock().LockFor(SessionLockTimeout())) {
     entry.RecordError(VEQDX_ERROR_OPERATION_PENDING,
@@ -140,7 +140,7 @@ ViStatus LockSession(SessionEntry& entry, ViBoolean* callerHasLock) {
   return VI_SUCCESS;
 }
 
-ViStatus UnlockSession(SessionEntry& entry, ViBoolean* callerHasLock) {
+ViStatus UnlockSession(CSessionEntry& entry, ViBoolean* callerHasLock) {
   if (callerHasLock != nullptr && *callerHasLock == VI_FALSE) return VI_SUCCESS;
   if (!entry.lock().Unlock()) {
     entry.RecordError(VEQDX_ERROR_CANNOT_RECOVER,

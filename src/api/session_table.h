@@ -31,7 +31,7 @@ struct ErrorInfo {
 
 // Recursive lock that knows its owner, so that an unlock by a thread that does not hold it is
 // refused instead of being undefined, and so that every wait is bounded.
-class SessionLock {
+class CSessionLock {
  public:
   bool LockFor(std::chrono::milliseconds timeout);
   bool Unlock();  // false when the calling thread does not hold the lock
@@ -47,9 +47,9 @@ class SessionLock {
   std::uint32_t depth_ = 0;
 };
 
-class SessionEntry {
+class CSessionEntry {
  public:
-  SessionEntry(ViSession handle, std::shared_ptr<void> driver)
+  CSessionEntry(ViSession handle, std::shared_ptr<void> driver)
       : handle_(handle), driver_(std::move(driver)) {}
 
   ViSession handle() const { return handle_; }
@@ -64,38 +64,38 @@ class SessionEntry {
   void ClearError();
 
   // Held by veqdx_LockSession and, for their duration, by all calls on the session.
-  SessionLock& lock() { return lock_; }
+  CSessionLock& lock() { return lock_; }
 
  private:
   const ViSession handle_;
   const std::shared_ptr<void> driver_;
   mutable std::mutex errorMutex_;
   ErrorInfo error_;
-  SessionLock lock_;
+  CSessionLock lock_;
 };
 
-class SessionTable {
+class CSessionTable {
  public:
-  SessionTable();
-  SessionTable(const SessionTable&) = delete;
-  SessionTable& operator=(const SessionTable&) = delete;
+  CSessionTable();
+  CSessionTable(const CSessionTable&) = delete;
+  CSessionTable& operator=(const CSessionTable&) = delete;
 
   // A new handle for `driver`; never VI_NULL and never one issued before by this table.
   // Returns VI_NULL only once 2^32 - 1 handles have been issued.
   ViSession Add(std::shared_ptr<void> driver);
-  std::shared_ptr<SessionEntry> Find(ViSession handle) const;  // null for unknown handles
-  std::shared_ptr<SessionEntry> Remove(ViSession handle);      // the removed entry, or null
+  std::shared_ptr<CSessionEntry> Find(ViSession handle) const;  // null for unknown handles
+  std::shared_ptr<CSessionEntry> Remove(ViSession handle);      // the removed entry, or null
   std::size_t size() const;
 
  private:
   mutable std::shared_mutex mutex_;
-  std::unordered_map<ViSession, std::shared_ptr<SessionEntry>> entries_;
+  std::unordered_map<ViSession, std::shared_ptr<CSessionEntry>> entries_;
   ViSession base_;            // first handle; random, so that handles of two runs differ
   std::uint64_t issued_ = 0;  // handles given out so far
 };
 
 // The process's session table, used by the veqdx_ functions.
-SessionTable& Sessions();
+CSessionTable& Sessions();
 
 // The calling thread's error record (failures without a session).
 void RecordThreadError(ViStatus code, std::string description);
@@ -110,7 +110,7 @@ void SetSessionLockTimeout(std::chrono::milliseconds timeout);
 // veqdx_LockSession / veqdx_UnlockSession on an entry, with the CallerHasLock rules: lock does
 // nothing when *callerHasLock is already true, unlock nothing when it is false; either may be
 // null. A failure is recorded on the entry.
-ViStatus LockSession(SessionEntry& entry, ViBoolean* callerHasLock);
-ViStatus UnlockSession(SessionEntry& entry, ViBoolean* callerHasLock);
+ViStatus LockSession(CSessionEntry& entry, ViBoolean* callerHasLock);
+ViStatus UnlockSession(CSessionEntry& entry, ViBoolean* callerHasLock);
 
 }  // namespace veqdx::api

@@ -30,7 +30,7 @@ enum IviDCPwrCurrentLimitBehaviorEnum : int {
 
 // One table row: the first keyword is written, every keyword is accepted when reading.
 template <class T>
-struct CEnumCommand {
+struct EnumCommand {
   T value;
   std::vector<std::string> keywords;
 };
@@ -41,9 +41,9 @@ struct CEnumCommand {
 template <class T>
 class CModelBasedMap {
  public:
-  CModelBasedMap(std::string model, std::initializer_list<CEnumCommand<T>> rows)
+  CModelBasedMap(std::string model, std::initializer_list<EnumCommand<T>> rows)
       : model_(std::move(model)) {
-    for (const CEnumCommand<T>& row : rows) {
+    for (const EnumCommand<T>& row : rows) {
       if (row.keywords.empty()) continue;
       valueMap_.insert_or_assign(row.value, row.keywords.front());
       for (const std::string& keyword : row.keywords) {

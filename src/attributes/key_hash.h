@@ -1,5 +1,5 @@
 // Keys of the per-node attribute cache and of the converter keyword tables: text compared
-// case-sensitively, hashed with h = 33*h + c over the bytes (h starting at 0). A CacheKey carries
+// case-sensitively, hashed with h = 33*h + c over the bytes (h starting at 0). A CCacheKey carries
 // its hash computed once, so the property accessors' hot path neither hashes nor allocates.
 #pragma once
 #include <cstddef>
@@ -15,10 +15,11 @@ constexpr std::size_t HashKeyText(std::string_view text) noexcept {
 }
 
 // A property's qualified name ("IVelmoraQdxOutput.VoltageLevel") with its precomputed hash.
-// The text must outlive the key: the constants of cache_keys.h point at string literals.
-class CacheKey {
+// The text must outlive the key: the property descriptors (dcpwr/property.h) point it at string
+// literals.
+class CCacheKey {
  public:
-  constexpr explicit CacheKey(std::string_view text) noexcept
+  constexpr explicit CCacheKey(std::string_view text) noexcept
       : text_(text), hash_(HashKeyText(text)) {}
   constexpr std::string_view Text() const noexcept { return text_; }
   constexpr std::size_t Hash() const noexcept { return hash_; }
@@ -29,7 +30,7 @@ class CacheKey {
   std::size_t hash_;
 };
 
-// Transparent hasher/equality for std::string-keyed maps: look-ups by CacheKey reuse the stored
+// Transparent hasher/equality for std::string-keyed maps: look-ups by CCacheKey reuse the stored
 // hash, look-ups by string_view hash on the fly. The call operators are deliberately not
 // noexcept: that makes libstdc++ store each node's hash, so a bucket walk compares hashes before
 // strings (our keys share long prefixes such as "IVelmoraQdxOutput.").
@@ -37,7 +38,7 @@ struct KeyTextHash {
   using is_transparent = void;
   std::size_t operator()(std::string_view text) const { return HashKeyText(text); }
   std::size_t operator()(const std::string& text) const { return HashKeyText(text); }
-  std::size_t operator()(const CacheKey& key) const { return key.Hash(); }
+  std::size_t operator()(const CCacheKey& key) const { return key.Hash(); }
 };
 
 struct KeyTextEqual {

@@ -125,7 +125,7 @@ void CNode::ReportTypeClash([[maybe_unused]] std::string_view key) {
 #endif
 }
 
-CCacheEntryBase* CNode::CreateEntry(const CacheKey& key, EntryPtr fresh) noexcept {
+CCacheEntryBase* CNode::CreateEntry(const CCacheKey& key, EntryPtr fresh) noexcept {
   try {
     std::lock_guard<std::mutex> maps(mapsMutex_);
     auto [it, inserted] = cacheMap_.try_emplace(std::string(key.Text()), std::move(fresh));
@@ -136,7 +136,7 @@ CCacheEntryBase* CNode::CreateEntry(const CacheKey& key, EntryPtr fresh) noexcep
   }
 }
 
-CCacheEntryBase* CNode::ClashEntry(const CacheKey& key, const void* tag,
+CCacheEntryBase* CNode::ClashEntry(const CCacheKey& key, const void* tag,
                                    EntryPtr fresh) noexcept {
   try {
     std::lock_guard<std::mutex> maps(mapsMutex_);

@@ -99,10 +99,10 @@ class CNode {
   // with a message; release builds hand out a separate entry for that (key, type) pair, so two
   // types never alias one value.
   template <class T>
-  CCacheEntry<T>* GetCacheEntry(const CacheKey& key) noexcept;
+  CCacheEntry<T>* GetCacheEntry(const CCacheKey& key) noexcept;
   template <class T>
   CCacheEntry<T>* GetCacheEntry(std::string_view key) noexcept {
-    return GetCacheEntry<T>(CacheKey(key));
+    return GetCacheEntry<T>(CCacheKey(key));
   }
   // Finds without creating; nullptr when absent. "Interface.Property" names an entry of this
   // node; with more leading parts, "Driver" continues in the parent and any other part in the
@@ -122,8 +122,8 @@ class CNode {
                                       KeyTextEqual>;
 
   CCacheEntryBase* FindOwnEntry(std::string_view key) const;
-  CCacheEntryBase* CreateEntry(const CacheKey& key, EntryPtr fresh) noexcept;
-  CCacheEntryBase* ClashEntry(const CacheKey& key, const void* tag, EntryPtr fresh) noexcept;
+  CCacheEntryBase* CreateEntry(const CCacheKey& key, EntryPtr fresh) noexcept;
+  CCacheEntryBase* ClashEntry(const CCacheKey& key, const void* tag, EntryPtr fresh) noexcept;
   static void ReportTypeClash(std::string_view key);
   void DetachFromParent();
 
@@ -201,7 +201,7 @@ class CPendingScope {
 // ---- template implementation ----
 
 template <class T>
-CCacheEntry<T>* CNode::GetCacheEntry(const CacheKey& key) noexcept {
+CCacheEntry<T>* CNode::GetCacheEntry(const CCacheKey& key) noexcept {
   using Entry = CCacheEntry<T>;
   CCacheEntryBase* found = nullptr;
   if (auto it = cacheMap_.find(key); it != cacheMap_.end()) {

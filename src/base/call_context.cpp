@@ -38,7 +38,7 @@ std::string CurrentMemberName() { return std::string(CurrentCallContext().member
 
 std::size_t CallContextDepth() { return Stack().size(); }
 
-ContextKeyText::ContextKeyText(std::string_view interfaceName, std::string_view memberName) {
+CContextKeyText::CContextKeyText(std::string_view interfaceName, std::string_view memberName) {
   if (interfaceName.empty() && memberName.empty()) return;
   if (memberName.starts_with("get_") || memberName.starts_with("put_")) memberName.remove_prefix(4);
   const std::size_t size = interfaceName.size() + 1 + memberName.size();

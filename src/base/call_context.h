@@ -40,13 +40,13 @@ std::size_t CallContextDepth();
 // ("IVelmoraQdxOutput.VoltageLevel" for get_/put_VoltageLevel, "IVelmoraQdxOutput.Measure"
 // for the method); empty for the empty context. Built in place: the enum formatter looks it
 // up on every enum it writes or reads, and a key of ordinary length then costs no allocation.
-class ContextKeyText {
+class CContextKeyText {
  public:
-  ContextKeyText(std::string_view interfaceName, std::string_view memberName);
-  explicit ContextKeyText(const CallContext& context)
-      : ContextKeyText(context.interfaceName, context.memberName) {}
-  ContextKeyText(const ContextKeyText&) = delete;
-  ContextKeyText& operator=(const ContextKeyText&) = delete;
+  CContextKeyText(std::string_view interfaceName, std::string_view memberName);
+  explicit CContextKeyText(const CallContext& context)
+      : CContextKeyText(context.interfaceName, context.memberName) {}
+  CContextKeyText(const CContextKeyText&) = delete;
+  CContextKeyText& operator=(const CContextKeyText&) = delete;
   std::string_view view() const { return spill_.empty() ? std::string_view(inline_, size_) : spill_; }
 
  private:

@@ -105,7 +105,7 @@ const attr::IEnumCommandConverterErased* ConverterFor(std::string_view name) {
       memo.interfaceName == context.interfaceName && memo.memberName == context.memberName)
     return memo.converter;
   const attr::IEnumCommandConverterErased* converter =
-      attr::FindConverter(name, ContextKeyText(context).view());
+      attr::FindConverter(name, CContextKeyText(context).view());
   if (converter != nullptr) {
     memo.name.assign(name);
     memo.interfaceName.assign(context.interfaceName);

@@ -20,11 +20,7 @@
 // (AccessTarget::slots), and method names are turned into text only when an error is
 // reported. What remains is the node lock and the call-context push (base/call_context.cpp).
 //
-//   constexpr PropertyDesc kVoltageLevel{
-//       .interfaceName = "IVelmoraQdxOutput", .getName = "get_VoltageLevel",
-//       .putName = "put_VoltageLevel", .writeFormat = ":VOLT %0.15lg", .queryCommand = ":VOLT?",
-//       .readFormat = "%lg", .key = &attr::keys::VoltageLevel, .cache = CacheKind::Cached,
-//       .dependent = &attr::keys::TriggeredVoltageLevel};
+//   // props::kVoltageLevel is a Property<double> (output_properties.h)
 //   HRESULT get_VoltageLevel(double* val) { return GetProperty(Target(), kVoltageLevel, val); }
 //   HRESULT put_VoltageLevel(double val) {
 //     return PutProperty(Target(), kVoltageLevel, val, [&](double v) { return CheckLevel(v); });
@@ -38,13 +34,13 @@
 #include <type_traits>
 #include <utility>
 
-#include "attributes/cache_keys.h"
 #include "veqdx/enums.h"
 #include "attributes/node.h"
 #include "base/call_context.h"
 #include "base/error_reporter.h"
 #include "base/hresult.h"
 #include "core/velmoraqdx.h"
+#include "dcpwr/property.h"
 #include "io/formatted_io.h"
 
 namespace veqdx::dcpwr {
@@ -59,30 +55,10 @@ struct AccessTarget {
   attr::CNode& node;
   CVelmoraQdx& driver;
   std::int32_t channel = kNoChannel;
-  // Optional memo of the node's entries, indexed by PropertyDesc::slot, filled on first use.
+  // Optional memo of the node's entries, indexed by PropertyInfo::slot, filled on first use.
   // Entries are never removed from a node, so a remembered pointer stays valid for the node's
   // life; it spares the hot paths the map look-up. Touched only under the node's lock.
   attr::CCacheEntryBase** slots = nullptr;
-};
-
-enum class CacheKind : std::uint8_t {
-  None,            // no entry: reads always ask, writes always send, simulation answers zero
-  SimulationOnly,  // the entry only keeps what was written while simulating
-  Cached,          // the entry answers reads and suppresses unchanged writes (Cache on)
-};
-
-// One property's constant description. Text pointers refer to string literals.
-struct PropertyDesc {
-  const char* interfaceName;            // "IVelmoraQdxOutput"
-  const char* getName;                  // "get_VoltageLevel"
-  const char* putName;                  // "put_VoltageLevel"
-  const char* writeFormat;              // ":VOLT %0.15lg" (the value is its one argument)
-  const char* queryCommand;             // ":VOLT?" (sent as it is)
-  const char* readFormat;               // "%lg"
-  const attr::CacheKey* key = nullptr;  // entry of the cached / simulation-only kinds
-  CacheKind cache = CacheKind::None;
-  const attr::CacheKey* dependent = nullptr;  // made invalid by a successful write
-  std::int8_t slot = -1;  // index into AccessTarget::slots; -1: look the entry up each time
 };
 
 // No range check.
@@ -181,28 +157,23 @@ HRESULT QueryValue(const AccessTarget& t, bool select, T* out, const char* readF
   return hr;
 }
 
-// The typed cache entry of `key`, or nullptr after reporting out-of-memory.
-template <class T>
-attr::CCacheEntry<T>* EntryOf(const AccessTarget& t, const attr::CacheKey& key) {
-  attr::CCacheEntry<T>* entry = t.node.template GetCacheEntry<T>(key);
-  if (entry == nullptr) t.driver.Reporter().ReportOutOfMemory();
-  return entry;
-}
-
 namespace detail {
-// First use of a memo slot (or no memo): the map look-up.
+// First use of a memo slot (or no memo): the map look-up; nullptr after reporting
+// out-of-memory.
 template <class T>
-[[gnu::noinline]] attr::CCacheEntry<T>* LookUpEntry(const AccessTarget& t, const PropertyDesc& d) {
-  attr::CCacheEntry<T>* entry = EntryOf<T>(t, *d.key);
+[[gnu::noinline]] attr::CCacheEntry<T>* LookUpEntry(const AccessTarget& t, const Property<T>& d) {
+  attr::CCacheEntry<T>* entry = t.node.template GetCacheEntry<T>(d.key);
+  if (entry == nullptr) t.driver.Reporter().ReportOutOfMemory();
   if (entry != nullptr && t.slots != nullptr && d.slot >= 0) t.slots[d.slot] = entry;
   return entry;
 }
 }  // namespace detail
 
-// The entry of a property, through the target's memo when it has one.
+// The entry of a property, through the target's memo when it has one; nullptr after reporting
+// out-of-memory.
 template <class T>
 [[gnu::always_inline]] inline attr::CCacheEntry<T>* EntryOf(const AccessTarget& t,
-                                                            const PropertyDesc& d) {
+                                                            const Property<T>& d) {
   if (t.slots != nullptr && d.slot >= 0) {
     attr::CCacheEntryBase* memo = t.slots[d.slot];
     if (memo != nullptr && memo->TypeTag() == attr::CCacheEntry<T>::Tag())
@@ -216,7 +187,7 @@ namespace detail {
 // The instrument half of a getter: query, parse, remember when cached. Kept out of line so
 // that the cache-answered half inlines into each property's getter.
 template <class T>
-[[gnu::noinline]] HRESULT QueryProperty(const AccessTarget& t, const PropertyDesc& d, T* val,
+[[gnu::noinline]] HRESULT QueryProperty(const AccessTarget& t, const Property<T>& d, T* val,
                                         bool cached) {
   const HRESULT hr = QueryValue(t, t.channel != kNoChannel, val, d.readFormat, d.queryCommand);
   if (Succeeded(hr) && cached) {
@@ -227,7 +198,7 @@ template <class T>
 
 // The instrument half of a setter: format, select, send, remember, invalidate the dependent.
 template <class T>
-[[gnu::noinline]] HRESULT SendProperty(const AccessTarget& t, const PropertyDesc& d, T val,
+[[gnu::noinline]] HRESULT SendProperty(const AccessTarget& t, const Property<T>& d, T val,
                                        bool cached) {
   const HRESULT hr = SendCommand(t, t.channel != kNoChannel, d.writeFormat, val);
   if (Failed(hr)) return hr;
@@ -248,7 +219,7 @@ template <class T>
 // Both are forced inline so that, in each property's accessor, the descriptor is a known
 // constant: its name lengths and branches fold away at compile time.
 template <class T>
-[[gnu::always_inline]] inline HRESULT GetProperty(const AccessTarget& t, const PropertyDesc& d,
+[[gnu::always_inline]] inline HRESULT GetProperty(const AccessTarget& t, const Property<T>& d,
                                                   T* val) {
   static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
   CMemberScope scope(t, d.interfaceName, d.getName);
@@ -273,7 +244,7 @@ template <class T>
 }
 
 template <class T, class Check = NoCheck>
-[[gnu::always_inline]] inline HRESULT PutProperty(const AccessTarget& t, const PropertyDesc& d,
+[[gnu::always_inline]] inline HRESULT PutProperty(const AccessTarget& t, const Property<T>& d,
                                                   T val, Check&& check = {}) {
   static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
   CMemberScope scope(t, d.interfaceName, d.putName);

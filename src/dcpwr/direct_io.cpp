@@ -24,42 +24,46 @@ HRESULT ReportDirectIoWhileSimulating(const CVelmoraQdx& driver) {
 }
 
 HRESULT CDirectIo::WriteString(const char* data) {
-  return RunMember(RootOf(driver_), kInterface, "WriteString", [&]() -> HRESULT {
-    if (data == nullptr) return driver_.Reporter().ReportNullPointer("WriteString", "data");
-    return WriteBody(data);
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  return RunMember(RootOf(*driver), kInterface, "WriteString", [&]() -> HRESULT {
+    if (data == nullptr) return driver->Reporter().ReportNullPointer("WriteString", "data");
+    return WriteBody(*driver, data);
   });
 }
 
 HRESULT CDirectIo::ReadString(std::string* val) {
-  return RunMember(RootOf(driver_), kInterface, "ReadString", [&]() -> HRESULT {
-    if (val == nullptr) return driver_.Reporter().ReportNullPointer("ReadString", "val");
-    return ReadBody(kMaxResponse, *val);
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  return RunMember(RootOf(*driver), kInterface, "ReadString", [&]() -> HRESULT {
+    if (val == nullptr) return driver->Reporter().ReportNullPointer("ReadString", "val");
+    return ReadBody(*driver, kMaxResponse, *val);
   });
 }
 
 HRESULT CDirectIo::Write(std::string_view text) {
-  return RunMember(RootOf(driver_), kInterface, "WriteString",
-                   [&]() -> HRESULT { return WriteBody(text); });
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  return RunMember(RootOf(*driver), kInterface, "WriteString",
+                   [&]() -> HRESULT { return WriteBody(*driver, text); });
 }
 
 HRESULT CDirectIo::Read(std::size_t max, std::string& out) {
-  return RunMember(RootOf(driver_), kInterface, "ReadString",
-                   [&]() -> HRESULT { return ReadBody(max, out); });
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  return RunMember(RootOf(*driver), kInterface, "ReadString",
+                   [&]() -> HRESULT { return ReadBody(*driver, max, out); });
 }
 
-HRESULT CDirectIo::WriteBody(std::string_view text) {
+HRESULT CDirectIo::WriteBody(CVelmoraQdx& driver, std::string_view text) {
   // Checked on every call, not only when the object was handed out: simulation may have been
   // switched on since, and then no byte may reach the device.
-  if (driver_.Simulate()) return ReportDirectIoWhileSimulating(driver_);
-  auto io = driver_.LockIo();
-  return driver_.Io().LowLevelWriteStringNoPoll(text);
+  if (driver.Simulate()) return ReportDirectIoWhileSimulating(driver);
+  auto io = driver.LockIo();
+  return driver.Io().LowLevelWriteStringNoPoll(text);
 }
 
-HRESULT CDirectIo::ReadBody(std::size_t max, std::string& out) {
+HRESULT CDirectIo::ReadBody(CVelmoraQdx& driver, std::size_t max, std::string& out) {
   out.clear();
-  if (driver_.Simulate()) return ReportDirectIoWhileSimulating(driver_);
-  auto io = driver_.LockIo();
-  io::CIoSession& session = driver_.Io();
+  if (driver.Simulate()) return ReportDirectIoWhileSimulating(driver);
+  auto io = driver.LockIo();
+  io::CIoSession& session = driver.Io();
   std::string chunk;
   std::size_t transferred = 0;
   for (std::size_t size = kFirstReadChunk;; size = std::min(2 * size, kLargestReadChunk)) {

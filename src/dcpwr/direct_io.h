@@ -17,8 +17,10 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/hresult.h"
+#include "dcpwr/driver_ref.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx {
@@ -41,7 +43,7 @@ class CDirectIo final : public IFormattedIO488 {
   // neither hold the caller forever nor grow memory without bound.
   static constexpr std::size_t kMaxTransfer = 16 * 1024 * 1024;
 
-  explicit CDirectIo(CVelmoraQdx& driver) noexcept : driver_(driver) {}
+  explicit CDirectIo(CDriverRef driver) noexcept : driver_(std::move(driver)) {}
 
   // ---------------- IFormattedIO488 ----------------
   // Sends `data` as one message (END on the last byte). Null: the null-pointer error.
@@ -57,10 +59,10 @@ class CDirectIo final : public IFormattedIO488 {
   HRESULT Read(std::size_t max, std::string& out);
 
  private:
-  HRESULT WriteBody(std::string_view text);
-  HRESULT ReadBody(std::size_t max, std::string& out);
+  static HRESULT WriteBody(CVelmoraQdx& driver, std::string_view text);
+  static HRESULT ReadBody(CVelmoraQdx& driver, std::size_t max, std::string& out);
 
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
 };
 
 // Reports that direct I/O is refused because the session simulates: message 0x2A with

@@ -9,8 +9,9 @@ namespace {
 // The write half of the accessor sequence without its simulation and cache steps: the
 // command goes to the I/O session as it is, once, for the whole instrument.
 template <class T>
-HRESULT PutGlobal(CVelmoraQdx& driver, const char* member, const char* format, T val) {
-  const AccessTarget root{driver, driver, kNoChannel};
+HRESULT PutGlobal(const CDriverRef& ref, const char* member, const char* format, T val) {
+  const std::shared_ptr<CVelmoraQdx> driver = ref.Lease();
+  const AccessTarget root{*driver, *driver, kNoChannel};
   return RunMember(root, CGlobal::kInterface, member,
                    [&]() -> HRESULT { return SendCommand(root, false, format, val); });
 }

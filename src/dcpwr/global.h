@@ -8,12 +8,11 @@
 // to the I/O session in every mode, and a simulated session has no device, so there they fail
 // with the I/O error 0x80044214 ("VelmoraQdx: I/O error: ."), sending nothing.
 #pragma once
-#include "base/hresult.h"
-#include "veqdx/interfaces.h"
+#include <utility>
 
-namespace veqdx {
-class CVelmoraQdx;
-}
+#include "base/hresult.h"
+#include "dcpwr/driver_ref.h"
+#include "veqdx/interfaces.h"
 
 namespace veqdx::dcpwr {
 
@@ -21,14 +20,14 @@ class CGlobal final : public IVelmoraQdxGlobal {
  public:
   static constexpr const char* kInterface = "IVelmoraQdxGlobal";
 
-  explicit CGlobal(CVelmoraQdx& driver) noexcept : driver_(driver) {}
+  explicit CGlobal(CDriverRef driver) noexcept : driver_(std::move(driver)) {}
 
   HRESULT put_Enabled(VARIANT_BOOL val) override;      // ":GLOB:OUTP %{VARIANT_BOOL}s"
   HRESULT put_VoltageLevel(double val) override;       // ":GLOB:VOLT %0.15lg"
   HRESULT put_CurrentLimit(double val) override;       // ":GLOB:CURR %0.15lg"
 
  private:
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
 };
 
 }  // namespace veqdx::dcpwr

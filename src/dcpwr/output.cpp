@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "dcpwr/output_ivi.h"
 
 namespace veqdx::dcpwr {
 namespace {
@@ -16,21 +15,20 @@ std::int32_t ChannelOfName(const std::string& name, std::int32_t fallback) {
 
 }  // namespace
 
-VelmoraQdxOutput::VelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName,
+CVelmoraQdxOutput::CVelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName,
                                    std::int32_t channel)
     : attr::CRepCap("Output", physicalName, ChannelOfName(physicalName, channel)),
       driver_(driver),
-      channel_(ChannelOfName(physicalName, channel)),
-      ivi_(std::make_unique<CIviDCPwrOutput>(*this)) {
+      channel_(ChannelOfName(physicalName, channel)) {
   if (const std::optional<OutputRecord> rating = driver.Rating(channel_)) {
     maxVoltage_ = kRatingMargin * rating->maxVoltage;
     maxCurrent_ = kRatingMargin * rating->maxCurrent;
   }
 }
 
-VelmoraQdxOutput::~VelmoraQdxOutput() = default;
+CVelmoraQdxOutput::~CVelmoraQdxOutput() = default;
 
-HRESULT VelmoraQdxOutput::ReportInvalidLevel(double value, const char* method,
+HRESULT CVelmoraQdxOutput::ReportInvalidLevel(double value, const char* method,
                                              const char* parameter) const {
   return driver_.Reporter().ReportInvalidValue(method, parameter, value);
 }
@@ -47,28 +45,28 @@ HRESULT HandOut(const CErrorReporter& reporter, const char* member, I* self, I**
 
 }  // namespace
 
-HRESULT VelmoraQdxOutput::get_ExternalControl(IVelmoraQdxOutputExternalControl** val) {
+HRESULT CVelmoraQdxOutput::get_ExternalControl(IVelmoraQdxOutputExternalControl** val) {
   return HandOut<IVelmoraQdxOutputExternalControl>(driver_.Reporter(), "get_ExternalControl", this,
                                                    val);
 }
-HRESULT VelmoraQdxOutput::get_Status(IVelmoraQdxOutputStatus** val) {
+HRESULT CVelmoraQdxOutput::get_Status(IVelmoraQdxOutputStatus** val) {
   return HandOut<IVelmoraQdxOutputStatus>(driver_.Reporter(), "get_Status", this, val);
 }
-HRESULT VelmoraQdxOutput::get_Operation(IVelmoraQdxOutputStatusOperation** val) {
+HRESULT CVelmoraQdxOutput::get_Operation(IVelmoraQdxOutputStatusOperation** val) {
   return HandOut<IVelmoraQdxOutputStatusOperation>(driver_.Reporter(), "get_Operation",
                                                    &statusOperation_, val);
 }
-HRESULT VelmoraQdxOutput::get_Questionable(IVelmoraQdxOutputStatusQuestionable** val) {
+HRESULT CVelmoraQdxOutput::get_Questionable(IVelmoraQdxOutputStatusQuestionable** val) {
   return HandOut<IVelmoraQdxOutputStatusQuestionable>(driver_.Reporter(), "get_Questionable",
                                                       &statusQuestionable_, val);
 }
 
-void VelmoraQdxOutput::OnReset() { InvalidateCache(); }
-void VelmoraQdxOutput::OnResetWithDefaults() { InvalidateCache(); }
+void CVelmoraQdxOutput::OnReset() { InvalidateCache(); }
+void CVelmoraQdxOutput::OnResetWithDefaults() { InvalidateCache(); }
 
-HRESULT VelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, const char* method,
+HRESULT CVelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, const char* method,
                                                  const char* pendingFormat, double limit,
-                                                 HRESULT (VelmoraQdxOutput::*setter)(double)) {
+                                                 HRESULT (CVelmoraQdxOutput::*setter)(double)) {
   AccessTarget t = Target();
   return RunMember(t, interfaceName, method, [&]() -> HRESULT {
     // The instrument form of the whole call is kept as the pending command (diagnostics see
@@ -80,26 +78,31 @@ HRESULT VelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, cons
   });
 }
 
-HRESULT VelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum /*behavior*/,
+HRESULT CVelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum /*behavior*/,
                                                 double limit) {
   return ConfigureCurrentLimitAs(kInterface, limit);
 }
 
-HRESULT VelmoraQdxOutput::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
-  return ConfigureOVPAs(kInterface, limit);
+CVelmoraQdxOutput& CVelmoraQdxOutputForms::Output() noexcept {
+  return static_cast<CVelmoraQdxOutput&>(*this);
 }
 
-HRESULT VelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit) {
-  return ConfigureThroughSetter(interfaceName, "ConfigureCurrentLimit", ":CURR %0@3.15lg", limit,
-                                &VelmoraQdxOutput::put_CurrentLimit);
+HRESULT CVelmoraQdxOutputForms::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
+  return Output().ConfigureOVPAs(CVelmoraQdxOutput::kInterface, limit);
 }
 
-HRESULT VelmoraQdxOutput::ConfigureOVPAs(const char* interfaceName, double limit) {
-  return ConfigureThroughSetter(interfaceName, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", limit,
-                                &VelmoraQdxOutput::put_OVPLimit);
+HRESULT CVelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit) {
+  return ConfigureThroughSetter(interfaceName, "ConfigureCurrentLimit",
+                                props::kCurrentLimit.configureFormat, limit,
+                                &CVelmoraQdxOutput::put_CurrentLimit);
 }
 
-HRESULT VelmoraQdxOutput::QueryMaximum(const char* method, const char* query, bool voltage,
+HRESULT CVelmoraQdxOutput::ConfigureOVPAs(const char* interfaceName, double limit) {
+  return ConfigureThroughSetter(interfaceName, "ConfigureOVP", props::kOVPLimit.configureFormat,
+                                limit, &CVelmoraQdxOutput::put_OVPLimit);
+}
+
+HRESULT CVelmoraQdxOutput::QueryMaximum(const char* method, const char* query, bool voltage,
                                        double* val) {
   AccessTarget t = Target();
   return RunMember(t, kInterface, method, [&]() -> HRESULT {
@@ -122,11 +125,11 @@ HRESULT VelmoraQdxOutput::QueryMaximum(const char* method, const char* query, bo
   });
 }
 
-HRESULT VelmoraQdxOutput::QueryVoltageLevelMax(double /*currentLimit*/, double* val) {
+HRESULT CVelmoraQdxOutput::QueryVoltageLevelMax(double /*currentLimit*/, double* val) {
   return QueryMaximum("QueryVoltageLevelMax", ":VOLT? MAX", true, val);
 }
 
-HRESULT VelmoraQdxOutput::QueryCurrentLimitMax(double /*voltageLevel*/, double* val) {
+HRESULT CVelmoraQdxOutput::QueryCurrentLimitMax(double /*voltageLevel*/, double* val) {
   return QueryMaximum("QueryCurrentLimitMax", ":CURR? MAX", false, val);
 }
 

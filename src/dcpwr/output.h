@@ -1,88 +1,85 @@
-// VelmoraQdxOutput: one output of the supply, an instance of the "Output" repeated capability.
-// It implements IVelmoraQdxOutput, IVelmoraQdxOutputExternalControl and IVelmoraQdxOutputStatus
-// itself. The two per-output status groups have members of one signature, so the output
-// carries them as get_OperationConditionRegister / get_QuestionableConditionRegister, ... and
-// hands out small forwarding objects for the two interfaces (StatusOperation(),
-// StatusQuestionable()); the class-compliant IIviDCPwrOutput view is IviDCPwr() (output_ivi.h).
+// CVelmoraQdxOutput: one output of the supply, an instance of the "Output" repeated capability.
+// It implements IVelmoraQdxOutput, IVelmoraQdxOutputExternalControl, IVelmoraQdxOutputStatus
+// and the class-compliant IIviDCPwrOutput (output_ivi.h) itself. The two per-output status
+// groups have members of one signature, so the output hands out a small object for each
+// (StatusOperation(), StatusQuestionable()).
 //
 // Every member runs the accessor sequence (accessor.h) on this node and, for per-output
 // commands, selects this output's channel first.
 #pragma once
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "attributes/node.h"
 #include "base/hresult.h"
 #include "dcpwr/accessor.h"
+#include "dcpwr/output_ivi.h"
+#include "dcpwr/output_properties.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx::dcpwr {
 
-class CIviDCPwrOutput;
-class VelmoraQdxOutput;
+class CVelmoraQdxOutput;
 
-// Memo slots of an output's cache entries (AccessTarget::slots), one per property with an
-// entry.
-enum OutputSlot : std::int8_t {
-  kSlotEnabled,
-  kSlotVoltageLevel,
-  kSlotCurrentLimit,
-  kSlotCurrentLimitBehavior,
-  kSlotOVPLimit,
-  kSlotTriggeredVoltageLevel,
-  kSlotTriggeredCurrentLimit,
-  kSlotUVL,
-  kSlotOCPLimit,
-  kSlotPONState,
-  kSlotProtectionRecovery,
-  kSlotOperationPriority,
-  kSlotBleederEnabled,
-  kSlotExternalMonitorRange,
-  kSlotTriggerSource,
-  kSlotOutputControlEnabled,
-  kSlotOutputControlLogic,
-  kSlotAlanogControlRange,
-  kSlotCCControlEnabled,
-  kSlotCVControlEnabled,
-  kOutputSlotCount
+// The queries of one of an output's two summary register groups (the channel fills "%d").
+struct SummaryGroup {
+  const char* interfaceName;
+  const char* conditionQuery;
+  const char* enableQuery;
+  const char* eventQuery;
 };
 
-// IVelmoraQdxOutputStatusOperation / ...Questionable of one output, forwarding to it.
-class COutputStatusOperation final : public IVelmoraQdxOutputStatusOperation {
+inline constexpr SummaryGroup kOperationSummary{
+    "IVelmoraQdxOutputStatusOperation", ":STAT:OPER:INST:ISUM%d:COND?",
+    ":STAT:OPER:INST:ISUM%d:ENAB?", ":STAT:OPER:INST:ISUM%d:EVEN?"};
+inline constexpr SummaryGroup kQuestionableSummary{
+    "IVelmoraQdxOutputStatusQuestionable", ":STAT:QUES:INST:ISUM%d:COND?",
+    ":STAT:QUES:INST:ISUM%d:ENAB?", ":STAT:QUES:INST:ISUM%d:EVEN?"};
+
+// IVelmoraQdxOutputStatusOperation / ...Questionable of one output (output_status.cpp).
+template <class I>
+class COutputStatusGroup final : public I {
  public:
-  explicit COutputStatusOperation(VelmoraQdxOutput& output) noexcept : output_(output) {}
+  COutputStatusGroup(CVelmoraQdxOutput& output, const SummaryGroup& group) noexcept
+      : output_(output), group_(group) {}
   HRESULT get_ConditionRegister(std::int16_t* val) override;
   HRESULT get_EnableRegister(std::int16_t* val) override;
+  // Both groups send the operation summary enable command (see output_status.cpp).
   HRESULT put_EnableRegister(std::int16_t val) override;
   HRESULT get_EventRegister(std::int16_t* val) override;
 
  private:
-  VelmoraQdxOutput& output_;
+  CVelmoraQdxOutput& output_;
+  const SummaryGroup& group_;
 };
 
-class COutputStatusQuestionable final : public IVelmoraQdxOutputStatusQuestionable {
+// The instrument forms of the three IVelmoraQdxOutput members whose signature IIviDCPwrOutput
+// shares (see output_ivi.h).
+class CVelmoraQdxOutputForms : public IVelmoraQdxOutput {
  public:
-  explicit COutputStatusQuestionable(VelmoraQdxOutput& output) noexcept : output_(output) {}
-  HRESULT get_ConditionRegister(std::int16_t* val) override;
-  HRESULT get_EnableRegister(std::int16_t* val) override;
-  HRESULT put_EnableRegister(std::int16_t val) override;
-  HRESULT get_EventRegister(std::int16_t* val) override;
+  // Enabled is accepted and otherwise ignored; the limit goes through put_OVPLimit.
+  HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit) final;
+  HRESULT get_TriggeredCurrentLimit(double* val) final;
+  HRESULT put_TriggeredCurrentLimit(double val) final;
 
  private:
-  VelmoraQdxOutput& output_;
+  CVelmoraQdxOutput& Output() noexcept;
 };
 
-class VelmoraQdxOutput : public attr::CRepCap,
-                         public IVelmoraQdxOutput,
+class CVelmoraQdxOutput : public attr::CRepCap,
+                         public CVelmoraQdxOutputForms,
                          public IVelmoraQdxOutputExternalControl,
-                         public IVelmoraQdxOutputStatus {
+                         public IVelmoraQdxOutputStatus,
+                         public CIviDCPwrOutput {
  public:
-  static constexpr const char* kInterface = "IVelmoraQdxOutput";
-  static constexpr const char* kExternalControlInterface = "IVelmoraQdxOutputExternalControl";
-  static constexpr const char* kStatusOperationInterface = "IVelmoraQdxOutputStatusOperation";
-  static constexpr const char* kStatusQuestionableInterface = "IVelmoraQdxOutputStatusQuestionable";
+  // Called on the output itself, these three are the instrument's forms.
+  using CVelmoraQdxOutputForms::ConfigureOVP;
+  using CVelmoraQdxOutputForms::get_TriggeredCurrentLimit;
+  using CVelmoraQdxOutputForms::put_TriggeredCurrentLimit;
+
+  static constexpr const char* kInterface = props::kOutputInterface;
+  static constexpr const char* kExternalControlInterface = props::kExternalControlInterface;
   // Levels and limits may exceed the rating by this factor.
   static constexpr double kRatingMargin = 1.05;
   // Tolerance of the level and limit range checks.
@@ -91,15 +88,15 @@ class VelmoraQdxOutput : public attr::CRepCap,
   // `physicalName` is "Output<channel>"; the channel is parsed from it (falling back to
   // `channel` when the name does not have that form). The limits come from the driver's
   // ratings of that channel, which discovery has filled before the outputs are built.
-  VelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName, std::int32_t channel);
-  ~VelmoraQdxOutput() override;
+  CVelmoraQdxOutput(CVelmoraQdx& driver, std::string physicalName, std::int32_t channel);
+  ~CVelmoraQdxOutput() override;
 
   std::int32_t Channel() const noexcept { return channel_; }
   double MaximumVoltage() const noexcept { return maxVoltage_; }
   double MaximumCurrent() const noexcept { return maxCurrent_; }
 
-  // The class-compliant IIviDCPwrOutput view of this output.
-  CIviDCPwrOutput& IviDCPwr() noexcept { return *ivi_; }
+  // The class-compliant IIviDCPwrOutput view of this output: the output itself.
+  CIviDCPwrOutput& IviDCPwr() noexcept { return *this; }
   IVelmoraQdxOutputStatusOperation& StatusOperation() noexcept { return statusOperation_; }
   IVelmoraQdxOutputStatusQuestionable& StatusQuestionable() noexcept { return statusQuestionable_; }
 
@@ -112,8 +109,6 @@ class VelmoraQdxOutput : public attr::CRepCap,
   // ---------------- IVelmoraQdxOutput: methods ----------------
   // Behavior is accepted and otherwise ignored; the limit goes through put_CurrentLimit.
   HRESULT ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior, double limit) override;
-  // Enabled is accepted and otherwise ignored; the limit goes through put_OVPLimit.
-  HRESULT ConfigureOVP(VARIANT_BOOL enabled, double limit) override;
   HRESULT Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) override;
   // The argument is not sent: the instrument answers its own maximum.
   HRESULT QueryCurrentLimitMax(double voltageLevel, double* val) override;
@@ -124,8 +119,6 @@ class VelmoraQdxOutput : public attr::CRepCap,
   // ---------------- IVelmoraQdxOutput: properties ----------------
   HRESULT get_Enabled(VARIANT_BOOL* val) override;
   HRESULT put_Enabled(VARIANT_BOOL val) override;
-  HRESULT get_TriggeredCurrentLimit(double* val) override;
-  HRESULT put_TriggeredCurrentLimit(double val) override;
   HRESULT get_TriggeredVoltageLevel(double* val) override;
   HRESULT put_TriggeredVoltageLevel(double val) override;
   HRESULT get_VoltageLevel(double* val) override;
@@ -165,19 +158,6 @@ class VelmoraQdxOutput : public attr::CRepCap,
   HRESULT get_CVControlEnabled(VARIANT_BOOL* val) override;
   HRESULT put_CVControlEnabled(VARIANT_BOOL val) override;
 
-  // ---------------- IVelmoraQdxOutputStatusOperation ----------------
-  HRESULT get_OperationConditionRegister(std::int16_t* val);
-  HRESULT get_OperationEnableRegister(std::int16_t* val);
-  HRESULT put_OperationEnableRegister(std::int16_t val);
-  HRESULT get_OperationEventRegister(std::int16_t* val);
-
-  // ---------------- IVelmoraQdxOutputStatusQuestionable ----------------
-  HRESULT get_QuestionableConditionRegister(std::int16_t* val);
-  HRESULT get_QuestionableEnableRegister(std::int16_t* val);
-  // Sends the operation summary enable command, as the instrument interface always did.
-  HRESULT put_QuestionableEnableRegister(std::int16_t val);
-  HRESULT get_QuestionableEventRegister(std::int16_t* val);
-
   // ---------------- reset hooks ----------------
   // The instrument forgot its settings: so does this output's cache.
   void OnReset() override;
@@ -203,6 +183,9 @@ class VelmoraQdxOutput : public attr::CRepCap,
 
  private:
   friend class CIviDCPwrOutput;
+  friend class CVelmoraQdxOutputForms;
+  template <class I>
+  friend class COutputStatusGroup;
 
   HRESULT ReportInvalidLevel(double value, const char* method, const char* parameter) const;
   // Shared by both ConfigureOVP / ConfigureCurrentLimit flavours (the instrument's interface
@@ -212,7 +195,7 @@ class VelmoraQdxOutput : public attr::CRepCap,
   HRESULT ConfigureOVPAs(const char* interfaceName, double limit);
   HRESULT ConfigureThroughSetter(const char* interfaceName, const char* method,
                                  const char* pendingFormat, double limit,
-                                 HRESULT (VelmoraQdxOutput::*setter)(double));
+                                 HRESULT (CVelmoraQdxOutput::*setter)(double));
   // The per-output register reads: 0 without I/O when simulating, no channel selection.
   HRESULT GetRegister(const char* interfaceName, const char* member, const char* query,
                       std::int16_t* val);
@@ -224,10 +207,10 @@ class VelmoraQdxOutput : public attr::CRepCap,
   std::int32_t channel_;
   double maxVoltage_ = 0;
   double maxCurrent_ = 0;
-  std::unique_ptr<CIviDCPwrOutput> ivi_;
-  std::array<attr::CCacheEntryBase*, kOutputSlotCount> entrySlots_{};
-  COutputStatusOperation statusOperation_{*this};
-  COutputStatusQuestionable statusQuestionable_{*this};
+  std::array<attr::CCacheEntryBase*, props::kOutputSlotCount> entrySlots_{};
+  COutputStatusGroup<IVelmoraQdxOutputStatusOperation> statusOperation_{*this, kOperationSummary};
+  COutputStatusGroup<IVelmoraQdxOutputStatusQuestionable> statusQuestionable_{
+      *this, kQuestionableSummary};
 };
 
 }  // namespace veqdx::dcpwr

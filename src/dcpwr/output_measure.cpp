@@ -41,7 +41,7 @@ const StateBit* FindStateBit(VelmoraQdxOutputStateEnum state) {
 
 }  // namespace
 
-HRESULT VelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) {
+HRESULT CVelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) {
   const AccessTarget t = Target();
   return RunMember(t, kInterface, "Measure", [&]() -> HRESULT {
     HRESULT hr = CheckOut(t, "Measure", val);
@@ -58,13 +58,12 @@ HRESULT VelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType,
     if (driver_.Simulate()) {
       // A simulated output measures what it was set to, and only while it is on.
       VARIANT_BOOL enabled = VARIANT_FALSE;
-      attr::CCacheEntry<VARIANT_BOOL>* on = EntryOf<VARIANT_BOOL>(t, attr::keys::Enabled);
+      attr::CCacheEntry<VARIANT_BOOL>* on = EntryOf(t, props::kEnabled);
       if (on == nullptr) return E_OUTOFMEMORY;
       if (!on->TryGet(enabled) || enabled == VARIANT_FALSE) return S_OK;
-      const attr::CacheKey& key = measurementType == VelmoraQdxMeasurementCurrent
-                                      ? attr::keys::CurrentLimit
-                                      : attr::keys::VoltageLevel;
-      attr::CCacheEntry<double>* level = EntryOf<double>(t, key);
+      attr::CCacheEntry<double>* level = EntryOf(
+          t, measurementType == VelmoraQdxMeasurementCurrent ? props::kCurrentLimit
+                                                             : props::kVoltageLevel);
       if (level == nullptr) return E_OUTOFMEMORY;
       level->TryGet(*val);
       return S_OK;
@@ -76,7 +75,7 @@ HRESULT VelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType,
   });
 }
 
-HRESULT VelmoraQdxOutput::QueryState(VelmoraQdxOutputStateEnum outputState, VARIANT_BOOL* val) {
+HRESULT CVelmoraQdxOutput::QueryState(VelmoraQdxOutputStateEnum outputState, VARIANT_BOOL* val) {
   const AccessTarget t = Target();
   return RunMember(t, kInterface, "QueryState", [&]() -> HRESULT {
     HRESULT hr = CheckOut(t, "QueryState", val);
@@ -108,7 +107,7 @@ HRESULT VelmoraQdxOutput::QueryState(VelmoraQdxOutputStateEnum outputState, VARI
   });
 }
 
-HRESULT VelmoraQdxOutput::ResetOutputProtection() {
+HRESULT CVelmoraQdxOutput::ResetOutputProtection() {
   const AccessTarget t = Target();
   return RunMember(t, kInterface, "ResetOutputProtection", [&]() -> HRESULT {
     auto io = driver_.LockIo();

@@ -2,7 +2,6 @@
 
 #include <mutex>
 
-#include "attributes/cache_keys.h"
 #include "base/call_context.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/accessor.h"
@@ -10,78 +9,70 @@
 namespace veqdx::dcpwr {
 namespace {
 
-namespace keys = attr::keys;
-
 // Condition and event registers: read only, no cache entry (0 while simulating).
-constexpr PropertyDesc Reading(const char* interfaceName, const char* getName,
-                               const char* query, const char* format) {
-  return PropertyDesc{interfaceName, getName, nullptr, nullptr, query, format,
-                      nullptr,       CacheKind::None};
+template <class T>
+constexpr Property<T> Reading(const char* interfaceName, const char* getName, const char* query,
+                              const char* format) {
+  return {{.interfaceName = interfaceName, .getName = getName, .putName = nullptr,
+           .writeFormat = nullptr, .queryCommand = query, .readFormat = format}};
 }
-// Enable registers: read and written; the entry only keeps what was written while simulating.
-constexpr PropertyDesc Enable(const char* interfaceName, const char* write, const char* query,
-                              const char* format, const attr::CacheKey& key) {
-  return PropertyDesc{interfaceName, "get_EnableRegister", "put_EnableRegister", write, query,
-                      format,        &key,                 CacheKind::SimulationOnly};
+// Enable registers: read and written; the entry "<interface>.EnableRegister" only keeps what
+// was written while simulating.
+template <class T>
+constexpr Property<T> Enable(const char* interfaceName, const char* key, const char* write,
+                             const char* query, const char* format) {
+  return {{.interfaceName = interfaceName, .getName = "get_EnableRegister",
+           .putName = "put_EnableRegister", .writeFormat = write, .queryCommand = query,
+           .readFormat = format, .key = attr::CCacheKey{key}, .cache = CacheKind::SimulationOnly}};
 }
 
-constexpr const char* kOperation = "IVelmoraQdxStatusOperation";
-constexpr const char* kQuestionable = "IVelmoraQdxStatusQuestionable";
-constexpr const char* kOperationInstrument = "IVelmoraQdxStatusOperationInstrument";
-constexpr const char* kQuestionableInstrument = "IVelmoraQdxStatusQuestionableInstrument";
 constexpr const char* kStandardEvent = "IVelmoraQdxStatusStandardEvent";
 constexpr const char* kStatusByte = "IVelmoraQdxStatusStatusByte";
 
-constexpr PropertyDesc kOperCondition =
-    Reading(kOperation, "get_ConditionRegister", ":STAT:OPER:COND?", "%hd");
-constexpr PropertyDesc kOperEnable = Enable(kOperation, ":STAT:OPER:ENAB %hd", ":STAT:OPER:ENAB?",
-                                            "%hd", keys::StatusOperationEnableRegister);
-constexpr PropertyDesc kOperEvent =
-    Reading(kOperation, "get_EventRegister", ":STAT:OPER:EVEN?", "%hd");
+// A SCPI register group: "<root>:COND?", "<root>:EVEN?" and the enable register
+// "<root>:ENAB <format>" / "<root>:ENAB?", all of width T.
+#define VEQDX_SCPI_GROUP(T, Interface, Short, root, format)                                    \
+  constexpr auto k##Short##Condition =                                                          \
+      Reading<T>(#Interface, "get_ConditionRegister", root ":COND?", format);                   \
+  constexpr auto k##Short##Enable = Enable<T>(#Interface, #Interface ".EnableRegister",         \
+                                              root ":ENAB " format, root ":ENAB?", format);     \
+  constexpr auto k##Short##Event = Reading<T>(#Interface, "get_EventRegister", root ":EVEN?", format)
 
-constexpr PropertyDesc kQuesCondition =
-    Reading(kQuestionable, "get_ConditionRegister", ":STAT:QUES:COND?", "%hd");
-constexpr PropertyDesc kQuesEnable =
-    Enable(kQuestionable, ":STAT:QUES:ENAB %hd", ":STAT:QUES:ENAB?", "%hd",
-           keys::StatusQuestionableEnableRegister);
-constexpr PropertyDesc kQuesEvent =
-    Reading(kQuestionable, "get_EventRegister", ":STAT:QUES:EVEN?", "%hd");
+VEQDX_SCPI_GROUP(std::int16_t, IVelmoraQdxStatusOperation, Oper, ":STAT:OPER", "%hd");
+VEQDX_SCPI_GROUP(std::int16_t, IVelmoraQdxStatusQuestionable, Ques, ":STAT:QUES", "%hd");
+VEQDX_SCPI_GROUP(std::int32_t, IVelmoraQdxStatusOperationInstrument, OperInst, ":STAT:OPER:INST",
+                 "%d");
+VEQDX_SCPI_GROUP(std::int32_t, IVelmoraQdxStatusQuestionableInstrument, QuesInst,
+                 ":STAT:QUES:INST", "%d");
+#undef VEQDX_SCPI_GROUP
 
-constexpr PropertyDesc kOperInstCondition =
-    Reading(kOperationInstrument, "get_ConditionRegister", ":STAT:OPER:INST:COND?", "%d");
-constexpr PropertyDesc kOperInstEnable =
-    Enable(kOperationInstrument, ":STAT:OPER:INST:ENAB %d", ":STAT:OPER:INST:ENAB?", "%d",
-           keys::StatusOperationInstrumentEnableRegister);
-constexpr PropertyDesc kOperInstEvent =
-    Reading(kOperationInstrument, "get_EventRegister", ":STAT:OPER:INST:EVEN?", "%d");
+constexpr auto kEsrEvent =
+    Reading<std::uint8_t>(kStandardEvent, "get_EventRegister", "*ESR?", "%bd");
+constexpr auto kEsrEnable =
+    Enable<std::uint8_t>(kStandardEvent, "IVelmoraQdxStatusStandardEvent.EnableRegister",
+                         "*ESE %bd", "*ESE?", "%bd");
 
-constexpr PropertyDesc kQuesInstCondition =
-    Reading(kQuestionableInstrument, "get_ConditionRegister", ":STAT:QUES:INST:COND?", "%d");
-constexpr PropertyDesc kQuesInstEnable =
-    Enable(kQuestionableInstrument, ":STAT:QUES:INST:ENAB %d", ":STAT:QUES:INST:ENAB?", "%d",
-           keys::StatusQuestionableInstrumentEnableRegister);
-constexpr PropertyDesc kQuesInstEvent =
-    Reading(kQuestionableInstrument, "get_EventRegister", ":STAT:QUES:INST:EVEN?", "%d");
+constexpr auto kStbCondition =
+    Reading<std::uint8_t>(kStatusByte, "get_ConditionRegister", "*STB?", "%bd");
+constexpr auto kStbEnable =
+    Enable<std::uint8_t>(kStatusByte, "IVelmoraQdxStatusStatusByte.EnableRegister", "*SRE %bd",
+                         "*SRE?", "%bd");
 
-constexpr PropertyDesc kEsrEvent = Reading(kStandardEvent, "get_EventRegister", "*ESR?", "%bd");
-constexpr PropertyDesc kEsrEnable =
-    Enable(kStandardEvent, "*ESE %bd", "*ESE?", "%bd", keys::StatusStandardEventEnableRegister);
-
-constexpr PropertyDesc kStbCondition =
-    Reading(kStatusByte, "get_ConditionRegister", "*STB?", "%bd");
-constexpr PropertyDesc kStbEnable =
-    Enable(kStatusByte, "*SRE %bd", "*SRE?", "%bd", keys::StatusStatusByteEnableRegister);
-
-AccessTarget RootOf(CVelmoraQdx& driver) { return AccessTarget{driver, driver, kNoChannel}; }
+// The driver-wide target; `lease` keeps the driver alive and must outlive the target (a
+// temporary in the same full expression does).
+AccessTarget RootOf(const std::shared_ptr<CVelmoraQdx>& lease) {
+  return AccessTarget{*lease, *lease, kNoChannel};
+}
 
 // Hands out a group object owned by the facet. No instrument is involved, so an
 // uninitialized session may navigate the tree; only the pointer is checked.
 template <class I>
-HRESULT HandOut(CVelmoraQdx& driver, const char* interfaceName, const char* member, I** val,
+HRESULT HandOut(const CDriverRef& ref, const char* interfaceName, const char* member, I** val,
                 I* group) {
-  std::lock_guard<std::recursive_mutex> lock(driver.Mutex());
+  const std::shared_ptr<CVelmoraQdx> driver = ref.Lease();
+  std::lock_guard<std::recursive_mutex> lock(driver->Mutex());
   CCallContextGuard context(interfaceName, member);
-  if (val == nullptr) return driver.Reporter().ReportNullPointer(member, "val");
+  if (val == nullptr) return driver->Reporter().ReportNullPointer(member, "val");
   *val = group;
   return S_OK;
 }
@@ -90,99 +81,100 @@ HRESULT HandOut(CVelmoraQdx& driver, const char* interfaceName, const char* memb
 
 // ---- IVelmoraQdxStatusOperationInstrument ----
 HRESULT COperationInstrumentStatus::get_ConditionRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kOperInstCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperInstCondition, val);
 }
 HRESULT COperationInstrumentStatus::get_EnableRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kOperInstEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperInstEnable, val);
 }
 HRESULT COperationInstrumentStatus::put_EnableRegister(std::int32_t val) {
-  return PutProperty(RootOf(driver_), kOperInstEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kOperInstEnable, val);
 }
 HRESULT COperationInstrumentStatus::get_EventRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kOperInstEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperInstEvent, val);
 }
 
 // ---- IVelmoraQdxStatusQuestionableInstrument ----
 HRESULT CQuestionableInstrumentStatus::get_ConditionRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kQuesInstCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesInstCondition, val);
 }
 HRESULT CQuestionableInstrumentStatus::get_EnableRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kQuesInstEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesInstEnable, val);
 }
 HRESULT CQuestionableInstrumentStatus::put_EnableRegister(std::int32_t val) {
-  return PutProperty(RootOf(driver_), kQuesInstEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kQuesInstEnable, val);
 }
 HRESULT CQuestionableInstrumentStatus::get_EventRegister(std::int32_t* val) {
-  return GetProperty(RootOf(driver_), kQuesInstEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesInstEvent, val);
 }
 
 // ---- IVelmoraQdxStatusOperation ----
 HRESULT COperationStatus::get_Instrument(IVelmoraQdxStatusOperationInstrument** val) {
-  return HandOut<IVelmoraQdxStatusOperationInstrument>(driver_, kOperation, "get_Instrument",
-                                                       val, &instrument_);
+  return HandOut<IVelmoraQdxStatusOperationInstrument>(driver_, kOperEnable.interfaceName,
+                                                       "get_Instrument", val, &instrument_);
 }
 HRESULT COperationStatus::get_ConditionRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kOperCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperCondition, val);
 }
 HRESULT COperationStatus::get_EnableRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kOperEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperEnable, val);
 }
 HRESULT COperationStatus::put_EnableRegister(std::int16_t val) {
-  return PutProperty(RootOf(driver_), kOperEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kOperEnable, val);
 }
 HRESULT COperationStatus::get_EventRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kOperEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kOperEvent, val);
 }
 
 // ---- IVelmoraQdxStatusQuestionable ----
 HRESULT CQuestionableStatus::get_Instrument(IVelmoraQdxStatusQuestionableInstrument** val) {
-  return HandOut<IVelmoraQdxStatusQuestionableInstrument>(driver_, kQuestionable,
+  return HandOut<IVelmoraQdxStatusQuestionableInstrument>(driver_, kQuesEnable.interfaceName,
                                                           "get_Instrument", val, &instrument_);
 }
 HRESULT CQuestionableStatus::get_ConditionRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kQuesCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesCondition, val);
 }
 HRESULT CQuestionableStatus::get_EnableRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kQuesEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesEnable, val);
 }
 HRESULT CQuestionableStatus::put_EnableRegister(std::int16_t val) {
-  return PutProperty(RootOf(driver_), kQuesEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kQuesEnable, val);
 }
 HRESULT CQuestionableStatus::get_EventRegister(std::int16_t* val) {
-  return GetProperty(RootOf(driver_), kQuesEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kQuesEvent, val);
 }
 
 // ---- IVelmoraQdxStatusStandardEvent ----
 HRESULT CStandardEventStatus::get_EventRegister(std::uint8_t* val) {
-  return GetProperty(RootOf(driver_), kEsrEvent, val);
+  return GetProperty(RootOf(driver_.Lease()), kEsrEvent, val);
 }
 HRESULT CStandardEventStatus::get_EnableRegister(std::uint8_t* val) {
-  return GetProperty(RootOf(driver_), kEsrEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kEsrEnable, val);
 }
 HRESULT CStandardEventStatus::put_EnableRegister(std::uint8_t val) {
-  return PutProperty(RootOf(driver_), kEsrEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kEsrEnable, val);
 }
 
 // ---- IVelmoraQdxStatusStatusByte ----
 HRESULT CStatusByteStatus::get_ConditionRegister(std::uint8_t* val) {
-  return GetProperty(RootOf(driver_), kStbCondition, val);
+  return GetProperty(RootOf(driver_.Lease()), kStbCondition, val);
 }
 HRESULT CStatusByteStatus::get_EnableRegister(std::uint8_t* val) {
-  return GetProperty(RootOf(driver_), kStbEnable, val);
+  return GetProperty(RootOf(driver_.Lease()), kStbEnable, val);
 }
 HRESULT CStatusByteStatus::put_EnableRegister(std::uint8_t val) {
-  return PutProperty(RootOf(driver_), kStbEnable, val);
+  return PutProperty(RootOf(driver_.Lease()), kStbEnable, val);
 }
 
 // ---- IVelmoraQdxStatus ----
 HRESULT CStatus::Clear() {
-  const AccessTarget root = RootOf(driver_);
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  const AccessTarget root = RootOf(driver);
   return RunMember(root, kInterface, "Clear", [&]() -> HRESULT {
-    if (driver_.Simulate()) return S_OK;
+    if (driver->Simulate()) return S_OK;
     // Clearing the status is also how a session whose replies fell out of step recovers.
     {
-      auto io = driver_.LockIo();
-      const HRESULT hr = driver_.Io().Resynchronize();
+      auto io = driver->LockIo();
+      const HRESULT hr = driver->Io().Resynchronize();
       if (Failed(hr)) return hr;
     }
     return SendCommand(root, false, "*CLS");
@@ -191,9 +183,10 @@ HRESULT CStatus::Clear() {
 HRESULT CStatus::Preset() { return Send("Preset", ":STAT:PRES"); }
 
 HRESULT CStatus::Send(const char* member, const char* command) {
-  const AccessTarget root = RootOf(driver_);
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  const AccessTarget root = RootOf(driver);
   return RunMember(root, kInterface, member, [&]() -> HRESULT {
-    if (driver_.Simulate()) return S_OK;
+    if (driver->Simulate()) return S_OK;
     return SendCommand(root, false, command);
   });
 }

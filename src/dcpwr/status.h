@@ -20,43 +20,43 @@
 // own no state; the facet objects may be created and dropped freely.
 #pragma once
 #include <cstdint>
+#include <utility>
 
 #include "base/hresult.h"
+#include "dcpwr/driver_ref.h"
 #include "veqdx/interfaces.h"
-
-namespace veqdx {
-class CVelmoraQdx;
-}
 
 namespace veqdx::dcpwr {
 
 class COperationInstrumentStatus final : public IVelmoraQdxStatusOperationInstrument {
  public:
-  explicit COperationInstrumentStatus(CVelmoraQdx& driver) noexcept : driver_(driver) {}
+  explicit COperationInstrumentStatus(CDriverRef driver) noexcept : driver_(std::move(driver)) {}
   HRESULT get_ConditionRegister(std::int32_t* val) override;  // ":STAT:OPER:INST:COND?"
   HRESULT get_EnableRegister(std::int32_t* val) override;     // ":STAT:OPER:INST:ENAB?"
   HRESULT put_EnableRegister(std::int32_t val) override;      // ":STAT:OPER:INST:ENAB %d"
   HRESULT get_EventRegister(std::int32_t* val) override;      // ":STAT:OPER:INST:EVEN?"
 
  private:
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
 };
 
 class CQuestionableInstrumentStatus final : public IVelmoraQdxStatusQuestionableInstrument {
  public:
-  explicit CQuestionableInstrumentStatus(CVelmoraQdx& driver) noexcept : driver_(driver) {}
+  explicit CQuestionableInstrumentStatus(CDriverRef driver) noexcept : driver_(std::move(driver)) {}
   HRESULT get_ConditionRegister(std::int32_t* val) override;  // ":STAT:QUES:INST:COND?"
   HRESULT get_EnableRegister(std::int32_t* val) override;     // ":STAT:QUES:INST:ENAB?"
   HRESULT put_EnableRegister(std::int32_t val) override;      // ":STAT:QUES:INST:ENAB %d"
   HRESULT get_EventRegister(std::int32_t* val) override;      // ":STAT:QUES:INST:EVEN?"
 
  private:
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
 };
 
 class COperationStatus final : public IVelmoraQdxStatusOperation {
  public:
-  explicit COperationStatus(CVelmoraQdx& driver) noexcept : driver_(driver), instrument_(driver) {}
+  explicit COperationStatus(CDriverRef driver) noexcept
+      : driver_(std::move(driver)), instrument_(driver_) {}
+  COperationInstrumentStatus& Instrument() noexcept { return instrument_; }
   HRESULT get_Instrument(IVelmoraQdxStatusOperationInstrument** val) override;
   HRESULT get_ConditionRegister(std::int16_t* val) override;  // ":STAT:OPER:COND?"
   HRESULT get_EnableRegister(std::int16_t* val) override;     // ":STAT:OPER:ENAB?"
@@ -64,14 +64,15 @@ class COperationStatus final : public IVelmoraQdxStatusOperation {
   HRESULT get_EventRegister(std::int16_t* val) override;      // ":STAT:OPER:EVEN?"
 
  private:
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
   COperationInstrumentStatus instrument_;
 };
 
 class CQuestionableStatus final : public IVelmoraQdxStatusQuestionable {
  public:
-  explicit CQuestionableStatus(CVelmoraQdx& driver) noexcept
-      : driver_(driver), instrument_(driver) {}
+  explicit CQuestionableStatus(CDriverRef driver) noexcept
+      : driver_(std::move(driver)), instrument_(driver_) {}
+  CQuestionableInstrumentStatus& Instrument() noexcept { return instrument_; }
   HRESULT get_Instrument(IVelmoraQdxStatusQuestionableInstrument** val) override;
   HRESULT get_ConditionRegister(std::int16_t* val) override;  // ":STAT:QUES:COND?"
   HRESULT get_EnableRegister(std::int16_t* val) override;     // ":STAT:QUES:ENAB?"
@@ -79,48 +80,52 @@ class CQuestionableStatus final : public IVelmoraQdxStatusQuestionable {
   HRESULT get_EventRegister(std::int16_t* val) override;      // ":STAT:QUES:EVEN?"
 
  private:
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
   CQuestionableInstrumentStatus instrument_;
 };
 
 class CStandardEventStatus final : public IVelmoraQdxStatusStandardEvent {
  public:
-  explicit CStandardEventStatus(CVelmoraQdx& driver) noexcept : driver_(driver) {}
+  explicit CStandardEventStatus(CDriverRef driver) noexcept : driver_(std::move(driver)) {}
   HRESULT get_EventRegister(std::uint8_t* val) override;   // "*ESR?"
   HRESULT get_EnableRegister(std::uint8_t* val) override;  // "*ESE?"
   HRESULT put_EnableRegister(std::uint8_t val) override;   // "*ESE %bd"
 
  private:
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
 };
 
 class CStatusByteStatus final : public IVelmoraQdxStatusStatusByte {
  public:
-  explicit CStatusByteStatus(CVelmoraQdx& driver) noexcept : driver_(driver) {}
+  explicit CStatusByteStatus(CDriverRef driver) noexcept : driver_(std::move(driver)) {}
   HRESULT get_ConditionRegister(std::uint8_t* val) override;  // "*STB?"
   HRESULT get_EnableRegister(std::uint8_t* val) override;     // "*SRE?"
   HRESULT put_EnableRegister(std::uint8_t val) override;      // "*SRE %bd"
 
  private:
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
 };
 
 class CStatus final : public IVelmoraQdxStatus {
  public:
   static constexpr const char* kInterface = "IVelmoraQdxStatus";
 
-  explicit CStatus(CVelmoraQdx& driver) noexcept
-      : driver_(driver),
-        operation_(driver),
-        questionable_(driver),
-        standardEvent_(driver),
-        statusByte_(driver) {}
+  explicit CStatus(CDriverRef driver) noexcept
+      : driver_(std::move(driver)),
+        operation_(driver_),
+        questionable_(driver_),
+        standardEvent_(driver_),
+        statusByte_(driver_) {}
 
   // "*CLS" clears the event registers and the error queue and keeps the enable registers;
   // ":STAT:PRES" presets the status system. Both send nothing while simulating.
   HRESULT Clear() override;
   HRESULT Preset() override;
   // The groups (owned by this facet; never null on success).
+  COperationStatus& Operation() noexcept { return operation_; }
+  CQuestionableStatus& Questionable() noexcept { return questionable_; }
+  CStandardEventStatus& StandardEvent() noexcept { return standardEvent_; }
+  CStatusByteStatus& StatusByte() noexcept { return statusByte_; }
   HRESULT get_Operation(IVelmoraQdxStatusOperation** val) override;
   HRESULT get_Questionable(IVelmoraQdxStatusQuestionable** val) override;
   HRESULT get_StandardEvent(IVelmoraQdxStatusStandardEvent** val) override;
@@ -129,7 +134,7 @@ class CStatus final : public IVelmoraQdxStatus {
  private:
   HRESULT Send(const char* member, const char* command);
 
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
   COperationStatus operation_;
   CQuestionableStatus questionable_;
   CStandardEventStatus standardEvent_;

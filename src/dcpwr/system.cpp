@@ -24,32 +24,35 @@ HRESULT CSystem::SaveState(std::int32_t Memory) {
 
 HRESULT CSystem::SendMemoryCommand(const char* member, const char* format,
                                    std::int32_t memory) {
-  const AccessTarget root = RootOf(driver_);
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  const AccessTarget root = RootOf(*driver);
   return RunMember(root, kInterface, member, [&]() -> HRESULT {
-    if (driver_.RangeCheck() && (memory < kFirstMemory || memory > kLastMemory)) {
+    if (driver->RangeCheck() && (memory < kFirstMemory || memory > kLastMemory)) {
       // Reported, not acted on: the instrument has the last word on its memory numbers, and
       // callers rely on the command going out. The send's result is what the call returns.
       char text[16];
       std::snprintf(text, sizeof text, "%d", static_cast<int>(memory));
-      driver_.Reporter().ReportInvalidValueText(member, "Memory", text);
+      driver->Reporter().ReportInvalidValueText(member, "Memory", text);
     }
     return SendCommand(root, false, format, memory);
   });
 }
 
 HRESULT CSystem::get_DirectIO(IFormattedIO488** val) {
-  return RunMember(RootOf(driver_), kInterface, "get_DirectIO", [&]() -> HRESULT {
-    if (val == nullptr) return driver_.Reporter().ReportNullPointer("get_DirectIO", "val");
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  return RunMember(RootOf(*driver), kInterface, "get_DirectIO", [&]() -> HRESULT {
+    if (val == nullptr) return driver->Reporter().ReportNullPointer("get_DirectIO", "val");
     *val = nullptr;
-    if (driver_.Simulate()) return ReportDirectIoWhileSimulating(driver_);
+    if (driver->Simulate()) return ReportDirectIoWhileSimulating(*driver);
     *val = &directIo_;
     return S_OK;
   });
 }
 
 HRESULT CSystem::SystemWrite(const char* command) {
-  return RunMember(RootOf(driver_), kInterface, "SystemWrite", [&]() -> HRESULT {
-    if (command == nullptr) return driver_.Reporter().ReportNullPointer("SystemWrite", "Command");
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  return RunMember(RootOf(*driver), kInterface, "SystemWrite", [&]() -> HRESULT {
+    if (command == nullptr) return driver->Reporter().ReportNullPointer("SystemWrite", "Command");
     IFormattedIO488* direct = nullptr;
     const HRESULT hr = get_DirectIO(&direct);
     if (Failed(hr)) return hr;
@@ -59,7 +62,7 @@ HRESULT CSystem::SystemWrite(const char* command) {
 
 HRESULT CSystem::SystemRead(std::size_t max, std::string& out) {
   out.clear();
-  return RunMember(RootOf(driver_), kInterface, "SystemRead", [&]() -> HRESULT {
+  return RunMember(RootOf(*driver_.Lease()), kInterface, "SystemRead", [&]() -> HRESULT {
     IFormattedIO488* direct = nullptr;
     const HRESULT hr = get_DirectIO(&direct);
     if (Failed(hr)) return hr;

@@ -13,14 +13,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "base/hresult.h"
 #include "dcpwr/direct_io.h"
+#include "dcpwr/driver_ref.h"
 #include "veqdx/interfaces.h"
-
-namespace veqdx {
-class CVelmoraQdx;
-}
 
 namespace veqdx::dcpwr {
 
@@ -31,7 +29,7 @@ class CSystem final : public IVelmoraQdxSystem {
   static constexpr std::int32_t kFirstMemory = 1;
   static constexpr std::int32_t kLastMemory = 3;
 
-  explicit CSystem(CVelmoraQdx& driver) noexcept : driver_(driver), directIo_(driver) {}
+  explicit CSystem(CDriverRef driver) noexcept : driver_(std::move(driver)), directIo_(driver_) {}
 
   // ---------------- IVelmoraQdxSystem ----------------
   // "*RCL %@1d" / "*SAV %@1d", no channel selection. With RangeCheck on, a Memory outside
@@ -56,7 +54,7 @@ class CSystem final : public IVelmoraQdxSystem {
  private:
   HRESULT SendMemoryCommand(const char* member, const char* format, std::int32_t memory);
 
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
   CDirectIo directIo_;
 };
 

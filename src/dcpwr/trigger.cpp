@@ -1,14 +1,14 @@
 #include "dcpwr/trigger.h"
 
-#include "attributes/cache_keys.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/accessor.h"
+#include "dcpwr/output_properties.h"
 
 namespace veqdx::dcpwr {
 
 void InvalidateProgrammedLevels(const attr::CNode& node) {
-  for (const attr::CacheKey* key : {&attr::keys::VoltageLevel, &attr::keys::CurrentLimit}) {
-    if (attr::CCacheEntryBase* entry = node.FindCacheEntry(*key)) entry->Invalidate();
+  for (const dcpwr::PropertyInfo* level : {&props::kVoltageLevel, &props::kCurrentLimit}) {
+    if (attr::CCacheEntryBase* entry = node.FindCacheEntry(level->key)) entry->Invalidate();
   }
   node.ForEachChild([](attr::CNode& child) { InvalidateProgrammedLevels(child); });
 }
@@ -23,11 +23,12 @@ HRESULT CTrigger::SendSoftwareTrigger() {
 }
 
 HRESULT CTrigger::Fire(const char* member, const char* command, bool changesLevels) {
-  const AccessTarget root{driver_, driver_, kNoChannel};
+  const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
+  const AccessTarget root{*driver, *driver, kNoChannel};
   return RunMember(root, kInterface, member, [&]() -> HRESULT {
-    const HRESULT hr = driver_.Simulate() ? S_OK : SendCommand(root, false, command);
+    const HRESULT hr = driver->Simulate() ? S_OK : SendCommand(root, false, command);
     // The I/O lock is released by now: the walk below reads the child maps.
-    if (Succeeded(hr) && changesLevels && driver_.Cache()) InvalidateProgrammedLevels(driver_);
+    if (Succeeded(hr) && changesLevels && driver->Cache()) InvalidateProgrammedLevels(*driver);
     return hr;
   });
 }

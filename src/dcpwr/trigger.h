@@ -12,7 +12,10 @@
 // "IVelmoraQdxOutput.CurrentLimit" of every output are made invalid. Abort changes no level
 // and invalidates nothing; neither does a failed send.
 #pragma once
+#include <utility>
+
 #include "base/hresult.h"
+#include "dcpwr/driver_ref.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx {
@@ -24,11 +27,12 @@ class CNode;
 
 namespace veqdx::dcpwr {
 
-class CTrigger final : public IVelmoraQdxTrigger {
+// IIviDCPwrTrigger has the same members: one override serves both interfaces.
+class CTrigger final : public IVelmoraQdxTrigger, public IIviDCPwrTrigger {
  public:
   static constexpr const char* kInterface = "IVelmoraQdxTrigger";
 
-  explicit CTrigger(CVelmoraQdx& driver) noexcept : driver_(driver) {}
+  explicit CTrigger(CDriverRef driver) noexcept : driver_(std::move(driver)) {}
 
   HRESULT Abort() override;
   HRESULT Initiate() override;
@@ -37,7 +41,7 @@ class CTrigger final : public IVelmoraQdxTrigger {
  private:
   HRESULT Fire(const char* member, const char* command, bool changesLevels);
 
-  CVelmoraQdx& driver_;
+  CDriverRef driver_;
 };
 
 // Marks the cached voltage level and current limit invalid in `node` and every node below it.

@@ -30,8 +30,8 @@ class LockTimeoutOverride {
   std::chrono::milliseconds saved_;
 };
 
-TEST(SessionTable, RemovedEntryLivesWhileACallUsesIt) {
-  SessionTable table;
+TEST(CSessionTable, RemovedEntryLivesWhileACallUsesIt) {
+  CSessionTable table;
   auto driver = std::make_shared<int>(42);
   std::weak_ptr<int> watch = driver;
   ViSession h = table.Add(std::move(driver));
@@ -45,13 +45,13 @@ TEST(SessionTable, RemovedEntryLivesWhileACallUsesIt) {
 
 // While one thread holds the lock its own calls go through; another thread's LockSession and
 // its per-call guard give up after the timeout, each recording "operation pending".
-TEST(SessionLock, OtherThreadsGiveUpAfterTheTimeout) {
+TEST(CSessionLock, OtherThreadsGiveUpAfterTheTimeout) {
   LockTimeoutOverride shortWait(50ms);
   const ViSession vi = Sessions().Add(std::make_shared<int>(7));
-  const std::shared_ptr<SessionEntry> entry = Sessions().Find(vi);
+  const std::shared_ptr<CSessionEntry> entry = Sessions().Find(vi);
   ViBoolean has = VI_FALSE;
   ASSERT_EQ(LockSession(*entry, &has), VI_SUCCESS);
-  EXPECT_EQ(SessionCall(vi).status(), VI_SUCCESS);
+  EXPECT_EQ(CSessionCall(vi).status(), VI_SUCCESS);
 
   ViStatus lockStatus = VI_SUCCESS;
   ViStatus lockRecord = VI_SUCCESS;
@@ -61,7 +61,7 @@ TEST(SessionLock, OtherThreadsGiveUpAfterTheTimeout) {
     lockStatus = LockSession(*entry, &otherHas);
     lockRecord = entry->Error().code;
     entry->ClearError();
-    callStatus = SessionCall(vi).status();
+    callStatus = CSessionCall(vi).status();
   }).join();
   EXPECT_EQ(lockStatus, VEQDX_ERROR_OPERATION_PENDING);
   EXPECT_EQ(otherHas, VI_FALSE);
@@ -72,18 +72,18 @@ TEST(SessionLock, OtherThreadsGiveUpAfterTheTimeout) {
 
   ASSERT_EQ(UnlockSession(*entry, &has), VI_SUCCESS);
   EXPECT_EQ(has, VI_FALSE);
-  std::thread([&] { callStatus = SessionCall(vi).status(); }).join();
+  std::thread([&] { callStatus = CSessionCall(vi).status(); }).join();
   EXPECT_EQ(callStatus, VI_SUCCESS);
   Sessions().Remove(vi);
 }
 
 // Finish converts the object layer's result and records its description on the session:
 // mapped errors, an unmapped failure as "cannot recover", warnings; success records nothing.
-TEST(SessionCall, FinishConvertsAndRecordsTheObjectLayerDescription) {
+TEST(CSessionCall, FinishConvertsAndRecordsTheObjectLayerDescription) {
   const ViSession vi = Sessions().Add(std::make_shared<int>(7));
-  const std::shared_ptr<SessionEntry> entry = Sessions().Find(vi);
+  const std::shared_ptr<CSessionEntry> entry = Sessions().Find(vi);
   {
-    SessionCall call(vi);
+    CSessionCall call(vi);
     ASSERT_EQ(call.status(), VI_SUCCESS);
     const struct {
       HRESULT hr;

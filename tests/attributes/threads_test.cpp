@@ -9,7 +9,6 @@
 #include <thread>
 #include <vector>
 
-#include "attributes/cache_keys.h"
 #include "attributes/enum_converters.h"
 #include "attributes/node.h"
 #include "test_tree.h"
@@ -89,8 +88,8 @@ TEST(AttributeThreads, CacheAndDetachUnderContention) {
         const bool attached = out->IsInitialized();
         if (attached && !out->GetCache()) ++errors;
         if (!attached && !detaching.load()) ++errors;
-        auto* v = out->GetCacheEntry<double>(keys::VoltageLevel);
-        auto* e = out->GetCacheEntry<std::int16_t>(keys::Enabled);
+        auto* v = out->GetCacheEntry<double>("IVelmoraQdxOutput.VoltageLevel");
+        auto* e = out->GetCacheEntry<std::int16_t>("IVelmoraQdxOutput.Enabled");
         if (!v || !e) {
           ++errors;
           continue;

@@ -33,15 +33,15 @@ TEST_F(DriverOnDevice, InstrumentIdentityBeforeInitializeAndFromTheReply) {
 }
 
 TEST(CallContext, KeysAndNesting) {
-  EXPECT_EQ(ContextKeyText(CurrentCallContext()).view(), "");
-  EXPECT_EQ(ContextKeyText("IVelmoraQdxOutput", "put_VoltageLevel").view(), "IVelmoraQdxOutput.VoltageLevel");
-  EXPECT_EQ(ContextKeyText("IVelmoraQdxOutput", "get_VoltageLevel").view(), "IVelmoraQdxOutput.VoltageLevel");
-  EXPECT_EQ(ContextKeyText("IVelmoraQdxOutput", "Measure").view(), "IVelmoraQdxOutput.Measure");
+  EXPECT_EQ(CContextKeyText(CurrentCallContext()).view(), "");
+  EXPECT_EQ(CContextKeyText("IVelmoraQdxOutput", "put_VoltageLevel").view(), "IVelmoraQdxOutput.VoltageLevel");
+  EXPECT_EQ(CContextKeyText("IVelmoraQdxOutput", "get_VoltageLevel").view(), "IVelmoraQdxOutput.VoltageLevel");
+  EXPECT_EQ(CContextKeyText("IVelmoraQdxOutput", "Measure").view(), "IVelmoraQdxOutput.Measure");
   {
     CCallContextGuard outer("IIviDriver", "Initialize");
     {
       CCallContextGuard inner("IIviDriverUtility", "Reset");
-      EXPECT_EQ(ContextKeyText(CurrentCallContext()).view(), "IIviDriverUtility.Reset");
+      EXPECT_EQ(CContextKeyText(CurrentCallContext()).view(), "IIviDriverUtility.Reset");
       EXPECT_EQ(CallContextDepth(), 2u);
     }
     EXPECT_EQ(CurrentInterfaceName(), "IIviDriver");
@@ -56,7 +56,7 @@ TEST(CallContext, EachThreadSeesItsOwn) {
   auto run = [&](int i, const char* member) {
     CCallContextGuard guard("IVelmoraQdxOutput", member);
     bothInside.arrive_and_wait();
-    seen[i] = std::string(ContextKeyText(CurrentCallContext()).view());
+    seen[i] = std::string(CContextKeyText(CurrentCallContext()).view());
   };
   std::thread a(run, 0, "put_VoltageLevel");
   std::thread b(run, 1, "put_CurrentLimit");

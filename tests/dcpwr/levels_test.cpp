@@ -7,7 +7,7 @@ namespace {
 TEST_F(OutputOnDevice, RatingsDriveTheRangeChecks) {
   OpenSingle("QDX750L");  // 30 V / 75 A: limits 31.5 V and 78.75 A
   ASSERT_EQ(driver.put_Cache(VARIANT_FALSE), S_OK);
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   const std::pair<double, const char*> cases[] = {
       {31.5, ":VOLT 31.5"}, {31.5 + 1e-15, ":VOLT 31.5"}, {-1e-15, ":VOLT -1e-15"},
       {31.6, nullptr},      {-1e-13, nullptr},            {1000, nullptr}};
@@ -38,7 +38,7 @@ TEST_F(OutputOnDevice, RatingsDriveTheRangeChecks) {
 // every output has its own entries.
 TEST_F(OutputOnDevice, CacheSkipsUnchangedWritesAndAnswersReadsPerOutput) {
   OpenTwoChannels();
-  VelmoraQdxOutput& out = Out("Output1");
+  CVelmoraQdxOutput& out = Out("Output1");
   for (double v : {5.0, 5.0, 5.000000000000001, 5.0001}) ASSERT_EQ(out.put_VoltageLevel(v), S_OK);
   ASSERT_EQ(out.IviDCPwr().ConfigureCurrentLimit(IviDCPwrCurrentLimitRegulate, 5), S_OK);
   ASSERT_EQ(out.ConfigureOVP(VARIANT_FALSE, 40), S_OK);
@@ -71,7 +71,7 @@ TEST_F(OutputOnDevice, CacheSkipsUnchangedWritesAndAnswersReadsPerOutput) {
 TEST_F(OutputOnDevice, LevelWritesInvalidateTheTriggeredLevels) {
   OpenSingle();
   device->OnQuery(":VOLT:TRIG?", "+3.000E+00\n").OnQuery(":CURR:TRIG?", "4\n");
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   double v = 0;
   for (int i = 0; i < 2; ++i) {
     ASSERT_EQ(out.get_TriggeredVoltageLevel(&v), S_OK);
@@ -91,7 +91,7 @@ TEST_F(OutputOnDevice, LevelWritesInvalidateTheTriggeredLevels) {
 // A failed query, a write the instrument flagged, a reset: none leaves a stale value behind.
 TEST_F(OutputOnDevice, FailuresAndResetLeaveNoStaleValue) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   ASSERT_EQ(out.put_VoltageLevel(5), S_OK);
   ASSERT_EQ(driver.put_Cache(VARIANT_FALSE), S_OK);
   device->TimeOutNextRead();
@@ -122,7 +122,7 @@ TEST_F(OutputOnDevice, FailuresAndResetLeaveNoStaleValue) {
 
 TEST_F(OutputOnDevice, SessionChecksComeFirst) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   EXPECT_EQ(out.get_VoltageLevel(nullptr), E_IVI_NULL_POINTER);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Null pointer passed for method get_VoltageLevel, parameter val.\r\n");

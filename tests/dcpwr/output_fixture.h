@@ -1,4 +1,4 @@
-// A driver with VelmoraQdxOutput nodes on a scripted device, for the tests of this folder.
+// A driver with CVelmoraQdxOutput nodes on a scripted device, for the tests of this folder.
 #pragma once
 #include "dcpwr/output_ivi.h"
 #include "support/driver_on_device.h"

@@ -9,7 +9,7 @@ namespace {
 // leaves the default value.
 TEST_F(OutputOnDevice, KeywordRepliesAndExternalSourceSwitches) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   VARIANT_BOOL on = 0;
   VelmoraQdxPONStateEnum pon = VelmoraQdxPONStateForce;
   VelmoraQdxExternalRangeEnum range = VelmoraQdxExternalRangeLow;
@@ -35,7 +35,7 @@ TEST_F(OutputOnDevice, KeywordRepliesAndExternalSourceSwitches) {
                               ":VOLT:EXT:SOUR?", ":OUTP?", ":OUTP:PON?"}));
 
   // The C-function tests send each external source switch one way only; here both ways.
-  for (auto put : {&VelmoraQdxOutput::put_CVControlEnabled, &VelmoraQdxOutput::put_CCControlEnabled})
+  for (auto put : {&CVelmoraQdxOutput::put_CVControlEnabled, &CVelmoraQdxOutput::put_CCControlEnabled})
     for (VARIANT_BOOL value : {VARIANT_TRUE, VARIANT_FALSE}) ASSERT_EQ((out.*put)(value), S_OK);
   EXPECT_EQ(Traffic(), (Lines{":VOLT:EXT:SOUR VOLT", ":VOLT:EXT:SOUR NONE", ":CURR:EXT:SOUR VOLT",
                               ":CURR:EXT:SOUR NONE"}));
@@ -43,7 +43,7 @@ TEST_F(OutputOnDevice, KeywordRepliesAndExternalSourceSwitches) {
 
 TEST_F(OutputOnDevice, TableChecksRejectBeforeAnyIo) {
   OpenSingle();
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), E_IVI_INVALID_VALUE);
   EXPECT_EQ(LastError(),
             "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.\r\n");
@@ -108,7 +108,7 @@ TEST_F(OutputOnDevice, SimulatedOutputsRememberWhatWasWritten) {
   for (const char* options : {"Simulate=true, Cache=false", "Simulate=true"}) {
     SCOPED_TRACE(options);
     OpenSimulated(options);
-    VelmoraQdxOutput& out = Out();
+    CVelmoraQdxOutput& out = Out();
     double v = -1;
     ASSERT_EQ(out.get_VoltageLevel(&v), S_OK);
     EXPECT_EQ(v, 0.0);
@@ -137,7 +137,7 @@ TEST_F(OutputOnDevice, SimulatedOutputsRememberWhatWasWritten) {
     ASSERT_EQ(driver.Close(), S_OK);
   }
   OpenSimulated("Simulate=true, DriverSetup=Model=QDX750MH");
-  VelmoraQdxOutput& out = Out();
+  CVelmoraQdxOutput& out = Out();
   double v = 0;
   ASSERT_EQ(out.QueryVoltageLevelMax(1, &v), S_OK);
   EXPECT_EQ(v, 80.0);  // the simulated ratings, unmultiplied, whatever the model
@@ -147,13 +147,13 @@ TEST_F(OutputOnDevice, SimulatedOutputsRememberWhatWasWritten) {
   ASSERT_EQ(out.QueryState(VelmoraQdxOutputStateConstantVoltage, &in), S_OK);
   EXPECT_EQ(in, VARIANT_FALSE);
   std::int16_t reg = 5;
-  ASSERT_EQ(out.get_QuestionableEnableRegister(&reg), S_OK);
+  ASSERT_EQ(out.StatusQuestionable().get_EnableRegister(&reg), S_OK);
   EXPECT_EQ(reg, 0);
   EXPECT_EQ(out.ResetOutputProtection(), S_OK);
   EXPECT_EQ(driver.SelectedChannel(), 0);
   // The enable setter has no simulation shortcut: a simulated session has no device to take
   // the command, and says so.
-  EXPECT_EQ(out.put_OperationEnableRegister(1), E_VELMORAQDX_IO_GENERAL);
+  EXPECT_EQ(out.StatusOperation().put_EnableRegister(1), E_VELMORAQDX_IO_GENERAL);
   EXPECT_FALSE(device->Connected());
   EXPECT_EQ(device->Written(), Lines{});
 }

@@ -69,7 +69,7 @@ TEST_F(TriggerTest, SimulatedTriggersSendNothingAndInvalidateTheSimulatedLevels)
     EXPECT_EQ(ThreadErrorRecord().interfaceName, "IVelmoraQdxTrigger");
   }
   OpenSimulated();
-  VelmoraQdxOutput& output = Out("Output0");
+  CVelmoraQdxOutput& output = Out("Output0");
   for (HRESULT (CTrigger::*fire)() :
        {&CTrigger::Abort, &CTrigger::SendSoftwareTrigger, &CTrigger::Initiate}) {
     const bool invalidates = fire != &CTrigger::Abort;

@@ -50,7 +50,7 @@ TEST_F(ObjectModel, OutputsHeldAcrossCloseAndReinitializeFailCleanly) {
 
 TEST_F(ObjectModel, SessionsWithOnlySharedOutputsLiveAsLongAsTheirOutputs) {
   OpenSimulated();
-  std::weak_ptr<api::CSession> first = Root().Session();
+  std::weak_ptr<api::Session> first = Root().CurrentSession();
   std::shared_ptr<IVelmoraQdxOutput> shared = Shared("Output0");
   ASSERT_EQ(driver->Close(), S_OK);
   OpenSimulated();
@@ -63,7 +63,7 @@ TEST_F(ObjectModel, SessionsWithOnlySharedOutputsLiveAsLongAsTheirOutputs) {
 TEST_F(ObjectModel, SharedOutputOutlivesTheDriverObject) {
   OpenSingle();
   ASSERT_TRUE(device->Connected());
-  std::weak_ptr<api::CSession> session = Root().Session();
+  std::weak_ptr<api::Session> session = Root().CurrentSession();
   std::shared_ptr<IVelmoraQdxOutput> output = Shared("Output0");
   std::shared_ptr<IIviDCPwrOutput> classView = As<IIviDCPwrOutput>(output);
   ASSERT_NE(classView, nullptr);

@@ -106,7 +106,7 @@ TEST_F(ObjectModel, OutputChildPropertiesGiveTheOutputItself) {
                IVelmoraQdxOutputStatusQuestionable, output);
 
   // The same output object behind both collections and every interface.
-  auto* node = dynamic_cast<dcpwr::VelmoraQdxOutput*>(output);
+  auto* node = dynamic_cast<dcpwr::CVelmoraQdxOutput*>(output);
   ASSERT_NE(node, nullptr);
   EXPECT_EQ(As<IVelmoraQdxOutputExternalControl>(output),
             static_cast<IVelmoraQdxOutputExternalControl*>(node));

@@ -67,8 +67,8 @@ class CDriverOnDevice : public ::testing::Test {
         << LastError();
   }
 
-  dcpwr::VelmoraQdxOutput& Out(const char* name = "Output0") {
-    auto* output = dynamic_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(name));
+  dcpwr::CVelmoraQdxOutput& Out(const char* name = "Output0") {
+    auto* output = dynamic_cast<dcpwr::CVelmoraQdxOutput*>(driver.FindChild(name));
     if (output == nullptr) throw std::logic_error(std::string("no output ") + name);
     return *output;
   }

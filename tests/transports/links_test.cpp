@@ -50,7 +50,7 @@ Outcome RunSession(EmulatedLink& link) {
                                  link.Options().c_str());
   EXPECT_EQ(hr, S_OK) << ThreadErrorRecord().description;
   if (hr != S_OK) return o;
-  auto& out = dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
+  auto& out = dynamic_cast<dcpwr::CVelmoraQdxOutput&>(*driver.FindChild("Output0"));
   EXPECT_EQ(out.put_VoltageLevel(12.5), S_OK) << ThreadErrorRecord().description;
   EXPECT_EQ(out.put_CurrentLimit(5), S_OK);
   EXPECT_EQ(out.put_Enabled(VARIANT_TRUE), S_OK);
@@ -102,7 +102,7 @@ TEST(DriverOverLinks, SilentInstrumentTimesOutInBoundedTimeAndTheSessionGoesOn) 
                                 link.Options().c_str()),
               S_OK)
         << ThreadErrorRecord().description;
-    auto& out = dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
+    auto& out = dynamic_cast<dcpwr::CVelmoraQdxOutput&>(*driver.FindChild("Output0"));
     link.emulator().addSilentQuery(":MEAS:VOLT?");
     driver.Io().SetTimeout(300);
     double volts = -1;
@@ -176,7 +176,7 @@ class Session {
     hr_ = driver.Initialize(link.resource().c_str(), VARIANT_TRUE, VARIANT_FALSE,
                             link.Options(", IoTimeout=" + std::to_string(ioTimeoutMs)).c_str());
     if (hr_ != S_OK) return;
-    out = &dynamic_cast<dcpwr::VelmoraQdxOutput&>(*driver.FindChild("Output0"));
+    out = &dynamic_cast<dcpwr::CVelmoraQdxOutput&>(*driver.FindChild("Output0"));
     hr_ = out->put_VoltageLevel(kVolts);
     if (hr_ == S_OK) hr_ = out->put_Enabled(VARIANT_TRUE);
   }
@@ -215,7 +215,7 @@ class Session {
   }
 
   CVelmoraQdx driver{dcpwr::CreateOutput};
-  dcpwr::VelmoraQdxOutput* out = nullptr;
+  dcpwr::CVelmoraQdxOutput* out = nullptr;
 
  private:
   HRESULT hr_ = E_FAIL;

@@ -16,7 +16,7 @@ namespace {
 using api::SameIid;
 using api::VelmoraQdx;
 
-void* QueryOutput(dcpwr::VelmoraQdxOutput& o, std::string_view iid) noexcept {
+void* QueryOutput(dcpwr::CVelmoraQdxOutput& o, std::string_view iid) noexcept {
   if (SameIid(iid, IVelmoraQdxOutput::kIid)) return static_cast<IVelmoraQdxOutput*>(&o);
   if (SameIid(iid, IIviDCPwrOutput::kIid)) return static_cast<IIviDCPwrOutput*>(&o.IviDCPwr());
   if (SameIid(iid, IVelmoraQdxOutputExternalControl::kIid))
@@ -50,7 +50,7 @@ void* QueryInterface(IIviDriver* driver, std::string_view iid) noexcept {
 }
 
 void* QueryInterface(IVelmoraQdxOutput* output, std::string_view iid) noexcept {
-  auto* node = dynamic_cast<dcpwr::VelmoraQdxOutput*>(output);
+  auto* node = dynamic_cast<dcpwr::CVelmoraQdxOutput*>(output);
   return node == nullptr ? nullptr : QueryOutput(*node, iid);
 }
 
@@ -74,7 +74,7 @@ HRESULT GetOutput(IIviDriver* driver, const char* name,
     *output = std::shared_ptr<IVelmoraQdxOutput>(found.session, found.output);
     return hr;
   } catch (...) {
-    return root->Session()->driver.Reporter().ReportOutOfMemory();
+    return root->CurrentSession()->driver.Reporter().ReportOutOfMemory();
   }
 }
 

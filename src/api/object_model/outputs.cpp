@@ -15,7 +15,7 @@ namespace {
 // so a member never sees a half-built output list), then the call context.
 class CCollectionCall {
  public:
-  CCollectionCall(const std::shared_ptr<CSession>& session, const char* interfaceName,
+  CCollectionCall(const std::shared_ptr<Session>& session, const char* interfaceName,
                   const char* member)
       : lock_(session->driver.Mutex()), context_(interfaceName, member) {}
 
@@ -27,7 +27,7 @@ class CCollectionCall {
 }  // namespace
 
 HRESULT COutputCollection::Count(const char* interfaceName, std::int32_t* val) {
-  const std::shared_ptr<CSession> session = root_.Session();
+  const std::shared_ptr<Session> session = root_.CurrentSession();
   CVelmoraQdx& driver = session->driver;
   CCollectionCall call(session, interfaceName, "get_Count");
   if (!driver.Initialized()) return driver.Reporter().ReportNotInitialized();
@@ -37,7 +37,7 @@ HRESULT COutputCollection::Count(const char* interfaceName, std::int32_t* val) {
 }
 
 HRESULT COutputCollection::Name(const char* interfaceName, std::int32_t index, std::string* val) {
-  const std::shared_ptr<CSession> session = root_.Session();
+  const std::shared_ptr<Session> session = root_.CurrentSession();
   CVelmoraQdx& driver = session->driver;
   CCollectionCall call(session, interfaceName, "get_Name");
   if (!driver.Initialized()) return driver.Reporter().ReportNotInitialized();
@@ -52,7 +52,7 @@ HRESULT COutputCollection::Name(const char* interfaceName, std::int32_t index, s
 HRESULT COutputCollection::Find(const char* interfaceName, const char* member, const char* name,
                                 const void* out, bool plainPointer, Found& found) {
   found = Found{};
-  const std::shared_ptr<CSession> session = root_.Session();
+  const std::shared_ptr<Session> session = root_.CurrentSession();
   CVelmoraQdx& driver = session->driver;
   CCollectionCall call(session, interfaceName, member);
   if (!driver.Initialized()) return driver.Reporter().ReportNotInitialized();
@@ -70,7 +70,7 @@ HRESULT COutputCollection::Find(const char* interfaceName, const char* member, c
   } else {
     resolved = asked;
   }
-  auto* output = dynamic_cast<dcpwr::VelmoraQdxOutput*>(driver.FindChild(resolved));
+  auto* output = dynamic_cast<dcpwr::CVelmoraQdxOutput*>(driver.FindChild(resolved));
   if (output == nullptr) return driver.Reporter().ReportUnknownChannelName(resolved);
   if (plainPointer) {
     const HRESULT kept = root_.KeepForPlainPointers(session);

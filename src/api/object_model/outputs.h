@@ -21,13 +21,13 @@
 #include "veqdx/interfaces.h"
 
 namespace veqdx::dcpwr {
-class VelmoraQdxOutput;
+class CVelmoraQdxOutput;
 }
 
 namespace veqdx::api {
 
 class VelmoraQdx;
-struct CSession;
+struct Session;
 
 // The rules shared by both interfaces; `interfaceName` goes into the call context, and so
 // into the error record.
@@ -37,8 +37,8 @@ class COutputCollection {
 
   // What Find resolved: the output and the session that owns it.
   struct Found {
-    dcpwr::VelmoraQdxOutput* output = nullptr;
-    std::shared_ptr<CSession> session;
+    dcpwr::CVelmoraQdxOutput* output = nullptr;
+    std::shared_ptr<Session> session;
   };
 
   HRESULT Count(const char* interfaceName, std::int32_t* val);

@@ -10,17 +10,17 @@ constexpr const char* kIIviDriver = "IIviDriver";
 constexpr const char* kIIviDCPwr = "IIviDCPwr";
 }  // namespace
 
-VelmoraQdx::VelmoraQdx() : session_(std::make_shared<CSession>()) {}
+VelmoraQdx::VelmoraQdx() : session_(std::make_shared<Session>()) {}
 
 VelmoraQdx::~VelmoraQdx() {
   // Outputs handed out with a share of their own outlive this object; closing detaches them,
   // so from here on they answer "not initialized" instead of working on a released driver.
-  const std::shared_ptr<CSession> current = Session();
+  const std::shared_ptr<Session> current = CurrentSession();
   if (current->driver.Initialized()) current->driver.Close();
 }
 
 void VelmoraQdx::SetConfigStore(std::shared_ptr<IConfigStore> store) {
-  std::shared_ptr<CSession> current;
+  std::shared_ptr<Session> current;
   {
     std::lock_guard<std::mutex> lock(sessionMutex_);
     configStore_ = store;
@@ -30,7 +30,7 @@ void VelmoraQdx::SetConfigStore(std::shared_ptr<IConfigStore> store) {
 }
 
 void VelmoraQdx::SetTransportFactory(CDriver::TransportFactory factory) {
-  std::shared_ptr<CSession> current;
+  std::shared_ptr<Session> current;
   {
     std::lock_guard<std::mutex> lock(sessionMutex_);
     transportFactory_ = factory;
@@ -39,7 +39,7 @@ void VelmoraQdx::SetTransportFactory(CDriver::TransportFactory factory) {
   current->driver.SetTransportFactory(std::move(factory));
 }
 
-std::shared_ptr<CSession> VelmoraQdx::Session() const {
+std::shared_ptr<Session> VelmoraQdx::CurrentSession() const {
   std::lock_guard<std::mutex> lock(sessionMutex_);
   return session_;
 }
@@ -49,7 +49,7 @@ std::size_t VelmoraQdx::RetainedSessionCount() const {
   return retained_.size();
 }
 
-HRESULT VelmoraQdx::KeepForPlainPointers(const std::shared_ptr<CSession>& session) {
+HRESULT VelmoraQdx::KeepForPlainPointers(const std::shared_ptr<Session>& session) {
   std::lock_guard<std::mutex> lock(sessionMutex_);
   session->pointersHandedOut.store(true);
   // Initialize reads the flag under this lock when it replaces the session; a session that
@@ -65,17 +65,17 @@ HRESULT VelmoraQdx::KeepForPlainPointers(const std::shared_ptr<CSession>& sessio
   return S_OK;
 }
 
-std::shared_ptr<CSession> VelmoraQdx::NewSession() const noexcept {
+std::shared_ptr<Session> VelmoraQdx::NewSession() const noexcept {
   std::shared_ptr<IConfigStore> store;
   CDriver::TransportFactory factory;
-  std::shared_ptr<CSession> fresh;
+  std::shared_ptr<Session> fresh;
   try {
     {
       std::lock_guard<std::mutex> lock(sessionMutex_);
       store = configStore_;
       factory = transportFactory_;
     }
-    fresh = std::make_shared<CSession>();
+    fresh = std::make_shared<Session>();
   } catch (...) {
     return nullptr;
   }
@@ -116,29 +116,29 @@ void* VelmoraQdx::Query(std::string_view iid) noexcept {
        [](VelmoraQdx& r) -> void* { return static_cast<IVelmoraQdxStatus*>(&r.status_); }},
       {IVelmoraQdxStatusOperation::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusOperation*>(&r.operation_);
+         return static_cast<IVelmoraQdxStatusOperation*>(&r.status_.Operation());
        }},
       {IVelmoraQdxStatusQuestionable::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusQuestionable*>(&r.questionable_);
+         return static_cast<IVelmoraQdxStatusQuestionable*>(&r.status_.Questionable());
        }},
       {IVelmoraQdxStatusStandardEvent::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusStandardEvent*>(&r.standardEvent_);
+         return static_cast<IVelmoraQdxStatusStandardEvent*>(&r.status_.StandardEvent());
        }},
       {IVelmoraQdxStatusStatusByte::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusStatusByte*>(&r.statusByte_);
+         return static_cast<IVelmoraQdxStatusStatusByte*>(&r.status_.StatusByte());
        }},
       {IVelmoraQdxGlobal::kIid,
        [](VelmoraQdx& r) -> void* { return static_cast<IVelmoraQdxGlobal*>(&r.global_); }},
       {IVelmoraQdxStatusOperationInstrument::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusOperationInstrument*>(&r.operationInstrument_);
+         return static_cast<IVelmoraQdxStatusOperationInstrument*>(&r.status_.Operation().Instrument());
        }},
       {IVelmoraQdxStatusQuestionableInstrument::kIid,
        [](VelmoraQdx& r) -> void* {
-         return static_cast<IVelmoraQdxStatusQuestionableInstrument*>(&r.questionableInstrument_);
+         return static_cast<IVelmoraQdxStatusQuestionableInstrument*>(&r.status_.Questionable().Instrument());
        }},
   };
   for (const Entry& entry : kInterfaces)
@@ -152,7 +152,7 @@ void* VelmoraQdx::Query(std::string_view iid) noexcept {
 HRESULT VelmoraQdx::Initialize(const char* ResourceName, VARIANT_BOOL IdQuery, VARIANT_BOOL Reset,
                                const char* OptionString) {
   std::lock_guard<std::mutex> serial(initializeMutex_);
-  const std::shared_ptr<CSession> current = Session();
+  const std::shared_ptr<Session> current = CurrentSession();
   {
     // Held across the check and the call, so that a Close on another thread cannot turn an
     // "already initialized" into a rediscovery of a session whose outputs are out there.
@@ -160,7 +160,7 @@ HRESULT VelmoraQdx::Initialize(const char* ResourceName, VARIANT_BOOL IdQuery, V
     if (current->driver.ChildCount() == 0 || current->driver.Initialized())
       return current->driver.Initialize(ResourceName, IdQuery, Reset, OptionString);
   }
-  const std::shared_ptr<CSession> fresh = NewSession();
+  const std::shared_ptr<Session> fresh = NewSession();
   if (!fresh) {
     CCallContextGuard context(kIIviDriver, "Initialize");
     return current->driver.Reporter().ReportOutOfMemory();
@@ -183,9 +183,9 @@ HRESULT VelmoraQdx::Initialize(const char* ResourceName, VARIANT_BOOL IdQuery, V
 }
 
 HRESULT VelmoraQdx::get_Initialized(VARIANT_BOOL* val) {
-  return Session()->driver.get_Initialized(val);
+  return CurrentSession()->driver.get_Initialized(val);
 }
-HRESULT VelmoraQdx::Close() { return Session()->driver.Close(); }
+HRESULT VelmoraQdx::Close() { return CurrentSession()->driver.Close(); }
 
 HRESULT VelmoraQdx::get_DriverOperation(IIviDriverOperation** val) {
   return HandOut<IIviDriverOperation>(kIIviDriver, "get_DriverOperation", this, val);
@@ -227,96 +227,96 @@ HRESULT VelmoraQdx::get_Trigger(IIviDCPwrTrigger** val) {
 // keeps that session alive until the call returns, even if another thread starts a new one.
 
 HRESULT VelmoraQdx::get_LogicalName(std::string* val) {
-  return Session()->driver.get_LogicalName(val);
+  return CurrentSession()->driver.get_LogicalName(val);
 }
 HRESULT VelmoraQdx::get_IoResourceDescriptor(std::string* val) {
-  return Session()->driver.get_IoResourceDescriptor(val);
+  return CurrentSession()->driver.get_IoResourceDescriptor(val);
 }
 HRESULT VelmoraQdx::get_RangeCheck(VARIANT_BOOL* val) {
-  return Session()->driver.get_RangeCheck(val);
+  return CurrentSession()->driver.get_RangeCheck(val);
 }
 HRESULT VelmoraQdx::put_RangeCheck(VARIANT_BOOL val) {
-  return Session()->driver.put_RangeCheck(val);
+  return CurrentSession()->driver.put_RangeCheck(val);
 }
 HRESULT VelmoraQdx::get_QueryInstrumentStatus(VARIANT_BOOL* val) {
-  return Session()->driver.get_QueryInstrumentStatus(val);
+  return CurrentSession()->driver.get_QueryInstrumentStatus(val);
 }
 HRESULT VelmoraQdx::put_QueryInstrumentStatus(VARIANT_BOOL val) {
-  return Session()->driver.put_QueryInstrumentStatus(val);
+  return CurrentSession()->driver.put_QueryInstrumentStatus(val);
 }
-HRESULT VelmoraQdx::get_Cache(VARIANT_BOOL* val) { return Session()->driver.get_Cache(val); }
-HRESULT VelmoraQdx::put_Cache(VARIANT_BOOL val) { return Session()->driver.put_Cache(val); }
-HRESULT VelmoraQdx::get_Simulate(VARIANT_BOOL* val) { return Session()->driver.get_Simulate(val); }
-HRESULT VelmoraQdx::put_Simulate(VARIANT_BOOL val) { return Session()->driver.put_Simulate(val); }
+HRESULT VelmoraQdx::get_Cache(VARIANT_BOOL* val) { return CurrentSession()->driver.get_Cache(val); }
+HRESULT VelmoraQdx::put_Cache(VARIANT_BOOL val) { return CurrentSession()->driver.put_Cache(val); }
+HRESULT VelmoraQdx::get_Simulate(VARIANT_BOOL* val) { return CurrentSession()->driver.get_Simulate(val); }
+HRESULT VelmoraQdx::put_Simulate(VARIANT_BOOL val) { return CurrentSession()->driver.put_Simulate(val); }
 HRESULT VelmoraQdx::get_RecordCoercions(VARIANT_BOOL* val) {
-  return Session()->driver.get_RecordCoercions(val);
+  return CurrentSession()->driver.get_RecordCoercions(val);
 }
 HRESULT VelmoraQdx::put_RecordCoercions(VARIANT_BOOL val) {
-  return Session()->driver.put_RecordCoercions(val);
+  return CurrentSession()->driver.put_RecordCoercions(val);
 }
 HRESULT VelmoraQdx::get_InterchangeCheck(VARIANT_BOOL* val) {
-  return Session()->driver.get_InterchangeCheck(val);
+  return CurrentSession()->driver.get_InterchangeCheck(val);
 }
 HRESULT VelmoraQdx::put_InterchangeCheck(VARIANT_BOOL val) {
-  return Session()->driver.put_InterchangeCheck(val);
+  return CurrentSession()->driver.put_InterchangeCheck(val);
 }
 HRESULT VelmoraQdx::get_DriverSetup(std::string* val) {
-  return Session()->driver.get_DriverSetup(val);
+  return CurrentSession()->driver.get_DriverSetup(val);
 }
 HRESULT VelmoraQdx::InvalidateAllAttributes() {
-  return Session()->driver.InvalidateAllAttributes();
+  return CurrentSession()->driver.InvalidateAllAttributes();
 }
-HRESULT VelmoraQdx::ResetInterchangeCheck() { return Session()->driver.ResetInterchangeCheck(); }
+HRESULT VelmoraQdx::ResetInterchangeCheck() { return CurrentSession()->driver.ResetInterchangeCheck(); }
 HRESULT VelmoraQdx::ClearInterchangeWarnings() {
-  return Session()->driver.ClearInterchangeWarnings();
+  return CurrentSession()->driver.ClearInterchangeWarnings();
 }
 HRESULT VelmoraQdx::GetNextCoercionRecord(std::string* val) {
-  return Session()->driver.GetNextCoercionRecord(val);
+  return CurrentSession()->driver.GetNextCoercionRecord(val);
 }
 HRESULT VelmoraQdx::GetNextInterchangeWarning(std::string* val) {
-  return Session()->driver.GetNextInterchangeWarning(val);
+  return CurrentSession()->driver.GetNextInterchangeWarning(val);
 }
 
 HRESULT VelmoraQdx::get_Description(std::string* val) {
-  return Session()->driver.get_Description(val);
+  return CurrentSession()->driver.get_Description(val);
 }
 HRESULT VelmoraQdx::get_Identifier(std::string* val) {
-  return Session()->driver.get_Identifier(val);
+  return CurrentSession()->driver.get_Identifier(val);
 }
-HRESULT VelmoraQdx::get_Revision(std::string* val) { return Session()->driver.get_Revision(val); }
-HRESULT VelmoraQdx::get_Vendor(std::string* val) { return Session()->driver.get_Vendor(val); }
+HRESULT VelmoraQdx::get_Revision(std::string* val) { return CurrentSession()->driver.get_Revision(val); }
+HRESULT VelmoraQdx::get_Vendor(std::string* val) { return CurrentSession()->driver.get_Vendor(val); }
 HRESULT VelmoraQdx::get_GroupCapabilities(std::string* val) {
-  return Session()->driver.get_GroupCapabilities(val);
+  return CurrentSession()->driver.get_GroupCapabilities(val);
 }
 HRESULT VelmoraQdx::get_InstrumentFirmwareRevision(std::string* val) {
-  return Session()->driver.get_InstrumentFirmwareRevision(val);
+  return CurrentSession()->driver.get_InstrumentFirmwareRevision(val);
 }
 HRESULT VelmoraQdx::get_InstrumentManufacturer(std::string* val) {
-  return Session()->driver.get_InstrumentManufacturer(val);
+  return CurrentSession()->driver.get_InstrumentManufacturer(val);
 }
 HRESULT VelmoraQdx::get_InstrumentModel(std::string* val) {
-  return Session()->driver.get_InstrumentModel(val);
+  return CurrentSession()->driver.get_InstrumentModel(val);
 }
 HRESULT VelmoraQdx::get_SpecificationMajorVersion(std::int32_t* val) {
-  return Session()->driver.get_SpecificationMajorVersion(val);
+  return CurrentSession()->driver.get_SpecificationMajorVersion(val);
 }
 HRESULT VelmoraQdx::get_SpecificationMinorVersion(std::int32_t* val) {
-  return Session()->driver.get_SpecificationMinorVersion(val);
+  return CurrentSession()->driver.get_SpecificationMinorVersion(val);
 }
 HRESULT VelmoraQdx::get_SupportedInstrumentModels(std::string* val) {
-  return Session()->driver.get_SupportedInstrumentModels(val);
+  return CurrentSession()->driver.get_SupportedInstrumentModels(val);
 }
 
-HRESULT VelmoraQdx::Disable() { return Session()->driver.Disable(); }
+HRESULT VelmoraQdx::Disable() { return CurrentSession()->driver.Disable(); }
 HRESULT VelmoraQdx::ErrorQuery(std::int32_t* ErrorCode, std::string* ErrorMessage) {
-  return Session()->driver.ErrorQuery(ErrorCode, ErrorMessage);
+  return CurrentSession()->driver.ErrorQuery(ErrorCode, ErrorMessage);
 }
-HRESULT VelmoraQdx::LockObject() { return Session()->driver.LockObject(); }
-HRESULT VelmoraQdx::Reset() { return Session()->driver.Reset(); }
-HRESULT VelmoraQdx::ResetWithDefaults() { return Session()->driver.ResetWithDefaults(); }
+HRESULT VelmoraQdx::LockObject() { return CurrentSession()->driver.LockObject(); }
+HRESULT VelmoraQdx::Reset() { return CurrentSession()->driver.Reset(); }
+HRESULT VelmoraQdx::ResetWithDefaults() { return CurrentSession()->driver.ResetWithDefaults(); }
 HRESULT VelmoraQdx::SelfTest(std::int32_t* TestResult, std::string* TestMessage) {
-  return Session()->driver.SelfTest(TestResult, TestMessage);
+  return CurrentSession()->driver.SelfTest(TestResult, TestMessage);
 }
-HRESULT VelmoraQdx::UnlockObject() { return Session()->driver.UnlockObject(); }
+HRESULT VelmoraQdx::UnlockObject() { return CurrentSession()->driver.UnlockObject(); }
 
 }  // namespace veqdx::api

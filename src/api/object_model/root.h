@@ -1,7 +1,9 @@
 // VelmoraQdx: the root object of the object model. One object offers IVelmoraQdx, the five
 // IVI inherent interfaces and the DC power class root IIviDCPwr; its child properties hand out
 // objects it owns for its whole life (the output collections, trigger, system, status and its
-// groups, global), so repeated calls give identical pointers.
+// groups, global), so repeated calls give identical pointers. The driver-wide ones are the
+// dcpwr facets bound to whichever session is current (dcpwr/driver_ref.h), so a pointer taken
+// once keeps working after Close and a new Initialize.
 //
 // Sessions. The driver work is done by the CVelmoraQdx of the current session (session.h).
 // Initialize after Close starts a new session instead of reusing the old one: the old
@@ -22,12 +24,16 @@
 #include <string_view>
 #include <vector>
 
-#include "api/object_model/facets.h"
 #include "api/object_model/outputs.h"
 #include "api/object_model/session.h"
 #include "base/call_context.h"
 #include "core/driver.h"
 #include "core/options.h"
+#include "dcpwr/driver_ref.h"
+#include "dcpwr/global.h"
+#include "dcpwr/status.h"
+#include "dcpwr/system.h"
+#include "dcpwr/trigger.h"
 #include "veqdx/interfaces.h"
 
 namespace veqdx::api {
@@ -52,33 +58,24 @@ class VelmoraQdx final : public IVelmoraQdx,
 
   // The current session (the last one initialized, or the first, never initialized). Never
   // null. Holding the result keeps that session alive.
-  std::shared_ptr<CSession> Session() const;
+  std::shared_ptr<Session> CurrentSession() const;
   // Number of earlier sessions this root keeps because plain pointers into them went out.
   std::size_t RetainedSessionCount() const;
   // Call before a plain pointer into `session` leaves the root: the root then keeps that
   // session for its own lifetime, whether it is still current or was replaced meanwhile.
   // Fails only when memory is exhausted (reported).
-  HRESULT KeepForPlainPointers(const std::shared_ptr<CSession>& session);
+  HRESULT KeepForPlainPointers(const std::shared_ptr<Session>& session);
 
   // The interface `iid` (any case) of this object, or null.
   void* Query(std::string_view iid) noexcept;
   COutputCollection& OutputRules() noexcept { return outputRules_; }
-  // The status groups, for the navigation of the status facets.
-  CRootOperation& OperationGroup() noexcept { return operation_; }
-  CRootQuestionable& QuestionableGroup() noexcept { return questionable_; }
-  CRootOperationInstrument& OperationInstrumentGroup() noexcept { return operationInstrument_; }
-  CRootQuestionableInstrument& QuestionableInstrumentGroup() noexcept {
-    return questionableInstrument_;
-  }
-  CRootStandardEvent& StandardEventGroup() noexcept { return standardEvent_; }
-  CRootStatusByte& StatusByteGroup() noexcept { return statusByte_; }
 
   // Hands out `object` through `val` under the call context interfaceName.member; a null
   // `val` is reported as the null-pointer error. Navigation needs no open session.
   template <class I>
   HRESULT HandOut(const char* interfaceName, const char* member, I* object, I** val) {
     CCallContextGuard context(interfaceName, member);
-    if (val == nullptr) return Session()->driver.Reporter().ReportNullPointer(member, "val");
+    if (val == nullptr) return CurrentSession()->driver.Reporter().ReportNullPointer(member, "val");
     *val = object;
     return S_OK;
   }
@@ -149,10 +146,10 @@ class VelmoraQdx final : public IVelmoraQdx,
 
  private:
   // A session configured with this root's hooks; null when memory is exhausted.
-  std::shared_ptr<CSession> NewSession() const noexcept;
+  std::shared_ptr<Session> NewSession() const noexcept;
   mutable std::mutex sessionMutex_;
-  std::shared_ptr<CSession> session_;
-  std::vector<std::shared_ptr<CSession>> retained_;
+  std::shared_ptr<Session> session_;
+  std::vector<std::shared_ptr<Session>> retained_;
   std::shared_ptr<IConfigStore> configStore_;
   CDriver::TransportFactory transportFactory_;
 
@@ -161,16 +158,15 @@ class VelmoraQdx final : public IVelmoraQdx,
   COutputCollection outputRules_{*this};
   CVelmoraQdxOutputs outputs_{outputRules_};
   CIviDCPwrOutputs iviOutputs_{outputRules_};
-  CRootTrigger trigger_{*this};
-  CRootSystem system_{*this};
-  CRootGlobal global_{*this};
-  CRootStatus status_{*this};
-  CRootOperation operation_{*this};
-  CRootQuestionable questionable_{*this};
-  CRootOperationInstrument operationInstrument_{*this};
-  CRootQuestionableInstrument questionableInstrument_{*this};
-  CRootStandardEvent standardEvent_{*this};
-  CRootStatusByte statusByte_{*this};
+  // The current session's driver, kept alive by each call that leases it.
+  dcpwr::CDriverRef current_{[this] {
+    const std::shared_ptr<Session> session = CurrentSession();
+    return std::shared_ptr<CVelmoraQdx>(session, &session->driver);
+  }};
+  dcpwr::CTrigger trigger_{current_};
+  dcpwr::CSystem system_{current_};
+  dcpwr::CGlobal global_{current_};
+  dcpwr::CStatus status_{current_};
 };
 
 }  // namespace veqdx::api

@@ -1,37 +1,23 @@
-// One session of the object model: the driver object of one Initialize, with the driver-wide
-// facets that work on it. The root object (root.h) starts a new session when it is initialized
-// again after Close, so that whoever still holds an output of the old session holds an object
-// that is alive (and answers "not initialized") rather than one the new session destroyed.
+// One session of the object model: the driver object of one Initialize. The root object
+// (root.h) starts a new session when it is initialized again after Close, so that whoever still
+// holds an output of the old session holds an object that is alive (and answers "not
+// initialized") rather than one the new session destroyed.
 //
-// Everything that points into a session (an output, the direct I/O object) keeps it alive
-// through a shared_ptr to it, or through the root that keeps it (pointersHandedOut).
+// Everything that points into a session (an output) keeps it alive through a shared_ptr to it,
+// or through the root that keeps it (pointersHandedOut).
 #pragma once
 #include <atomic>
 
 #include "core/velmoraqdx.h"
-#include "dcpwr/global.h"
-#include "dcpwr/status.h"
-#include "dcpwr/system.h"
-#include "dcpwr/trigger.h"
 #include "dcpwr/output_factory.h"
 
 namespace veqdx::api {
 
-struct CSession {
+struct Session {
   CVelmoraQdx driver{dcpwr::CreateOutput};
-  dcpwr::CTrigger trigger{driver};
-  dcpwr::CSystem system{driver};
-  dcpwr::CGlobal global{driver};
-  dcpwr::CStatus status{driver};
-  dcpwr::COperationStatus operation{driver};
-  dcpwr::CQuestionableStatus questionable{driver};
-  dcpwr::COperationInstrumentStatus operationInstrument{driver};
-  dcpwr::CQuestionableInstrumentStatus questionableInstrument{driver};
-  dcpwr::CStandardEventStatus standardEvent{driver};
-  dcpwr::CStatusByteStatus statusByte{driver};
 
-  // Set once a plain pointer into this session has left the root (an output from get_Item,
-  // the direct I/O object): from then on the root keeps the session for its own lifetime,
+  // Set once a plain pointer into this session has left the root (an output from get_Item):
+  // from then on the root keeps the session for its own lifetime,
   // since nobody can tell when such a pointer is dropped.
   std::atomic<bool> pointersHandedOut{false};
 };
