@@ -1,5 +1,7 @@
 #include "core/driver.h"
 
+#include "core/config_store.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -27,7 +29,7 @@ CDriver::CDriver(DriverConstants constants)
       constants_(std::move(constants)),
       reporter_([] { return CurrentInterfaceName(); }),
       io_(reporter_),
-      store_(std::make_shared<CNoConfigStore>()) {
+      store_(std::make_shared<CFileConfigStore>()) {
   io_.SetPollHook([this] { return CheckInstrumentStatus(); });
 }
 
@@ -40,6 +42,11 @@ CDriver::~CDriver() {
 void CDriver::SetConfigStore(std::shared_ptr<IConfigStore> store) {
   std::lock_guard<std::recursive_mutex> lock(Mutex());
   store_ = store ? std::move(store) : std::make_shared<CNoConfigStore>();
+}
+
+void CDriver::SetInitialSettingApplier(InitialSettingApplier applier) {
+  std::lock_guard<std::recursive_mutex> lock(Mutex());
+  initialSettingApplier_ = std::move(applier);
 }
 
 void CDriver::SetTransportFactory(TransportFactory factory) {
@@ -300,7 +307,25 @@ HRESULT CDriver::InitializeBody(const char* resourceName, bool idQuery, bool res
     if (Failed(hr)) return FailInitialize(reporter_.ReportResetFailed());
     if (hr != S_OK) status = hr;
   }
+  // After a reset, so that the instrument keeps them.
+  hr = ApplyInitialSettings();
+  if (Failed(hr)) return FailInitialize(hr);
   return status;
+}
+
+HRESULT CDriver::ApplyInitialSettings() {
+  for (const InitialSetting& s : config_.initialSettings) {
+    const HRESULT hr = initialSettingApplier_ ? initialSettingApplier_(s)
+                                              : reporter_.ReportPropertyNotSupported(s.name);
+    if (Succeeded(hr)) continue;
+    // The setter's own record says what went wrong; this says where the setting came from.
+    ThreadErrorRecord().description += "\r\nConfigurable initial setting " + s.name +
+                                       (s.repCap.empty() ? "" : " (" + s.repCap + ")") + " = \"" +
+                                       s.value + "\" in " + config_.storeFile + ", line " +
+                                       std::to_string(s.line) + ".";
+    return hr;
+  }
+  return S_OK;
 }
 
 HRESULT CDriver::FailInitialize(HRESULT hr) {

@@ -175,6 +175,11 @@ class CDriver : public attr::CNode {
   // Configuration hooks (call before Initialize).
   void SetConfigStore(std::shared_ptr<IConfigStore> store);
   void SetTransportFactory(TransportFactory factory);
+  // Applies one configurable initial setting of the store through the setter of its numbered
+  // attribute. The attribute table lives in the programming interfaces above this layer, so
+  // whoever builds a driver hands it in; without one, a session with settings fails.
+  using InitialSettingApplier = std::function<HRESULT(const InitialSetting&)>;
+  void SetInitialSettingApplier(InitialSettingApplier applier);
 
   // ---------------- CNode: the root answers the session-wide queries ----------------
   bool IsInitialized() const override { return Initialized(); }
@@ -223,6 +228,7 @@ class CDriver : public attr::CNode {
   HRESULT InitializeBody(const char* resourceName, bool idQuery, bool reset,
                          const char* optionString);
   HRESULT FailInitialize(HRESULT hr);
+  HRESULT ApplyInitialSettings();
   void ApplySettings(const InherentSettings& settings);
   InherentSettings CurrentSettings() const;
   HRESULT ResetBody();
@@ -264,6 +270,7 @@ class CDriver : public attr::CNode {
   CTraceState trace_;
   std::shared_ptr<IConfigStore> store_;
   TransportFactory transportFactory_;
+  InitialSettingApplier initialSettingApplier_;
 
   // Read from other threads: guarded by the I/O lock.
   std::string model_;

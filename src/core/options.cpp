@@ -225,14 +225,21 @@ HRESULT LoadConfiguration(std::string_view resourceName, std::string_view option
   COptionProcessor processor(config, trace, reporter);
 
   ConfigStoreSession session;
-  if (store.FindDriverSession(resourceName, session)) {
+  bool found = false;
+  if (HRESULT hr = store.FindDriverSession(resourceName, reporter, session, found); Failed(hr))
+    return hr;
+  if (found) {
     config.logicalName.assign(resourceName);
     config.ioResourceDescriptor = session.hardwareResource;
     if (!session.softwareModuleLoadable) {
       return reporter.ReportUnrecoverable(
-          "Software module could not be loaded from the IVI Configuration Store.");
+          "Software module could not be loaded from the IVI Configuration Store.\r\n"
+          "The driver session of \"" + std::string(resourceName) + "\" in " + session.storeFile +
+          " names no software module with the prefix \"veqdx\".");
     }
     config.settings = session.settings;
+    config.storeFile = session.storeFile;
+    config.initialSettings = std::move(session.initialSettings);
     if (!session.driverSetup.empty()) {
       const HRESULT hr = processor.ApplyDriverSetup(session.driverSetup);
       if (Failed(hr)) return hr;

@@ -165,12 +165,14 @@ TEST_F(DriverOnDevice, TransportThatCannotBeMadeFailsTheOpen) {
 TEST(Session, ConfigStoreSessionSuppliesTheAddress) {
   class Store : public IConfigStore {
    public:
-    bool FindDriverSession(std::string_view name, ConfigStoreSession& out) override {
-      if (name != "Bench3") return false;
+    HRESULT FindDriverSession(std::string_view name, const CErrorReporter&,
+                              ConfigStoreSession& out, bool& found) override {
+      found = name == "Bench3";
+      if (!found) return S_OK;
       out.hardwareResource = "TCPIP::10.9.9.9::INSTR";
       out.settings.simulate = true;
       out.settings.rangeCheck = false;
-      return true;
+      return S_OK;
     }
   };
   CVelmoraQdx d{dcpwr::CreateOutput};

@@ -8,6 +8,7 @@
 #pragma once
 #include <atomic>
 
+#include "api/initial_settings.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/global.h"
 #include "dcpwr/status.h"
@@ -18,6 +19,8 @@
 namespace veqdx::api {
 
 struct CSession {
+  CSession() { InstallInitialSettings(driver); }
+
   CVelmoraQdx driver{dcpwr::CreateOutput};
   dcpwr::CTrigger trigger{driver};
   dcpwr::CSystem system{driver};
