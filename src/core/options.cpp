@@ -222,6 +222,7 @@ HRESULT LoadConfiguration(std::string_view resourceName, std::string_view option
                           IConfigStore& store, InitConfiguration& config, CTraceState& trace,
                           const CErrorReporter& reporter) {
   config.Reset();
+  trace.ResetSettings();
   COptionProcessor processor(config, trace, reporter);
 
   ConfigStoreSession session;

@@ -52,13 +52,20 @@ class CTraceState {
   bool Enabled() const { return enabled_; }
   bool StoppedOnce() const { return stoppedOnce_; }
 
-  // Settings of the trace file; their meaning belongs to the trace.
+  // Settings of the trace file, with their defaults (an empty name stands for the component
+  // identifier). Switching on and off is kept across Initialize calls; these are not.
   std::string name;
-  std::int32_t sizeMax = 0;
+  std::int32_t sizeMax = 10000;       // records kept; 0: no limit
   bool traceArrays = false;
-  std::int32_t arraySizeMax = 0;
-  std::int32_t saveInterval = 0;
+  std::int32_t arraySizeMax = 100;
+  std::int32_t saveInterval = 5;      // seconds; 0: after every record
   std::string transform;
+  void ResetSettings() {
+    const bool enabled = enabled_, stopped = stoppedOnce_;
+    *this = CTraceState{};
+    enabled_ = enabled;
+    stoppedOnce_ = stopped;
+  }
 
  private:
   bool enabled_ = false;

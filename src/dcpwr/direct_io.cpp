@@ -25,6 +25,7 @@ HRESULT ReportDirectIoWhileSimulating(const CVelmoraQdx& driver) {
 
 HRESULT CDirectIo::WriteString(const char* data) {
   return RunMember(RootOf(driver_), kInterface, "WriteString", [&]() -> HRESULT {
+    if (data != nullptr) TraceIn("data", std::string_view(data));
     if (data == nullptr) return driver_.Reporter().ReportNullPointer("WriteString", "data");
     return WriteBody(data);
   });
@@ -32,6 +33,7 @@ HRESULT CDirectIo::WriteString(const char* data) {
 
 HRESULT CDirectIo::ReadString(std::string* val) {
   return RunMember(RootOf(driver_), kInterface, "ReadString", [&]() -> HRESULT {
+    TraceOut("val", val);
     if (val == nullptr) return driver_.Reporter().ReportNullPointer("ReadString", "val");
     return ReadBody(kMaxResponse, *val);
   });
@@ -39,12 +41,18 @@ HRESULT CDirectIo::ReadString(std::string* val) {
 
 HRESULT CDirectIo::Write(std::string_view text) {
   return RunMember(RootOf(driver_), kInterface, "WriteString",
-                   [&]() -> HRESULT { return WriteBody(text); });
+                   [&]() -> HRESULT {
+                     TraceIn("data", text);
+                     return WriteBody(text);
+                   });
 }
 
 HRESULT CDirectIo::Read(std::size_t max, std::string& out) {
   return RunMember(RootOf(driver_), kInterface, "ReadString",
-                   [&]() -> HRESULT { return ReadBody(max, out); });
+                   [&]() -> HRESULT {
+                     TraceOut("val", &out);
+                     return ReadBody(max, out);
+                   });
 }
 
 HRESULT CDirectIo::WriteBody(std::string_view text) {

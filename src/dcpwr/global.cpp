@@ -12,7 +12,10 @@ template <class T>
 HRESULT PutGlobal(CVelmoraQdx& driver, const char* member, const char* format, T val) {
   const AccessTarget root{driver, driver, kNoChannel};
   return RunMember(root, CGlobal::kInterface, member,
-                   [&]() -> HRESULT { return SendCommand(root, false, format, val); });
+                   [&]() -> HRESULT {
+                     TraceIn("val", val);
+                     return SendCommand(root, false, format, val);
+                   });
 }
 
 }  // namespace

@@ -68,9 +68,12 @@ void VelmoraQdxOutput::OnResetWithDefaults() { InvalidateCache(); }
 
 HRESULT VelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, const char* method,
                                                  const char* pendingFormat, double limit,
-                                                 HRESULT (VelmoraQdxOutput::*setter)(double)) {
+                                                 HRESULT (VelmoraQdxOutput::*setter)(double),
+                                                 const std::function<void()>& traceOther) {
   AccessTarget t = Target();
   return RunMember(t, interfaceName, method, [&]() -> HRESULT {
+    TraceIn("Limit", limit);
+    traceOther();
     // The instrument form of the whole call is kept as the pending command (diagnostics see
     // it), but the setter sends its own command, with its range check and cache.
     attr::CPendingScope pending(*this);
@@ -80,29 +83,33 @@ HRESULT VelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, cons
   });
 }
 
-HRESULT VelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum /*behavior*/,
+HRESULT VelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior,
                                                 double limit) {
-  return ConfigureCurrentLimitAs(kInterface, limit);
+  return ConfigureCurrentLimitAs(kInterface, limit, [&] { TraceIn("Behavior", behavior); });
 }
 
-HRESULT VelmoraQdxOutput::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
-  return ConfigureOVPAs(kInterface, limit);
+HRESULT VelmoraQdxOutput::ConfigureOVP(VARIANT_BOOL enabled, double limit) {
+  return ConfigureOVPAs(kInterface, limit, [&] { TraceIn("Enabled", enabled); });
 }
 
-HRESULT VelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit) {
+HRESULT VelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit,
+                                                  const std::function<void()>& traceOther) {
   return ConfigureThroughSetter(interfaceName, "ConfigureCurrentLimit", ":CURR %0@3.15lg", limit,
-                                &VelmoraQdxOutput::put_CurrentLimit);
+                                &VelmoraQdxOutput::put_CurrentLimit, traceOther);
 }
 
-HRESULT VelmoraQdxOutput::ConfigureOVPAs(const char* interfaceName, double limit) {
+HRESULT VelmoraQdxOutput::ConfigureOVPAs(const char* interfaceName, double limit,
+                                         const std::function<void()>& traceOther) {
   return ConfigureThroughSetter(interfaceName, "ConfigureOVP", ":VOLT:PROT %0@3.15lg", limit,
-                                &VelmoraQdxOutput::put_OVPLimit);
+                                &VelmoraQdxOutput::put_OVPLimit, traceOther);
 }
 
 HRESULT VelmoraQdxOutput::QueryMaximum(const char* method, const char* query, bool voltage,
-                                       double* val) {
+                                       double* val, const char* argumentName, double argument) {
   AccessTarget t = Target();
   return RunMember(t, kInterface, method, [&]() -> HRESULT {
+    TraceIn(argumentName, argument);
+    TraceOut("val", val);
     HRESULT hr = CheckOut(t, method, val);
     if (Failed(hr)) return hr;
     attr::CPendingScope pending(*this, query, "%@3lg");
@@ -122,12 +129,14 @@ HRESULT VelmoraQdxOutput::QueryMaximum(const char* method, const char* query, bo
   });
 }
 
-HRESULT VelmoraQdxOutput::QueryVoltageLevelMax(double /*currentLimit*/, double* val) {
-  return QueryMaximum("QueryVoltageLevelMax", ":VOLT? MAX", true, val);
+HRESULT VelmoraQdxOutput::QueryVoltageLevelMax(double currentLimit, double* val) {
+  return QueryMaximum("QueryVoltageLevelMax", ":VOLT? MAX", true, val, "CurrentLimit",
+                      currentLimit);
 }
 
-HRESULT VelmoraQdxOutput::QueryCurrentLimitMax(double /*voltageLevel*/, double* val) {
-  return QueryMaximum("QueryCurrentLimitMax", ":CURR? MAX", false, val);
+HRESULT VelmoraQdxOutput::QueryCurrentLimitMax(double voltageLevel, double* val) {
+  return QueryMaximum("QueryCurrentLimitMax", ":CURR? MAX", false, val, "VoltageLevel",
+                      voltageLevel);
 }
 
 }  // namespace veqdx::dcpwr

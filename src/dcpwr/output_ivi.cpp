@@ -21,6 +21,7 @@ HRESULT GetConverted(Class* val, Getter&& get) {
 HRESULT CIviDCPwrOutput::get_TriggeredCurrentLimit(double* val) {
   const AccessTarget t = output_.Target();
   return RunMember(t, kInterface, "get_TriggeredCurrentLimit", [&]() -> HRESULT {
+    TraceOut("val", val);
     attr::CPendingScope pending(output_, ":CURR:TRIG?", "%@3lg");
     return output_.get_TriggeredCurrentLimit(val);
   });
@@ -29,6 +30,7 @@ HRESULT CIviDCPwrOutput::get_TriggeredCurrentLimit(double* val) {
 HRESULT CIviDCPwrOutput::put_TriggeredCurrentLimit(double val) {
   const AccessTarget t = output_.Target();
   return RunMember(t, kInterface, "put_TriggeredCurrentLimit", [&]() -> HRESULT {
+    TraceIn("val", val);
     attr::CPendingScope pending(output_);
     const HRESULT hr =
         t.driver.Io().Formatted().Sprintf(pending.Command(), ":CURR:TRIG %0.15lg", val);
@@ -40,6 +42,7 @@ HRESULT CIviDCPwrOutput::put_TriggeredCurrentLimit(double val) {
 HRESULT CIviDCPwrOutput::get_OVPEnabled(VARIANT_BOOL* val) {
   const AccessTarget t = output_.Target();
   return RunMember(t, kInterface, "get_OVPEnabled", [&]() -> HRESULT {
+    TraceOut("val", val);
     const HRESULT hr = CheckOut(t, "get_OVPEnabled", val);
     if (Succeeded(hr)) *val = VARIANT_TRUE;
     return hr;
@@ -49,6 +52,7 @@ HRESULT CIviDCPwrOutput::get_OVPEnabled(VARIANT_BOOL* val) {
 HRESULT CIviDCPwrOutput::put_OVPEnabled(VARIANT_BOOL val) {
   const AccessTarget t = output_.Target();
   return RunMember(t, kInterface, "put_OVPEnabled", [&]() -> HRESULT {
+    TraceIn("val", val);
     if (val != VARIANT_FALSE) return S_OK;
     return t.driver.Reporter().ReportValueNotSupported("VARIANT_FALSE", "val", "put_OVPEnabled");
   });
@@ -57,6 +61,8 @@ HRESULT CIviDCPwrOutput::put_OVPEnabled(VARIANT_BOOL val) {
 HRESULT CIviDCPwrOutput::ConfigureRange(IviDCPwrRangeTypeEnum RangeType, double Range) {
   const AccessTarget t = output_.Target();
   return RunMember(t, kInterface, "ConfigureRange", [&]() -> HRESULT {
+    TraceIn("RangeType", RangeType);
+    TraceIn("Range", Range);
     double maximum = 0;
     if (RangeType == IviDCPwrRangeCurrent) {
       maximum = output_.MaximumCurrent();
@@ -72,13 +78,13 @@ HRESULT CIviDCPwrOutput::ConfigureRange(IviDCPwrRangeTypeEnum RangeType, double 
   });
 }
 
-HRESULT CIviDCPwrOutput::ConfigureCurrentLimit(IviDCPwrCurrentLimitBehaviorEnum /*Behavior*/,
+HRESULT CIviDCPwrOutput::ConfigureCurrentLimit(IviDCPwrCurrentLimitBehaviorEnum Behavior,
                                                double Limit) {
-  return output_.ConfigureCurrentLimitAs(kInterface, Limit);
+  return output_.ConfigureCurrentLimitAs(kInterface, Limit, [&] { TraceIn("Behavior", Behavior); });
 }
 
-HRESULT CIviDCPwrOutput::ConfigureOVP(VARIANT_BOOL /*Enabled*/, double Limit) {
-  return output_.ConfigureOVPAs(kInterface, Limit);
+HRESULT CIviDCPwrOutput::ConfigureOVP(VARIANT_BOOL Enabled, double Limit) {
+  return output_.ConfigureOVPAs(kInterface, Limit, [&] { TraceIn("Enabled", Enabled); });
 }
 
 // ---- members that call the instrument interface directly ----

@@ -15,14 +15,18 @@ namespace keys = attr::keys;
 // Condition and event registers: read only, no cache entry (0 while simulating).
 constexpr PropertyDesc Reading(const char* interfaceName, const char* getName,
                                const char* query, const char* format) {
-  return PropertyDesc{interfaceName, getName, nullptr, nullptr, query, format,
-                      nullptr,       CacheKind::None};
+  PropertyDesc d{interfaceName, getName, nullptr, nullptr, query, format, nullptr,
+                 CacheKind::None};
+  d.registerValue = true;
+  return d;
 }
 // Enable registers: read and written; the entry only keeps what was written while simulating.
 constexpr PropertyDesc Enable(const char* interfaceName, const char* write, const char* query,
                               const char* format, const attr::CacheKey& key) {
-  return PropertyDesc{interfaceName, "get_EnableRegister", "put_EnableRegister", write, query,
-                      format,        &key,                 CacheKind::SimulationOnly};
+  PropertyDesc d{interfaceName, "get_EnableRegister", "put_EnableRegister", write, query,
+                 format,        &key,                 CacheKind::SimulationOnly};
+  d.registerValue = true;
+  return d;
 }
 
 constexpr const char* kOperation = "IVelmoraQdxStatusOperation";

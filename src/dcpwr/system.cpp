@@ -26,6 +26,7 @@ HRESULT CSystem::SendMemoryCommand(const char* member, const char* format,
                                    std::int32_t memory) {
   const AccessTarget root = RootOf(driver_);
   return RunMember(root, kInterface, member, [&]() -> HRESULT {
+    TraceIn("Memory", memory);
     if (driver_.RangeCheck() && (memory < kFirstMemory || memory > kLastMemory)) {
       // Reported, not acted on: the instrument has the last word on its memory numbers, and
       // callers rely on the command going out. The send's result is what the call returns.
@@ -49,6 +50,7 @@ HRESULT CSystem::get_DirectIO(IFormattedIO488** val) {
 
 HRESULT CSystem::SystemWrite(const char* command) {
   return RunMember(RootOf(driver_), kInterface, "SystemWrite", [&]() -> HRESULT {
+    if (command != nullptr) TraceIn("Command", std::string_view(command));
     if (command == nullptr) return driver_.Reporter().ReportNullPointer("SystemWrite", "Command");
     IFormattedIO488* direct = nullptr;
     const HRESULT hr = get_DirectIO(&direct);
@@ -60,6 +62,7 @@ HRESULT CSystem::SystemWrite(const char* command) {
 HRESULT CSystem::SystemRead(std::size_t max, std::string& out) {
   out.clear();
   return RunMember(RootOf(driver_), kInterface, "SystemRead", [&]() -> HRESULT {
+    TraceOut("val", &out);
     IFormattedIO488* direct = nullptr;
     const HRESULT hr = get_DirectIO(&direct);
     if (Failed(hr)) return hr;
