@@ -92,6 +92,12 @@ TEST_F(StoreFile, LogicalNameOpensTheSessionAndTheOptionStringWins) {
     veqdx_close(vi);
     vi = VI_NULL;
   }
+  // The example store opens its offline session as it says.
+  setenv("IVI_CONFIG_STORE", VEQDX_EXAMPLE_STORE, 1);
+  ASSERT_EQ(veqdx_InitWithOptions("MainSupplyOffline", VI_FALSE, VI_FALSE, "", &vi), VI_SUCCESS)
+      << LastError(VI_NULL).text;
+  EXPECT_EQ(Real(VEQDX_ATTR_OVP_LIMIT), 31.0);
+  veqdx_close(vi);
   // A name the store does not hold is an address.
   ASSERT_EQ(veqdx_InitWithOptions("Bench9", VI_FALSE, VI_FALSE, "Simulate=1", &vi), VI_SUCCESS);
   EXPECT_EQ(Attribute(VEQDX_ATTR_LOGICAL_NAME), "");
