@@ -97,17 +97,8 @@ void CollectSettings(const CStoreReader& reader, pugi::xml_node parent,
 // The six inherent settings of a DriverSession element; absent attributes keep the defaults.
 HRESULT ReadInherentSettings(const CStoreReader& reader, pugi::xml_node session,
                              InherentSettings& s) {
-  static constexpr struct {
-    const char* attribute;
-    bool InherentSettings::*field;
-  } kAttributes[] = {{"cache", &InherentSettings::cache},
-                     {"interchangeCheck", &InherentSettings::interchangeCheck},
-                     {"queryInstrStatus", &InherentSettings::queryInstrumentStatus},
-                     {"rangeCheck", &InherentSettings::rangeCheck},
-                     {"recordCoercions", &InherentSettings::recordCoercions},
-                     {"simulate", &InherentSettings::simulate}};
-  for (const auto& a : kAttributes) {
-    const pugi::xml_attribute attr = session.attribute(a.attribute);
+  for (const auto& a : kInherentSettingFields) {
+    const pugi::xml_attribute attr = session.attribute(a.name);
     if (!attr) continue;
     const std::string_view v = TrimView(attr.value());
     if (EqualsNoCase(v, "true") || v == "1") {
@@ -115,7 +106,7 @@ HRESULT ReadInherentSettings(const CStoreReader& reader, pugi::xml_node session,
     } else if (EqualsNoCase(v, "false") || v == "0") {
       s.*a.field = false;
     } else {
-      return reader.Invalid(session, std::string("attribute ") + a.attribute + " of session \"" +
+      return reader.Invalid(session, std::string("attribute ") + a.name + " of session \"" +
                                          session.attribute("name").value() + "\" is \"" +
                                          attr.value() + "\", not true or false");
     }

@@ -150,16 +150,7 @@ HRESULT COptionProcessor::ProcessInitOption(std::string_view name, std::string_v
     return reporter_.ReportInvalidValueText("ProcessInitOption", "strValueIn", value);
 
   InherentSettings& s = config_.settings;
-  static constexpr struct {
-    const char* name;
-    bool InherentSettings::*field;
-  } kSettings[] = {{"cache", &InherentSettings::cache},
-                   {"interchangecheck", &InherentSettings::interchangeCheck},
-                   {"queryinstrstatus", &InherentSettings::queryInstrumentStatus},
-                   {"rangecheck", &InherentSettings::rangeCheck},
-                   {"recordcoercions", &InherentSettings::recordCoercions},
-                   {"simulate", &InherentSettings::simulate}};
-  for (const auto& setting : kSettings) {
+  for (const auto& setting : kInherentSettingFields) {
     if (!EqualsNoCase(trimmedName, setting.name)) continue;
     bool on = false;
     if (!ParseBooleanOption(trimmedValue, on)) return reporter_.ReportBadOptionValue(value);

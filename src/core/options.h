@@ -41,6 +41,20 @@ struct InherentSettings {
   bool simulate = false;
 };
 
+// The six settings by name: option names (matched without regard to case) and the
+// configuration store's DriverSession attributes (matched exactly) are the same words.
+struct InherentSettingField {
+  const char* name;
+  bool InherentSettings::*field;
+};
+inline constexpr InherentSettingField kInherentSettingFields[] = {
+    {"cache", &InherentSettings::cache},
+    {"interchangeCheck", &InherentSettings::interchangeCheck},
+    {"queryInstrStatus", &InherentSettings::queryInstrumentStatus},
+    {"rangeCheck", &InherentSettings::rangeCheck},
+    {"recordCoercions", &InherentSettings::recordCoercions},
+    {"simulate", &InherentSettings::simulate}};
+
 // What the method trace has been told by the DriverSetup items. The trace itself only needs
 // to know whether it runs and whether it was already stopped once: stopping it again after a
 // restart is refused.

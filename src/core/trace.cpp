@@ -126,8 +126,8 @@ void CMethodTrace::Start(const CTraceState& settings, std::string driver, std::s
 void CMethodTrace::Stop() {
   std::unique_lock<std::mutex> lock(mutex_);
   if (!active_.load(std::memory_order_relaxed)) return;
-  SaveLocked(lock);
-  if (!lock.owns_lock()) lock.lock();
+  SaveLocked(lock, true);
+  if (!active_.load(std::memory_order_relaxed)) return;  // stopped meanwhile by another thread
   active_.store(false, std::memory_order_relaxed);
   trace_detail::gActiveTraces.fetch_sub(1, std::memory_order_relaxed);
 }
@@ -155,9 +155,15 @@ bool CMethodTrace::Save() {
 }
 
 // Copies the records under the lock, then writes them without it, so that appends from other
-// threads never wait for the disk. A save already under way makes this one unnecessary.
-bool CMethodTrace::SaveLocked(std::unique_lock<std::mutex>& lock) {
+// threads never wait for the disk. A save already under way makes this one unnecessary, unless
+// the caller waits for it (the writer takes `lock` again when done, so it is let go meanwhile).
+bool CMethodTrace::SaveLocked(std::unique_lock<std::mutex>& lock, bool wait) {
   std::unique_lock<std::mutex> writing(saveMutex_, std::try_to_lock);
+  if (!writing.owns_lock() && wait) {
+    lock.unlock();
+    writing.lock();
+    lock.lock();
+  }
   if (!writing.owns_lock()) return true;
   lastSave_ = std::chrono::steady_clock::now();
   TraceFileContent content{driver_, revision_, resource_, settings_.transform, started_,
@@ -196,40 +202,59 @@ std::string CMethodTrace::SaveError() const {
 
 // ---------------------------------------------------------------------------------------------
 
-void CTraceScope::Begin(CMethodTrace& trace, std::string_view interfaceName,
-                        std::string_view method) {
-  record_ = std::make_unique<TraceRecord>();
-  record_->interfaceName.assign(interfaceName);
-  record_->method.assign(method);
-  record_->thread = KernelThreadId();
-  record_->start = std::chrono::system_clock::now();
-  trace_ = &trace;
-  outer_ = trace_detail::tCurrent;
-  outerTrace_ = trace_detail::tCurrentTrace;
-  trace_detail::tCurrent = record_.get();
-  trace_detail::tCurrentTrace = &trace;
-  began_ = std::chrono::steady_clock::now();
+struct CTraceScope::Open {
+  CMethodTrace* trace = nullptr;
+  TraceRecord record;
+  TraceRecord* outer = nullptr;
+  CMethodTrace* outerTrace = nullptr;
+  std::chrono::steady_clock::time_point began;
+  HRESULT hr = S_OK;
+};
+
+CTraceScope::Open* CTraceScope::Begin(CMethodTrace& trace, std::string_view interfaceName,
+                                      std::string_view method) {
+  try {
+    auto open = std::make_unique<Open>();
+    TraceRecord& r = open->record;
+    r.interfaceName.assign(interfaceName);
+    r.method.assign(method);
+    r.thread = KernelThreadId();
+    r.start = std::chrono::system_clock::now();
+    open->trace = &trace;
+    open->outer = trace_detail::tCurrent;
+    open->outerTrace = trace_detail::tCurrentTrace;
+    trace_detail::tCurrent = &r;
+    trace_detail::tCurrentTrace = &trace;
+    open->began = std::chrono::steady_clock::now();
+    return open.release();
+  } catch (...) {
+    return nullptr;  // out of memory: this call goes untraced
+  }
 }
 
-void CTraceScope::End() noexcept {
-  trace_detail::tCurrent = outer_;
-  trace_detail::tCurrentTrace = outerTrace_;
+void CTraceScope::SetResult(Open* open, HRESULT hr) noexcept { open->hr = hr; }
+
+void CTraceScope::End(Open* open) noexcept {
+  const std::unique_ptr<Open> owned(open);
+  trace_detail::tCurrent = open->outer;
+  trace_detail::tCurrentTrace = open->outerTrace;
+  const HRESULT hr = open->hr;
   try {
-    TraceRecord& r = *record_;
+    TraceRecord& r = open->record;
     r.microseconds = std::chrono::duration_cast<std::chrono::microseconds>(
-                         std::chrono::steady_clock::now() - began_)
+                         std::chrono::steady_clock::now() - open->began)
                          .count();
-    r.hr = hr_;
-    if (Failed(hr_)) r.message = ThreadErrorRecord().description;
+    r.hr = hr;
+    if (Failed(hr)) r.message = ThreadErrorRecord().description;
     for (TraceParameter& p : r.parameters) {
-      if (p.out != nullptr && Succeeded(hr_)) p.value = p.format(p.out);
+      if (p.out != nullptr && Succeeded(hr)) p.value = p.format(p.out);
       p.out = nullptr;
     }
-    if (trace_->Append(std::move(r))) return;
+    if (open->trace->Append(std::move(r))) return;
     // The first failed save is reported once, in this operation's error record.
-    const std::string why = "The method trace cannot be written: " + trace_->SaveError() +
+    const std::string why = "The method trace cannot be written: " + open->trace->SaveError() +
                             " Tracing continues in memory.";
-    if (Failed(hr_))
+    if (Failed(hr))
       ThreadErrorRecord().description += "\r\n" + why;
     else
       CVelmoraQdxErrorReporter().ReportWritingFile(why);

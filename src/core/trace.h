@@ -83,7 +83,9 @@ class CMethodTrace {
   std::string SaveError() const;
 
  private:
-  bool SaveLocked(std::unique_lock<std::mutex>& lock);
+  // `wait`: wait for a save under way instead of leaving the work to it (Close must write
+  // everything).
+  bool SaveLocked(std::unique_lock<std::mutex>& lock, bool wait = false);
 
   std::atomic<bool> active_{false};
   mutable std::mutex mutex_;
@@ -99,33 +101,32 @@ class CMethodTrace {
   std::string saveError_;
 };
 
-// One traced operation. Does nothing unless the trace is active when it is constructed.
+// One traced operation. Does nothing unless the trace is active when it is constructed; then
+// it is one pointer that stays null, and everything else lives out of line.
 class CTraceScope {
  public:
   CTraceScope(CMethodTrace& trace, std::string_view interfaceName, std::string_view method) {
-    if (trace.Active()) [[unlikely]] Begin(trace, interfaceName, method);
+    if (trace.Active()) [[unlikely]] open_ = Begin(trace, interfaceName, method);
   }
   ~CTraceScope() {
-    if (record_) [[unlikely]] End();
+    if (open_ != nullptr) [[unlikely]] End(open_);
   }
   CTraceScope(const CTraceScope&) = delete;
   CTraceScope& operator=(const CTraceScope&) = delete;
 
   HRESULT Done(HRESULT hr) noexcept {
-    hr_ = hr;
+    if (open_ != nullptr) [[unlikely]] SetResult(open_, hr);
     return hr;
   }
 
  private:
-  void Begin(CMethodTrace& trace, std::string_view interfaceName, std::string_view method);
-  void End() noexcept;
+  struct Open;  // the record being built and the state to restore at its end
+  [[gnu::cold]] static Open* Begin(CMethodTrace& trace, std::string_view interfaceName,
+                                   std::string_view method);
+  [[gnu::cold]] static void End(Open* open) noexcept;
+  static void SetResult(Open* open, HRESULT hr) noexcept;
 
-  CMethodTrace* trace_ = nullptr;
-  std::unique_ptr<TraceRecord> record_;
-  TraceRecord* outer_ = nullptr;
-  CMethodTrace* outerTrace_ = nullptr;
-  std::chrono::steady_clock::time_point began_;
-  HRESULT hr_ = S_OK;
+  Open* open_ = nullptr;
 };
 
 namespace trace_detail {

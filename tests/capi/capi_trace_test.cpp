@@ -9,6 +9,7 @@
 #include <pugixml.hpp>
 #include <string>
 
+#include "../support/env_folder.h"
 #include "capi_fixture.h"
 
 namespace capi_test {
@@ -32,16 +33,8 @@ std::size_t Count(const std::string& text, const std::string& what) {
 
 class FlatTrace : public testing::Test {
  protected:
-  void SetUp() override {
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-    setenv("VEQDX_TRACE_DIR", dir.c_str(), 1);
-  }
-  void TearDown() override {
-    unsetenv("VEQDX_TRACE_DIR");
-    fs::remove_all(dir);
-  }
-  const std::string dir = testing::TempDir() + "veqdx_flat_trace_" + std::to_string(getpid());
+  veqdx::testing::CEnvFolder folder{"VEQDX_TRACE_DIR", "veqdx_flat_trace"};
+  const std::string dir = folder.Path();
 };
 
 TEST_F(FlatTrace, FlatCallsAreRecordedAndTheStylesheetRendersThem) {

@@ -14,30 +14,17 @@
 
 #include "core/trace_file.h"
 #include "driver_fixture.h"
+#include "support/env_folder.h"
 
 namespace veqdx::testing {
 namespace {
 
 namespace fs = std::filesystem;
 
-// A fresh folder for the trace files of one test, named by VEQDX_TRACE_DIR meanwhile.
+// The trace files of one test go to a fresh folder.
 class TraceFolder : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-    setenv("VEQDX_TRACE_DIR", dir.c_str(), 1);
-  }
-  void TearDown() override {
-    unsetenv("VEQDX_TRACE_DIR");
-    fs::remove_all(dir);
-  }
-  std::vector<fs::path> Files() const {
-    std::vector<fs::path> files;
-    for (const auto& e : fs::directory_iterator(dir)) files.push_back(e.path());
-    std::sort(files.begin(), files.end());
-    return files;
-  }
+  std::vector<fs::path> Files() const { return folder.Files(); }
   // "Interface.Method(name=value,...)=HRESULT" per record.
   static std::vector<std::string> Records(const fs::path& file, pugi::xml_document& doc) {
     EXPECT_TRUE(doc.load_file(file.c_str())) << file;
@@ -51,8 +38,10 @@ class TraceFolder : public ::testing::Test {
     }
     return out;
   }
-  const std::string dir = ::testing::TempDir() + "veqdx_trace_" + std::to_string(getpid()) + "_" +
-                          ::testing::UnitTest::GetInstance()->current_test_info()->name();
+  CEnvFolder folder{"VEQDX_TRACE_DIR",
+                    std::string("veqdx_trace_") +
+                        ::testing::UnitTest::GetInstance()->current_test_info()->name()};
+  const std::string dir = folder.Path();
 };
 
 TEST_F(TraceFolder, ShortSessionWithAFailureIsRecordedCallByCall) {
