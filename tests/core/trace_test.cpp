@@ -87,6 +87,20 @@ TEST_F(TraceFolder, ShortSessionWithAFailureIsRecordedCallByCall) {
   EXPECT_EQ(std::string(it->child_value("StartTime")).size(), 32u);  // ...T10:15:02.130001+01:00
 }
 
+// The trace starts before the connection is opened, so a failing Initialize is on disk too.
+TEST_F(TraceFolder, FailedInitializeIsTraced) {
+  CVelmoraQdx d{dcpwr::CreateOutput};
+  EXPECT_LT(d.Initialize("TCPIP::127.0.0.1::1::SOCKET", VARIANT_TRUE, VARIANT_FALSE,
+                         "DriverSetup=Trace=true, IoTimeout=500"),
+            0);
+  ASSERT_EQ(Files().size(), 1u);
+  pugi::xml_document doc;
+  const std::vector<std::string> records = Records(Files()[0], doc);
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].rfind("IIviDriver.Initialize(in BSTR ResourceName=TCPIP::127.0.0.1::1::SOCKET;", 0), 0u);
+  EXPECT_NE(std::string(doc.child("TraceRecords").child("TraceRecord").child_value("Message")), "");
+}
+
 // Text that XML cannot carry as it is, the size limit and array items, written by the trace
 // itself (save after every record) and read back.
 TEST_F(TraceFolder, HostileTextSizeLimitAndArraysStayWellFormed) {
