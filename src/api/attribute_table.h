@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "base/hresult.h"
 #include "veqdx.h"
@@ -58,6 +59,10 @@ struct AttributeRecord {
 const AttributeRecord* FindAttribute(ViAttr id);
 // Every record, in identifier table order (for tests and tools).
 const AttributeRecord* AttributeRecords(std::size_t* count);
+
+// The identifier of `name`, a VEQDX_ATTR_... name of veqdx.h or a decimal identifier; 0 when
+// it is neither.
+ViAttr AttributeIdByName(std::string_view name);
 
 // veqdx_GetAttributeViInt32 reads the inherent channel count under this identifier as the
 // output count; the other typed functions do not know it.

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "api/flat_common.h"
+#include "api/initial_settings.h"
 #include "api/status_map.h"
 #include "base/error_reporter.h"
 #include "core/velmoraqdx.h"
@@ -26,6 +27,7 @@ extern "C" VEQDX_EXPORT ViStatus veqdx_InitWithOptions(ViConstString ResourceNam
   std::shared_ptr<CVelmoraQdx> driver;
   try {
     driver = std::make_shared<CVelmoraQdx>(dcpwr::CreateOutput);
+    InstallInitialSettings(*driver);
   } catch (const std::bad_alloc&) {
     return RecordFailure(nullptr, VEQDX_ERROR_OUT_OF_MEMORY,
                          "VelmoraQdx: Could not allocate necessary memory.");

@@ -1,5 +1,7 @@
 #include "core/driver.h"
 
+#include "core/config_store.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -27,7 +29,7 @@ CDriver::CDriver(DriverConstants constants)
       constants_(std::move(constants)),
       reporter_([] { return CurrentInterfaceName(); }),
       io_(reporter_),
-      store_(std::make_shared<CNoConfigStore>()) {
+      store_(std::make_shared<CFileConfigStore>()) {
   io_.SetPollHook([this] { return CheckInstrumentStatus(); });
 }
 
@@ -40,6 +42,11 @@ CDriver::~CDriver() {
 void CDriver::SetConfigStore(std::shared_ptr<IConfigStore> store) {
   std::lock_guard<std::recursive_mutex> lock(Mutex());
   store_ = store ? std::move(store) : std::make_shared<CNoConfigStore>();
+}
+
+void CDriver::SetInitialSettingApplier(InitialSettingApplier applier) {
+  std::lock_guard<std::recursive_mutex> lock(Mutex());
+  initialSettingApplier_ = std::move(applier);
 }
 
 void CDriver::SetTransportFactory(TransportFactory factory) {
@@ -112,6 +119,7 @@ OptionMap CDriver::Options() const {
 
 HRESULT CDriver::GetBool(const std::atomic<bool>& flag, VARIANT_BOOL* val, const char* member) {
   return Call(kIIviDriverOperation, member, [&] {
+    TraceOut("val", val);
     if (val == nullptr) return ReportNull(member, "val");
     *val = ToVariantBool(flag.load(std::memory_order_relaxed));
     return S_OK;
@@ -120,6 +128,7 @@ HRESULT CDriver::GetBool(const std::atomic<bool>& flag, VARIANT_BOOL* val, const
 
 HRESULT CDriver::GetString(const std::string& text, std::string* val, const char* member) {
   return Call(kIIviDriverOperation, member, [&] {
+    TraceOut("val", val);
     if (val == nullptr) return ReportNull(member, "val");
     std::lock_guard<std::mutex> lock(configMutex_);
     *val = text;
@@ -129,6 +138,7 @@ HRESULT CDriver::GetString(const std::string& text, std::string* val, const char
 
 HRESULT CDriver::get_Initialized(VARIANT_BOOL* val) {
   return Call(kIIviDriver, "get_Initialized", [&] {
+    TraceOut("val", val);
     if (val == nullptr) return ReportNull("get_Initialized", "val");
     *val = ToVariantBool(Initialized());
     return S_OK;
@@ -152,6 +162,7 @@ HRESULT CDriver::get_Simulate(VARIANT_BOOL* val) { return GetBool(simulate_, val
 
 HRESULT CDriver::put_Cache(VARIANT_BOOL val) {
   return Call(kIIviDriverOperation, "put_Cache", [&] {
+    TraceIn("val", val);
     cache_.store(IsTrue(val), std::memory_order_relaxed);
     return S_OK;
   });
@@ -159,6 +170,7 @@ HRESULT CDriver::put_Cache(VARIANT_BOOL val) {
 
 HRESULT CDriver::put_InterchangeCheck(VARIANT_BOOL val) {
   return Call(kIIviDriverOperation, "put_InterchangeCheck", [&] {
+    TraceIn("val", val);
     if (IsTrue(val) && !constants_.supportsInterchangeCheck)
       return reporter_.ReportValueNotSupported("VARIANT_TRUE", "val", "put_InterchangeCheck");
     interchangeCheck_.store(IsTrue(val), std::memory_order_relaxed);
@@ -168,6 +180,7 @@ HRESULT CDriver::put_InterchangeCheck(VARIANT_BOOL val) {
 
 HRESULT CDriver::put_QueryInstrumentStatus(VARIANT_BOOL val) {
   return Call(kIIviDriverOperation, "put_QueryInstrumentStatus", [&] {
+    TraceIn("val", val);
     queryInstrumentStatus_.store(IsTrue(val), std::memory_order_relaxed);
     return S_OK;
   });
@@ -175,6 +188,7 @@ HRESULT CDriver::put_QueryInstrumentStatus(VARIANT_BOOL val) {
 
 HRESULT CDriver::put_RangeCheck(VARIANT_BOOL val) {
   return Call(kIIviDriverOperation, "put_RangeCheck", [&] {
+    TraceIn("val", val);
     rangeCheck_.store(IsTrue(val), std::memory_order_relaxed);
     return S_OK;
   });
@@ -182,6 +196,7 @@ HRESULT CDriver::put_RangeCheck(VARIANT_BOOL val) {
 
 HRESULT CDriver::put_RecordCoercions(VARIANT_BOOL val) {
   return Call(kIIviDriverOperation, "put_RecordCoercions", [&] {
+    TraceIn("val", val);
     recordCoercions_.store(IsTrue(val), std::memory_order_relaxed);
     return S_OK;
   });
@@ -189,6 +204,7 @@ HRESULT CDriver::put_RecordCoercions(VARIANT_BOOL val) {
 
 HRESULT CDriver::put_Simulate(VARIANT_BOOL val) {
   return Call(kIIviDriverOperation, "put_Simulate", [&] {
+    TraceIn("val", val);
     // A session opened simulating has no instrument behind it, so it can never leave
     // simulation. The other direction is harmless and accepted.
     if (!IsTrue(val) && initialSettings_.simulate) return reporter_.ReportSimulationStateUnsupported();
@@ -236,13 +252,24 @@ HRESULT CDriver::GetNextCoercionRecord(std::string* val) {
 
 HRESULT CDriver::Initialize(const char* resourceName, VARIANT_BOOL idQuery, VARIANT_BOOL reset,
                             const char* optionString) {
-  return Call(kIIviDriver, "Initialize", [&] {
-    return InitializeBody(resourceName, IsTrue(idQuery), IsTrue(reset), optionString);
-  });
+  std::lock_guard<std::recursive_mutex> lock(Mutex());
+  CCallContextGuard context(kIIviDriver, "Initialize");
+  HRESULT hr;
+  bool traced = false;
+  {
+    // The trace starts inside the call (step 5), so its scope is opened there.
+    std::optional<CTraceScope> trace;
+    hr = InitializeBody(resourceName, IsTrue(idQuery), IsTrue(reset), optionString, trace);
+    if (trace) trace->Done(hr);
+    traced = trace.has_value();
+  }
+  // A failed Initialize has no Close to save its trace.
+  if (traced && Failed(hr)) methodTrace_.Stop();
+  return hr;
 }
 
 HRESULT CDriver::InitializeBody(const char* resourceName, bool idQuery, bool reset,
-                                const char* optionString) {
+                                const char* optionString, std::optional<CTraceScope>& trace) {
   if (resourceName == nullptr)
     return reporter_.ReportInvalidValueText("Initialize", "ResourceName", "NULL");
   if (Initialized()) return reporter_.ReportAlreadyInitialized();
@@ -268,6 +295,18 @@ HRESULT CDriver::InitializeBody(const char* resourceName, bool idQuery, bool res
   if (InterchangeCheck() && !constants_.supportsInterchangeCheck)
     return reporter_.ReportBadOptionValue("True",
                                           "Interchange checking is not supported by the driver.");
+
+  if (trace_.Enabled()) {
+    methodTrace_.Start(trace_, constants_.componentIdentifier, constants_.revision,
+                       config_.ioResourceDescriptor);
+    trace.emplace(methodTrace_, kIIviDriver, "Initialize");
+    TraceIn("ResourceName", std::string_view(resourceName));
+    TraceIn("IdQuery", ToVariantBool(idQuery));
+    TraceIn("Reset", ToVariantBool(reset));
+    TraceIn("OptionString", std::string_view(optionString ? optionString : ""));
+  } else {
+    methodTrace_.Stop();
+  }
 
   HRESULT status = S_OK;
   {
@@ -300,7 +339,25 @@ HRESULT CDriver::InitializeBody(const char* resourceName, bool idQuery, bool res
     if (Failed(hr)) return FailInitialize(reporter_.ReportResetFailed());
     if (hr != S_OK) status = hr;
   }
+  // After a reset, so that the instrument keeps them.
+  hr = ApplyInitialSettings();
+  if (Failed(hr)) return FailInitialize(hr);
   return status;
+}
+
+HRESULT CDriver::ApplyInitialSettings() {
+  for (const InitialSetting& s : config_.initialSettings) {
+    const HRESULT hr = initialSettingApplier_ ? initialSettingApplier_(s)
+                                              : reporter_.ReportPropertyNotSupported(s.name);
+    if (Succeeded(hr)) continue;
+    // The setter's own record says what went wrong; this says where the setting came from.
+    ThreadErrorRecord().description += "\r\nConfigurable initial setting " + s.name +
+                                       (s.repCap.empty() ? "" : " (" + s.repCap + ")") + " = \"" +
+                                       s.value + "\" in " + config_.storeFile + ", line " +
+                                       std::to_string(s.line) + ".";
+    return hr;
+  }
+  return S_OK;
 }
 
 HRESULT CDriver::FailInitialize(HRESULT hr) {
@@ -314,7 +371,7 @@ HRESULT CDriver::FailInitialize(HRESULT hr) {
 }
 
 HRESULT CDriver::Close() {
-  return Call(kIIviDriver, "Close", [&] {
+  const HRESULT result = Call(kIIviDriver, "Close", [&] {
     if (!Initialized()) return reporter_.ReportNotInitialized();
     // Outputs stay owned (a caller may still hold one) but answer "not initialized" from now.
     DetachChildren();
@@ -328,6 +385,9 @@ HRESULT CDriver::Close() {
     OnSessionClosed();
     return hr;
   });
+  // After the call, so that the file holds the record of Close too.
+  methodTrace_.Stop();
+  return result;
 }
 
 HRESULT CDriver::ApplyIoTimeout() {

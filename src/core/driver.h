@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,7 @@
 #include "base/hresult.h"
 #include "core/identification.h"
 #include "core/options.h"
+#include "core/trace.h"
 #include "io/io_session.h"
 #include "io/transport.h"
 
@@ -125,6 +127,8 @@ class CDriver : public attr::CNode {
   // The I/O session. Use it while holding IoLock().
   io::CIoSession& Io() noexcept { return io_; }
   const CErrorReporter& Reporter() const noexcept { return reporter_; }
+  // The method trace of this session (Active() only while DriverSetup "Trace" is on).
+  CMethodTrace& Trace() noexcept { return methodTrace_; }
   const DriverConstants& Constants() const noexcept { return constants_; }
   // The innermost lock of the session, held around every instrument exchange.
   std::recursive_mutex& IoLock() const noexcept { return ioMutex_; }
@@ -175,6 +179,11 @@ class CDriver : public attr::CNode {
   // Configuration hooks (call before Initialize).
   void SetConfigStore(std::shared_ptr<IConfigStore> store);
   void SetTransportFactory(TransportFactory factory);
+  // Applies one configurable initial setting of the store through the setter of its numbered
+  // attribute. The attribute table lives in the programming interfaces above this layer, so
+  // whoever builds a driver hands it in; without one, a session with settings fails.
+  using InitialSettingApplier = std::function<HRESULT(const InitialSetting&)>;
+  void SetInitialSettingApplier(InitialSettingApplier applier);
 
   // ---------------- CNode: the root answers the session-wide queries ----------------
   bool IsInitialized() const override { return Initialized(); }
@@ -186,12 +195,14 @@ class CDriver : public attr::CNode {
   bool GetSimulate() const override { return Simulate(); }
 
  protected:
-  // The per-call sequence of every public operation: session lock, call context, body.
+  // The per-call sequence of every public operation: session lock, call context, trace,
+  // body (which names its parameters with TraceIn / TraceOut).
   template <class Body>
   HRESULT Call(std::string_view interfaceName, std::string_view memberName, Body&& body) {
     std::lock_guard<std::recursive_mutex> lock(Mutex());
     CCallContextGuard context(interfaceName, memberName);
-    return body();
+    CTraceScope trace(methodTrace_, interfaceName, memberName);
+    return trace.Done(body());
   }
   // Null output pointer: message 0x16 naming the member and the parameter.
   HRESULT ReportNull(std::string_view memberName, std::string_view parameter) const {
@@ -221,8 +232,9 @@ class CDriver : public attr::CNode {
 
  private:
   HRESULT InitializeBody(const char* resourceName, bool idQuery, bool reset,
-                         const char* optionString);
+                         const char* optionString, std::optional<CTraceScope>& trace);
   HRESULT FailInitialize(HRESULT hr);
+  HRESULT ApplyInitialSettings();
   void ApplySettings(const InherentSettings& settings);
   InherentSettings CurrentSettings() const;
   HRESULT ResetBody();
@@ -262,8 +274,10 @@ class CDriver : public attr::CNode {
   bool resetOnInit_ = false;
   bool idQueryOnInit_ = false;
   CTraceState trace_;
+  CMethodTrace methodTrace_;
   std::shared_ptr<IConfigStore> store_;
   TransportFactory transportFactory_;
+  InitialSettingApplier initialSettingApplier_;
 
   // Read from other threads: guarded by the I/O lock.
   std::string model_;

@@ -18,6 +18,7 @@ constexpr const char* kBuildNote =
 #define VEQDX_IDENTITY_GETTER(Interface, Member, Type, Expression)  \
   HRESULT CDriver::Member(Type* val) {                              \
     return Call(Interface, #Member, [&] {                           \
+      TraceOut("val", val);                                         \
       if (val == nullptr) return ReportNull(#Member, "val");        \
       *val = (Expression);                                          \
       return S_OK;                                                  \

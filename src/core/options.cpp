@@ -150,16 +150,7 @@ HRESULT COptionProcessor::ProcessInitOption(std::string_view name, std::string_v
     return reporter_.ReportInvalidValueText("ProcessInitOption", "strValueIn", value);
 
   InherentSettings& s = config_.settings;
-  static constexpr struct {
-    const char* name;
-    bool InherentSettings::*field;
-  } kSettings[] = {{"cache", &InherentSettings::cache},
-                   {"interchangecheck", &InherentSettings::interchangeCheck},
-                   {"queryinstrstatus", &InherentSettings::queryInstrumentStatus},
-                   {"rangecheck", &InherentSettings::rangeCheck},
-                   {"recordcoercions", &InherentSettings::recordCoercions},
-                   {"simulate", &InherentSettings::simulate}};
-  for (const auto& setting : kSettings) {
+  for (const auto& setting : kInherentSettingFields) {
     if (!EqualsNoCase(trimmedName, setting.name)) continue;
     bool on = false;
     if (!ParseBooleanOption(trimmedValue, on)) return reporter_.ReportBadOptionValue(value);
@@ -222,17 +213,25 @@ HRESULT LoadConfiguration(std::string_view resourceName, std::string_view option
                           IConfigStore& store, InitConfiguration& config, CTraceState& trace,
                           const CErrorReporter& reporter) {
   config.Reset();
+  trace.ResetSettings();
   COptionProcessor processor(config, trace, reporter);
 
   ConfigStoreSession session;
-  if (store.FindDriverSession(resourceName, session)) {
+  bool found = false;
+  if (HRESULT hr = store.FindDriverSession(resourceName, reporter, session, found); Failed(hr))
+    return hr;
+  if (found) {
     config.logicalName.assign(resourceName);
     config.ioResourceDescriptor = session.hardwareResource;
     if (!session.softwareModuleLoadable) {
       return reporter.ReportUnrecoverable(
-          "Software module could not be loaded from the IVI Configuration Store.");
+          "Software module could not be loaded from the IVI Configuration Store.\r\n"
+          "The driver session of \"" + std::string(resourceName) + "\" in " + session.storeFile +
+          " names no software module with the prefix \"veqdx\".");
     }
     config.settings = session.settings;
+    config.storeFile = session.storeFile;
+    config.initialSettings = std::move(session.initialSettings);
     if (!session.driverSetup.empty()) {
       const HRESULT hr = processor.ApplyDriverSetup(session.driverSetup);
       if (Failed(hr)) return hr;

@@ -41,6 +41,20 @@ struct InherentSettings {
   bool simulate = false;
 };
 
+// The six settings by name: option names (matched without regard to case) and the
+// configuration store's DriverSession attributes (matched exactly) are the same words.
+struct InherentSettingField {
+  const char* name;
+  bool InherentSettings::*field;
+};
+inline constexpr InherentSettingField kInherentSettingFields[] = {
+    {"cache", &InherentSettings::cache},
+    {"interchangeCheck", &InherentSettings::interchangeCheck},
+    {"queryInstrStatus", &InherentSettings::queryInstrumentStatus},
+    {"rangeCheck", &InherentSettings::rangeCheck},
+    {"recordCoercions", &InherentSettings::recordCoercions},
+    {"simulate", &InherentSettings::simulate}};
+
 // What the method trace has been told by the DriverSetup items. The trace itself only needs
 // to know whether it runs and whether it was already stopped once: stopping it again after a
 // restart is refused.
@@ -52,17 +66,34 @@ class CTraceState {
   bool Enabled() const { return enabled_; }
   bool StoppedOnce() const { return stoppedOnce_; }
 
-  // Settings of the trace file; their meaning belongs to the trace.
+  // Settings of the trace file, with their defaults (an empty name stands for the component
+  // identifier). Switching on and off is kept across Initialize calls; these are not.
   std::string name;
-  std::int32_t sizeMax = 0;
+  std::int32_t sizeMax = 10000;       // records kept; 0: no limit
   bool traceArrays = false;
-  std::int32_t arraySizeMax = 0;
-  std::int32_t saveInterval = 0;
+  std::int32_t arraySizeMax = 100;
+  std::int32_t saveInterval = 5;      // seconds; 0: after every record
   std::string transform;
+  void ResetSettings() {
+    const bool enabled = enabled_, stopped = stoppedOnce_;
+    *this = CTraceState{};
+    enabled_ = enabled;
+    stoppedOnce_ = stopped;
+  }
 
  private:
   bool enabled_ = false;
   bool stoppedOnce_ = false;
+};
+
+// One configurable initial setting of the store, applied after the outputs exist through the
+// setter of the numbered attribute `name` ("VEQDX_ATTR_..." or its decimal identifier).
+struct InitialSetting {
+  std::string name;
+  std::string repCap;  // output selector; empty for attributes of no output
+  std::string type;    // "String", "Integer", "Real" or "Boolean"
+  std::string value;
+  int line = 0;        // where it stands in the store file, for the error description
 };
 
 // Everything the configuration of one Initialize produced. Reset() restores the state at the
@@ -75,6 +106,8 @@ struct InitConfiguration {
   std::string model;            // DriverSetup "Model"; empty when none was named
   std::string logicalName;      // the resource name when it named a store session
   std::string ioResourceDescriptor;
+  std::string storeFile;                        // set when the resource name was in the store
+  std::vector<InitialSetting> initialSettings;  // from the store, applied after discovery
 
   void Reset() { *this = InitConfiguration{}; }
   // Value of a DriverSetup item by any spelling of its name; `fallback` when absent.
@@ -117,23 +150,33 @@ void SplitDriverSetup(std::string_view optionString, std::string& optionList,
 // program; its settings then apply before the option string.
 
 struct ConfigStoreSession {
+  std::string storeFile;            // the file it came from, for error descriptions
   std::string hardwareResource;     // the I/O address of the session
   bool softwareModuleLoadable = true;
   InherentSettings settings;
   std::string driverSetup;
+  // The software module's settings, then the session's, each in document order.
+  std::vector<InitialSetting> initialSettings;
 };
 
 class IConfigStore {
  public:
   virtual ~IConfigStore() = default;
-  // True, with `session` filled, when `resourceName` names a driver session of the store.
-  virtual bool FindDriverSession(std::string_view resourceName, ConfigStoreSession& session) = 0;
+  // Sets `found`, and fills `session`, when `resourceName` names a driver session (or a
+  // logical name of one). A store that exists but cannot be read is a failure reported
+  // through `reporter`; no store at all is not.
+  virtual HRESULT FindDriverSession(std::string_view resourceName, const CErrorReporter& reporter,
+                                    ConfigStoreSession& session, bool& found) = 0;
 };
 
-// No store on this platform: every resource name is an I/O address.
+// No store: every resource name is an I/O address.
 class CNoConfigStore : public IConfigStore {
  public:
-  bool FindDriverSession(std::string_view, ConfigStoreSession&) override { return false; }
+  HRESULT FindDriverSession(std::string_view, const CErrorReporter&, ConfigStoreSession&,
+                            bool& found) override {
+    found = false;
+    return S_OK;
+  }
 };
 
 // Loads the whole configuration of an Initialize: defaults, the store (when `resourceName`

@@ -85,6 +85,8 @@ HRESULT CDriver::ResetToDefaultsBody() {
 
 HRESULT CDriver::SelfTest(std::int32_t* testResult, std::string* testMessage) {
   return Call(kIIviDriverUtility, "SelfTest", [&] {
+    TraceOut("TestResult", testResult);
+    TraceOut("TestMessage", testMessage);
     if (testResult == nullptr) return ReportNull("SelfTest", "TestResult");
     if (testMessage == nullptr) return ReportNull("SelfTest", "TestMessage");
     if (!Initialized()) return reporter_.ReportNotInitialized();
@@ -104,6 +106,8 @@ HRESULT CDriver::SelfTest(std::int32_t* testResult, std::string* testMessage) {
 
 HRESULT CDriver::ErrorQuery(std::int32_t* errorCode, std::string* errorMessage) {
   return Call(kIIviDriverUtility, "ErrorQuery", [&] {
+    TraceOut("ErrorCode", errorCode);
+    TraceOut("ErrorMessage", errorMessage);
     if (errorCode == nullptr) return ReportNull("ErrorQuery", "ErrorCode");
     if (errorMessage == nullptr) return ReportNull("ErrorQuery", "ErrorMessage");
     if (!Initialized()) return reporter_.ReportNotInitialized();

@@ -39,6 +39,7 @@
 #include "base/call_context.h"
 #include "base/error_reporter.h"
 #include "base/hresult.h"
+#include "core/trace.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/property.h"
 #include "io/formatted_io.h"
@@ -80,27 +81,33 @@ inline bool TargetInitialized(const AccessTarget& t) noexcept {
   return t.node.GetParent() != nullptr;
 }
 
-// Steps 1 and 2 of every member for the duration of a scope: the node's lock, then the call
-// context (popped before the lock is released).
+// The first steps of every member for the duration of a scope: the node's lock, the call
+// context, the trace record (ended, then the context popped, before the lock is released).
+// Done() hands the result to the trace.
 class CMemberScope {
  public:
   CMemberScope(const AccessTarget& t, std::string_view interfaceName, std::string_view memberName)
-      : lock_(t.node.Mutex()), context_(interfaceName, memberName) {}
+      : lock_(t.node.Mutex()),
+        context_(interfaceName, memberName),
+        trace_(t.driver.Trace(), interfaceName, memberName) {}
   CMemberScope(const CMemberScope&) = delete;
   CMemberScope& operator=(const CMemberScope&) = delete;
+  HRESULT Done(HRESULT hr) noexcept { return trace_.Done(hr); }
 
  private:
   std::lock_guard<std::recursive_mutex> lock_;
   CCallContextGuard context_;
+  CTraceScope trace_;
 };
 
-// Steps 1 to 3 of every member: node lock, call context, initialized check; then `body()`.
+// Steps 1 to 3 of every member: node lock, call context and trace, initialized check; then
+// `body()`, which names its parameters with TraceIn / TraceOut.
 template <class Body>
 HRESULT RunMember(const AccessTarget& t, std::string_view interfaceName,
                   std::string_view memberName, Body&& body) {
   CMemberScope scope(t, interfaceName, memberName);
-  if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();
-  return body();
+  if (!TargetInitialized(t)) return scope.Done(t.driver.Reporter().ReportNotInitialized());
+  return scope.Done(body());
 }
 
 // The null check of an out-argument: reports message 0x16 naming `member` and `parameter`;
@@ -218,11 +225,10 @@ template <class T>
 
 // Both are forced inline so that, in each property's accessor, the descriptor is a known
 // constant: its name lengths and branches fold away at compile time.
+namespace detail {
 template <class T>
-[[gnu::always_inline]] inline HRESULT GetProperty(const AccessTarget& t, const Property<T>& d,
-                                                  T* val) {
-  static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
-  CMemberScope scope(t, d.interfaceName, d.getName);
+[[gnu::always_inline]] inline HRESULT GetPropertyBody(const AccessTarget& t,
+                                                      const Property<T>& d, T* val) {
   if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();
   HRESULT hr = CheckOut(t, d.getName, val);
   if (Failed(hr)) return hr;
@@ -243,11 +249,10 @@ template <class T>
   return detail::QueryProperty(t, d, val, cached);
 }
 
-template <class T, class Check = NoCheck>
-[[gnu::always_inline]] inline HRESULT PutProperty(const AccessTarget& t, const Property<T>& d,
-                                                  T val, Check&& check = {}) {
-  static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
-  CMemberScope scope(t, d.interfaceName, d.putName);
+template <class T, class Check>
+[[gnu::always_inline]] inline HRESULT PutPropertyBody(const AccessTarget& t,
+                                                      const Property<T>& d, T val,
+                                                      Check&& check) {
   if (!TargetInitialized(t)) return t.driver.Reporter().ReportNotInitialized();
   HRESULT hr = S_OK;
   if (t.driver.RangeCheck() && Failed(hr = check(val))) return hr;
@@ -266,6 +271,36 @@ template <class T, class Check = NoCheck>
     return S_OK;
   }
   return detail::SendProperty(t, d, val, cached);
+}
+}  // namespace detail
+
+// Traced as their property: the in- or out-value "val".
+template <class T>
+[[gnu::always_inline]] inline HRESULT GetProperty(const AccessTarget& t, const Property<T>& d,
+                                                  T* val) {
+  static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
+  CMemberScope scope(t, d.interfaceName, d.getName);
+  if constexpr (std::is_same_v<T, std::int16_t>) {
+    if (d.registerValue) TraceOutShort("val", val);
+    else TraceOut("val", val);
+  } else {
+    TraceOut("val", val);
+  }
+  return scope.Done(detail::GetPropertyBody(t, d, val));
+}
+
+template <class T, class Check = NoCheck>
+[[gnu::always_inline]] inline HRESULT PutProperty(const AccessTarget& t, const Property<T>& d,
+                                                  T val, Check&& check = {}) {
+  static_assert(std::is_trivially_copyable_v<T>, "properties are numbers, booleans or enums");
+  CMemberScope scope(t, d.interfaceName, d.putName);
+  if constexpr (std::is_same_v<T, std::int16_t>) {
+    if (d.registerValue) TraceIn("val", TraceShort{val});
+    else TraceIn("val", val);
+  } else {
+    TraceIn("val", val);
+  }
+  return scope.Done(detail::PutPropertyBody(t, d, val, std::forward<Check>(check)));
 }
 
 // Reports the invalid-value error for an enumeration argument unless `value` is one of

@@ -26,6 +26,7 @@ HRESULT ReportDirectIoWhileSimulating(const CVelmoraQdx& driver) {
 HRESULT CDirectIo::WriteString(const char* data) {
   const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
   return RunMember(RootOf(*driver), kInterface, "WriteString", [&]() -> HRESULT {
+    if (data != nullptr) TraceIn("data", std::string_view(data));
     if (data == nullptr) return driver->Reporter().ReportNullPointer("WriteString", "data");
     return WriteBody(*driver, data);
   });
@@ -34,6 +35,7 @@ HRESULT CDirectIo::WriteString(const char* data) {
 HRESULT CDirectIo::ReadString(std::string* val) {
   const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
   return RunMember(RootOf(*driver), kInterface, "ReadString", [&]() -> HRESULT {
+    TraceOut("val", val);
     if (val == nullptr) return driver->Reporter().ReportNullPointer("ReadString", "val");
     return ReadBody(*driver, kMaxResponse, *val);
   });
@@ -41,14 +43,18 @@ HRESULT CDirectIo::ReadString(std::string* val) {
 
 HRESULT CDirectIo::Write(std::string_view text) {
   const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
-  return RunMember(RootOf(*driver), kInterface, "WriteString",
-                   [&]() -> HRESULT { return WriteBody(*driver, text); });
+  return RunMember(RootOf(*driver), kInterface, "WriteString", [&]() -> HRESULT {
+    TraceIn("data", text);
+    return WriteBody(*driver, text);
+  });
 }
 
 HRESULT CDirectIo::Read(std::size_t max, std::string& out) {
   const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
-  return RunMember(RootOf(*driver), kInterface, "ReadString",
-                   [&]() -> HRESULT { return ReadBody(*driver, max, out); });
+  return RunMember(RootOf(*driver), kInterface, "ReadString", [&]() -> HRESULT {
+    TraceOut("val", &out);
+    return ReadBody(*driver, max, out);
+  });
 }
 
 HRESULT CDirectIo::WriteBody(CVelmoraQdx& driver, std::string_view text) {

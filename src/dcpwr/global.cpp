@@ -13,7 +13,10 @@ HRESULT PutGlobal(const CDriverRef& ref, const char* member, const char* format,
   const std::shared_ptr<CVelmoraQdx> driver = ref.Lease();
   const AccessTarget root{*driver, *driver, kNoChannel};
   return RunMember(root, CGlobal::kInterface, member,
-                   [&]() -> HRESULT { return SendCommand(root, false, format, val); });
+                   [&]() -> HRESULT {
+                     TraceIn("val", val);
+                     return SendCommand(root, false, format, val);
+                   });
 }
 
 }  // namespace

@@ -66,9 +66,12 @@ void CVelmoraQdxOutput::OnResetWithDefaults() { InvalidateCache(); }
 
 HRESULT CVelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, const char* method,
                                                  const char* pendingFormat, double limit,
-                                                 HRESULT (CVelmoraQdxOutput::*setter)(double)) {
+                                                 HRESULT (CVelmoraQdxOutput::*setter)(double),
+                                                 const std::function<void()>& traceOther) {
   AccessTarget t = Target();
   return RunMember(t, interfaceName, method, [&]() -> HRESULT {
+    TraceIn("Limit", limit);
+    traceOther();
     // The instrument form of the whole call is kept as the pending command (diagnostics see
     // it), but the setter sends its own command, with its range check and cache.
     attr::CPendingScope pending(*this);
@@ -78,34 +81,39 @@ HRESULT CVelmoraQdxOutput::ConfigureThroughSetter(const char* interfaceName, con
   });
 }
 
-HRESULT CVelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum /*behavior*/,
+HRESULT CVelmoraQdxOutput::ConfigureCurrentLimit(VelmoraQdxCurrentLimitBehaviorEnum behavior,
                                                 double limit) {
-  return ConfigureCurrentLimitAs(kInterface, limit);
+  return ConfigureCurrentLimitAs(kInterface, limit, [&] { TraceIn("Behavior", behavior); });
 }
 
 CVelmoraQdxOutput& CVelmoraQdxOutputForms::Output() noexcept {
   return static_cast<CVelmoraQdxOutput&>(*this);
 }
 
-HRESULT CVelmoraQdxOutputForms::ConfigureOVP(VARIANT_BOOL /*enabled*/, double limit) {
-  return Output().ConfigureOVPAs(CVelmoraQdxOutput::kInterface, limit);
+HRESULT CVelmoraQdxOutputForms::ConfigureOVP(VARIANT_BOOL enabled, double limit) {
+  return Output().ConfigureOVPAs(CVelmoraQdxOutput::kInterface, limit,
+                                 [&] { TraceIn("Enabled", enabled); });
 }
 
-HRESULT CVelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit) {
+HRESULT CVelmoraQdxOutput::ConfigureCurrentLimitAs(const char* interfaceName, double limit,
+                                                   const std::function<void()>& traceOther) {
   return ConfigureThroughSetter(interfaceName, "ConfigureCurrentLimit",
                                 props::kCurrentLimit.configureFormat, limit,
-                                &CVelmoraQdxOutput::put_CurrentLimit);
+                                &CVelmoraQdxOutput::put_CurrentLimit, traceOther);
 }
 
-HRESULT CVelmoraQdxOutput::ConfigureOVPAs(const char* interfaceName, double limit) {
+HRESULT CVelmoraQdxOutput::ConfigureOVPAs(const char* interfaceName, double limit,
+                                          const std::function<void()>& traceOther) {
   return ConfigureThroughSetter(interfaceName, "ConfigureOVP", props::kOVPLimit.configureFormat,
-                                limit, &CVelmoraQdxOutput::put_OVPLimit);
+                                limit, &CVelmoraQdxOutput::put_OVPLimit, traceOther);
 }
 
 HRESULT CVelmoraQdxOutput::QueryMaximum(const char* method, const char* query, bool voltage,
-                                       double* val) {
+                                        double* val, const char* argumentName, double argument) {
   AccessTarget t = Target();
   return RunMember(t, kInterface, method, [&]() -> HRESULT {
+    TraceIn(argumentName, argument);
+    TraceOut("val", val);
     HRESULT hr = CheckOut(t, method, val);
     if (Failed(hr)) return hr;
     attr::CPendingScope pending(*this, query, "%@3lg");
@@ -125,12 +133,14 @@ HRESULT CVelmoraQdxOutput::QueryMaximum(const char* method, const char* query, b
   });
 }
 
-HRESULT CVelmoraQdxOutput::QueryVoltageLevelMax(double /*currentLimit*/, double* val) {
-  return QueryMaximum("QueryVoltageLevelMax", ":VOLT? MAX", true, val);
+HRESULT CVelmoraQdxOutput::QueryVoltageLevelMax(double currentLimit, double* val) {
+  return QueryMaximum("QueryVoltageLevelMax", ":VOLT? MAX", true, val, "CurrentLimit",
+                      currentLimit);
 }
 
-HRESULT CVelmoraQdxOutput::QueryCurrentLimitMax(double /*voltageLevel*/, double* val) {
-  return QueryMaximum("QueryCurrentLimitMax", ":CURR? MAX", false, val);
+HRESULT CVelmoraQdxOutput::QueryCurrentLimitMax(double voltageLevel, double* val) {
+  return QueryMaximum("QueryCurrentLimitMax", ":CURR? MAX", false, val, "VoltageLevel",
+                      voltageLevel);
 }
 
 }  // namespace veqdx::dcpwr

@@ -9,6 +9,7 @@
 #pragma once
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "attributes/node.h"
@@ -191,17 +192,22 @@ class CVelmoraQdxOutput : public attr::CRepCap,
   // Shared by both ConfigureOVP / ConfigureCurrentLimit flavours (the instrument's interface
   // and the class interface, named by `interfaceName`): the pending command is formatted as
   // the instrument form of the call, then the property setter does the work.
-  HRESULT ConfigureCurrentLimitAs(const char* interfaceName, double limit);
-  HRESULT ConfigureOVPAs(const char* interfaceName, double limit);
+  // `traceOther` names the argument the call takes but does not use, for the trace.
+  HRESULT ConfigureCurrentLimitAs(const char* interfaceName, double limit,
+                                  const std::function<void()>& traceOther);
+  HRESULT ConfigureOVPAs(const char* interfaceName, double limit,
+                         const std::function<void()>& traceOther);
   HRESULT ConfigureThroughSetter(const char* interfaceName, const char* method,
                                  const char* pendingFormat, double limit,
-                                 HRESULT (CVelmoraQdxOutput::*setter)(double));
+                                 HRESULT (CVelmoraQdxOutput::*setter)(double),
+                                 const std::function<void()>& traceOther);
   // The per-output register reads: 0 without I/O when simulating, no channel selection.
   HRESULT GetRegister(const char* interfaceName, const char* member, const char* query,
                       std::int16_t* val);
   HRESULT PutSummaryEnable(const char* interfaceName, std::int16_t val);
   // The maximum queries: select, then the first rating (simulating) or the instrument.
-  HRESULT QueryMaximum(const char* method, const char* query, bool voltage, double* val);
+  HRESULT QueryMaximum(const char* method, const char* query, bool voltage, double* val,
+                       const char* argumentName, double argument);
 
   CVelmoraQdx& driver_;
   std::int32_t channel_;

@@ -26,6 +26,7 @@ HRESULT CIviDCPwrOutput::get_TriggeredCurrentLimit(double* val) {
   CVelmoraQdxOutput& output = Output();
   const AccessTarget t = output.Target();
   return RunMember(t, kInterface, "get_TriggeredCurrentLimit", [&]() -> HRESULT {
+    TraceOut("val", val);
     attr::CPendingScope pending(output, props::kTriggeredCurrentLimit.queryCommand,
                                 props::kTriggeredCurrentLimit.readFormat);
     return output.get_TriggeredCurrentLimit(val);
@@ -36,6 +37,7 @@ HRESULT CIviDCPwrOutput::put_TriggeredCurrentLimit(double val) {
   CVelmoraQdxOutput& output = Output();
   const AccessTarget t = output.Target();
   return RunMember(t, kInterface, "put_TriggeredCurrentLimit", [&]() -> HRESULT {
+    TraceIn("val", val);
     attr::CPendingScope pending(output);
     const HRESULT hr = t.driver.Io().Formatted().Sprintf(
         pending.Command(), props::kTriggeredCurrentLimit.writeFormat, val);
@@ -47,6 +49,7 @@ HRESULT CIviDCPwrOutput::put_TriggeredCurrentLimit(double val) {
 HRESULT CIviDCPwrOutput::get_OVPEnabled(VARIANT_BOOL* val) {
   const AccessTarget t = Output().Target();
   return RunMember(t, kInterface, "get_OVPEnabled", [&]() -> HRESULT {
+    TraceOut("val", val);
     const HRESULT hr = CheckOut(t, "get_OVPEnabled", val);
     if (Succeeded(hr)) *val = VARIANT_TRUE;
     return hr;
@@ -56,6 +59,7 @@ HRESULT CIviDCPwrOutput::get_OVPEnabled(VARIANT_BOOL* val) {
 HRESULT CIviDCPwrOutput::put_OVPEnabled(VARIANT_BOOL val) {
   const AccessTarget t = Output().Target();
   return RunMember(t, kInterface, "put_OVPEnabled", [&]() -> HRESULT {
+    TraceIn("val", val);
     if (val != VARIANT_FALSE) return S_OK;
     return t.driver.Reporter().ReportValueNotSupported("VARIANT_FALSE", "val", "put_OVPEnabled");
   });
@@ -65,6 +69,8 @@ HRESULT CIviDCPwrOutput::ConfigureRange(IviDCPwrRangeTypeEnum RangeType, double 
   CVelmoraQdxOutput& output = Output();
   const AccessTarget t = output.Target();
   return RunMember(t, kInterface, "ConfigureRange", [&]() -> HRESULT {
+    TraceIn("RangeType", RangeType);
+    TraceIn("Range", Range);
     double maximum = 0;
     if (RangeType == IviDCPwrRangeCurrent) {
       maximum = output.MaximumCurrent();
@@ -80,13 +86,14 @@ HRESULT CIviDCPwrOutput::ConfigureRange(IviDCPwrRangeTypeEnum RangeType, double 
   });
 }
 
-HRESULT CIviDCPwrOutput::ConfigureCurrentLimit(IviDCPwrCurrentLimitBehaviorEnum /*Behavior*/,
+HRESULT CIviDCPwrOutput::ConfigureCurrentLimit(IviDCPwrCurrentLimitBehaviorEnum Behavior,
                                                double Limit) {
-  return Output().ConfigureCurrentLimitAs(kInterface, Limit);
+  return Output().ConfigureCurrentLimitAs(kInterface, Limit,
+                                          [&] { TraceIn("Behavior", Behavior); });
 }
 
-HRESULT CIviDCPwrOutput::ConfigureOVP(VARIANT_BOOL /*Enabled*/, double Limit) {
-  return Output().ConfigureOVPAs(kInterface, Limit);
+HRESULT CIviDCPwrOutput::ConfigureOVP(VARIANT_BOOL Enabled, double Limit) {
+  return Output().ConfigureOVPAs(kInterface, Limit, [&] { TraceIn("Enabled", Enabled); });
 }
 
 HRESULT CIviDCPwrOutput::get_CurrentLimitBehavior(IviDCPwrCurrentLimitBehaviorEnum* val) {

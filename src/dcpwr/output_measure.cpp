@@ -44,6 +44,8 @@ const StateBit* FindStateBit(VelmoraQdxOutputStateEnum state) {
 HRESULT CVelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType, double* val) {
   const AccessTarget t = Target();
   return RunMember(t, kInterface, "Measure", [&]() -> HRESULT {
+    TraceIn("MeasurementType", measurementType);
+    TraceOut("val", val);
     HRESULT hr = CheckOut(t, "Measure", val);
     if (Failed(hr)) return hr;
     // The keyword carries the question mark: ":MEAS:" + "VOLT?" / "CURR?". An unknown type
@@ -78,6 +80,8 @@ HRESULT CVelmoraQdxOutput::Measure(VelmoraQdxMeasurementTypeEnum measurementType
 HRESULT CVelmoraQdxOutput::QueryState(VelmoraQdxOutputStateEnum outputState, VARIANT_BOOL* val) {
   const AccessTarget t = Target();
   return RunMember(t, kInterface, "QueryState", [&]() -> HRESULT {
+    TraceIn("OutputState", outputState);
+    TraceOut("val", val);
     HRESULT hr = CheckOut(t, "QueryState", val);
     if (Failed(hr)) return hr;
     if (driver_.Simulate()) return S_OK;

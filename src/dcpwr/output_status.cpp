@@ -8,6 +8,7 @@ HRESULT CVelmoraQdxOutput::GetRegister(const char* interfaceName, const char* me
                                       const char* query, std::int16_t* val) {
   const AccessTarget t = Target();
   return RunMember(t, interfaceName, member, [&]() -> HRESULT {
+    TraceOutShort("val", val);
     HRESULT hr = CheckOut(t, member, val);
     if (Failed(hr) || driver_.Simulate()) return hr;
     return QueryValue(t, false, val, "%hd", query, channel_);
@@ -21,6 +22,7 @@ HRESULT CVelmoraQdxOutput::GetRegister(const char* interfaceName, const char* me
 HRESULT CVelmoraQdxOutput::PutSummaryEnable(const char* interfaceName, std::int16_t val) {
   const AccessTarget t = Target();
   return RunMember(t, interfaceName, "put_EnableRegister", [&]() -> HRESULT {
+    TraceIn("val", TraceShort{val});
     return SendCommand(t, false, ":STAT:OPER:INST:ISUM%d:ENAB %hd", channel_, val);
   });
 }

@@ -37,6 +37,7 @@ struct PropertyInfo {
   // The instrument form of a Configure... method that ends in this property's setter; kept as
   // that method's pending command (null: no such method).
   const char* configureFormat = nullptr;
+  bool registerValue = false;  // a 16-bit register (traced as short, not as VARIANT_BOOL)
 
   // "VoltageLevel": the getter's name without "get_".
   constexpr std::string_view Name() const noexcept { return std::string_view(getName).substr(4); }

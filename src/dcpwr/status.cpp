@@ -14,7 +14,8 @@ template <class T>
 constexpr Property<T> Reading(const char* interfaceName, const char* getName, const char* query,
                               const char* format) {
   return {{.interfaceName = interfaceName, .getName = getName, .putName = nullptr,
-           .writeFormat = nullptr, .queryCommand = query, .readFormat = format}};
+           .writeFormat = nullptr, .queryCommand = query, .readFormat = format,
+           .registerValue = true}};
 }
 // Enable registers: read and written; the entry "<interface>.EnableRegister" only keeps what
 // was written while simulating.
@@ -23,7 +24,8 @@ constexpr Property<T> Enable(const char* interfaceName, const char* key, const c
                              const char* query, const char* format) {
   return {{.interfaceName = interfaceName, .getName = "get_EnableRegister",
            .putName = "put_EnableRegister", .writeFormat = write, .queryCommand = query,
-           .readFormat = format, .key = attr::CCacheKey{key}, .cache = CacheKind::SimulationOnly}};
+           .readFormat = format, .key = attr::CCacheKey{key}, .cache = CacheKind::SimulationOnly,
+           .registerValue = true}};
 }
 
 constexpr const char* kStandardEvent = "IVelmoraQdxStatusStandardEvent";

@@ -27,6 +27,7 @@ HRESULT CSystem::SendMemoryCommand(const char* member, const char* format,
   const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
   const AccessTarget root = RootOf(*driver);
   return RunMember(root, kInterface, member, [&]() -> HRESULT {
+    TraceIn("Memory", memory);
     if (driver->RangeCheck() && (memory < kFirstMemory || memory > kLastMemory)) {
       // Reported, not acted on: the instrument has the last word on its memory numbers, and
       // callers rely on the command going out. The send's result is what the call returns.
@@ -52,6 +53,7 @@ HRESULT CSystem::get_DirectIO(IFormattedIO488** val) {
 HRESULT CSystem::SystemWrite(const char* command) {
   const std::shared_ptr<CVelmoraQdx> driver = driver_.Lease();
   return RunMember(RootOf(*driver), kInterface, "SystemWrite", [&]() -> HRESULT {
+    if (command != nullptr) TraceIn("Command", std::string_view(command));
     if (command == nullptr) return driver->Reporter().ReportNullPointer("SystemWrite", "Command");
     IFormattedIO488* direct = nullptr;
     const HRESULT hr = get_DirectIO(&direct);
@@ -63,6 +65,7 @@ HRESULT CSystem::SystemWrite(const char* command) {
 HRESULT CSystem::SystemRead(std::size_t max, std::string& out) {
   out.clear();
   return RunMember(RootOf(*driver_.Lease()), kInterface, "SystemRead", [&]() -> HRESULT {
+    TraceOut("val", &out);
     IFormattedIO488* direct = nullptr;
     const HRESULT hr = get_DirectIO(&direct);
     if (Failed(hr)) return hr;

@@ -54,10 +54,11 @@ TEST(Session, ConfigStoreSessionThenOptionString) {
   class Store : public IConfigStore {
    public:
     ConfigStoreSession session;
-    bool FindDriverSession(std::string_view name, ConfigStoreSession& out) override {
-      if (name != "MySupply") return false;
-      out = session;
-      return true;
+    HRESULT FindDriverSession(std::string_view name, const CErrorReporter&,
+                              ConfigStoreSession& out, bool& found) override {
+      found = name == "MySupply";
+      if (found) out = session;
+      return S_OK;
     }
   };
   auto store = std::make_shared<Store>();

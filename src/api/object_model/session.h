@@ -8,12 +8,15 @@
 #pragma once
 #include <atomic>
 
+#include "api/initial_settings.h"
 #include "core/velmoraqdx.h"
 #include "dcpwr/output_factory.h"
 
 namespace veqdx::api {
 
 struct Session {
+  Session() { InstallInitialSettings(driver); }
+
   CVelmoraQdx driver{dcpwr::CreateOutput};
 
   // Set once a plain pointer into this session has left the root (an output from get_Item):
