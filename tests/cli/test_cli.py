@@ -305,7 +305,6 @@ def test_store_file_is_created_and_bad_files_are_reported(tmp_path):
     assert r.returncode == 1 and r.stderr.startswith("veqdx: 0xBFFA005C ") and "line 3" in r.stderr
 
 
-@pytest.mark.skip(reason="needs the configuration store reading in the library; enable after it is merged")
 def test_logical_name_opens_a_session(sim, tmp_path):
     env = {"IVI_CONFIG_STORE": str(tmp_path / "store.xml")}
     run("store", "add", "PSU1", "--resource", sim.resource, "--logical-name", "MainSupply", env=env)
