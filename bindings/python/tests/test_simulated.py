@@ -167,3 +167,18 @@ def test_plot_without_matplotlib_says_what_to_install(monkeypatch: pytest.Monkey
     monkeypatch.setitem(sys.modules, "matplotlib", None)
     with pytest.raises(ImportError, match="python3-matplotlib"):
         veqdx.plot([], tmp_path / "run.png")
+
+
+def test_a_store_name_opens_its_session(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    store = tmp_path / "store.xml"
+    store.write_text(
+        '<IviConfigStore><SoftwareModules><SoftwareModule name="VelmoraQdx" prefix="veqdx"/>'
+        '</SoftwareModules><DriverSessions>'
+        '<DriverSession name="PSU1" softwareModule="VelmoraQdx" resource="TCPIP::localhost::INSTR"'
+        ' simulate="true" driverSetup="Model=QDX750L"/></DriverSessions>'
+        '<LogicalNames><LogicalName name="MainSupply" session="PSU1"/></LogicalNames>'
+        '</IviConfigStore>')
+    monkeypatch.setenv("IVI_CONFIG_STORE", str(store))
+    with veqdx.Session("MainSupply") as psu:
+        assert psu.simulating and psu.model == "QDX750L"
+        assert psu.get_attribute(veqdx.VEQDX_ATTR_LOGICAL_NAME, str) == "MainSupply"
