@@ -54,8 +54,7 @@ def test_pip_installs_into_a_fresh_venv(tmp_path: Path) -> None:
     library = Path(os.environ["VEQDX_LIBRARY"]).resolve()
     shutil.copy(library, source / "veqdx" / "libveqdx.so.1")  # as a wheel would carry it
     venv = tmp_path / "venv"
-    subprocess.run([sys.executable, "-m", "venv", "--system-site-packages", str(venv)],
-                   check=True)
+    subprocess.run([sys.executable, "-m", "venv", str(venv)], check=True)
     pip = subprocess.run([str(venv / "bin" / "pip"), "install", "--no-build-isolation",
                           "--no-index", "--quiet", str(source)], capture_output=True, text=True)
     assert pip.returncode == 0, pip.stdout + pip.stderr
