@@ -1,6 +1,7 @@
 cmake_minimum_required(VERSION 3.25)
 # Lists the dynamic symbols that libveqdx.so defines and fails on any that is not a veqdx_
-# function, or when one of the functions it must export is missing.
+# function of the version node VEQDX_1.0, or when one of the functions it must export is
+# missing (an application built against 1.0 would no longer start).
 find_program(NM nm REQUIRED)
 execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY}
                 OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
@@ -10,14 +11,18 @@ endif()
 string(REPLACE "\n" ";" lines "${symbols}")
 set(names "")
 foreach(line IN LISTS lines)
-  if(line MATCHES "^[0-9a-fA-F]+ ([A-Za-z]) ([^ @]+)")
+  if(line MATCHES "^[0-9a-fA-F]+ ([A-Za-z]) ([^ @]+)(@*)([^ ]*)")
     set(kind ${CMAKE_MATCH_1})
     set(name ${CMAKE_MATCH_2})
+    set(version ${CMAKE_MATCH_4})
     if(kind STREQUAL "A")  # the version node itself
       continue()
     endif()
     if(NOT name MATCHES "^veqdx_")
       message(FATAL_ERROR "libveqdx.so exports ${name}")
+    endif()
+    if(NOT version STREQUAL "VEQDX_1.0")
+      message(FATAL_ERROR "libveqdx.so exports ${name} without the version VEQDX_1.0")
     endif()
     list(APPEND names ${name})
   endif()
