@@ -60,6 +60,19 @@ def test_every_c_function_has_a_python_path() -> None:
     assert sorted(set(lowlevel.PROTOTYPES) - used) == []
 
 
+def test_every_output_property_of_the_driver_is_a_python_setting() -> None:
+    # The driver's single list of output properties, in its slot order.
+    source = (BINDING.parent.parent / "src/dcpwr/output_properties.h").read_text(encoding="utf-8")
+    names = re.findall(r"^\s+kSlot(\w+),", source, flags=re.M)
+    assert len(names) == 20, names
+    settings = {value.attribute for cls in (veqdx.Output, veqdx.ExternalControl)
+                for value in vars(cls).values() if isinstance(value, veqdx.outputs.Setting)}
+    for name in names:
+        snake = re.sub(r"(?<=[a-z0-9])(?=[A-Z])|(?<=[A-Z])(?=[A-Z][a-z])", "_", name).upper()
+        attribute = getattr(veqdx, "VEQDX_ATTR_" + ("OUTPUT_ENABLED" if name == "Enabled" else snake))
+        assert attribute in settings, name
+
+
 def test_constants_file_is_a_fresh_generation() -> None:
     committed = (BINDING / "veqdx" / "_constants.py").read_text(encoding="utf-8")
     assert committed == gen_constants.generate(HEADER.read_text(encoding="utf-8"))
