@@ -31,9 +31,6 @@ TEST_F(DriverOnDevice, InstrumentIdentityBeforeInitializeAndFromTheReply) {
 
 TEST(CallContext, KeysAndNesting) {
   EXPECT_EQ(CContextKeyText(CurrentCallContext()).view(), "");
-  EXPECT_EQ(CContextKeyText("IVelmoraQdxOutput", "put_VoltageLevel").view(), "IVelmoraQdxOutput.VoltageLevel");
-  EXPECT_EQ(CContextKeyText("IVelmoraQdxOutput", "get_VoltageLevel").view(), "IVelmoraQdxOutput.VoltageLevel");
-  EXPECT_EQ(CContextKeyText("IVelmoraQdxOutput", "Measure").view(), "IVelmoraQdxOutput.Measure");
   {
     CCallContextGuard outer("IIviDriver", "Initialize");
     {

@@ -78,7 +78,6 @@ TEST(OptionString, SettingsDriverSetupAndModel) {
       {"QueryInstrStatus=1", S_OK, "cache queryInstrumentStatus rangeCheck"},
       {"RecordCoercions=true", S_OK, "cache rangeCheck recordCoercions"},
       {"InterchangeCheck=1", S_OK, "cache interchangeCheck rangeCheck"},
-      {"Simulate=TRUE, RangeCheck=0", S_OK, "cache simulate"},
       {"Foo=1", S_OK, "cache rangeCheck"},  // unknown names are only stored
       // What came before a bad value stays, what came after is not processed.
       {"Cache=false, Simulate=yes, RangeCheck=0", E_IVI_BAD_OPTION_VALUE, "rangeCheck"},

@@ -3,7 +3,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <pugixml.hpp>
 #include <string>

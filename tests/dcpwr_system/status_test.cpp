@@ -1,7 +1,6 @@
 // Driver-wide status registers (their numbers through the C functions: tests/capi).
 #include <cstdint>
 #include <functional>
-#include <optional>
 
 #include "system_fixture.h"
 

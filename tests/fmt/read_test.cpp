@@ -1,6 +1,5 @@
 // Parsing instrument replies through a session on the scripted device.
 #include <cfloat>
-#include <cmath>
 #include <cstring>
 #include <functional>
 #include <initializer_list>
