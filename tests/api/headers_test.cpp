@@ -55,20 +55,5 @@ TEST(PublicHeaders, CEnumerationValuesMatchTheObjectModel) {
   static_assert(sizeof(VelmoraQdxOutputStateEnum) == 4 && sizeof(VelmoraQdxPONStateEnum) == 4);
 }
 
-// The core's own constants of the driver's errors (the message table's codes are checked
-// against the public names in tests/errors).
-TEST(PublicHeaders, DriverErrorCodesAgreeWithTheCore) {
-  using E = VelmoraQdxErrorCodesEnum;
-  const std::pair<E, HRESULT> rows[] = {
-      {E::E_VELMORAQDX_IO_GENERAL, E_VELMORAQDX_IO_GENERAL},
-      {E::E_VELMORAQDX_IO_TIMEOUT, E_VELMORAQDX_IO_TIMEOUT},
-      {E::E_VELMORAQDX_MODEL_NOT_SUPPORTED, E_VELMORAQDX_MODEL_NOT_SUPPORTED},
-      {E::E_VELMORAQDX_PERSONALITY_NOT_ACTIVE, E_VELMORAQDX_PERSONALITY_NOT_ACTIVE},
-      {E::E_VELMORAQDX_PERSONALITY_NOT_LICENSED, E_VELMORAQDX_PERSONALITY_NOT_LICENSED},
-      {E::E_VELMORAQDX_PERSONALITY_NOT_INSTALLED, E_VELMORAQDX_PERSONALITY_NOT_INSTALLED},
-  };
-  for (const auto& [published, core] : rows) EXPECT_EQ(static_cast<HRESULT>(published), core);
-}
-
 }  // namespace
 }  // namespace veqdx

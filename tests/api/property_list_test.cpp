@@ -1,5 +1,4 @@
-// The output properties' single list against the attribute table of the C interface, which
-// must carry each of them.
+// The attribute table of the C interface carries every output property.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,6 +1,4 @@
-// The session table's entries, the lock timeout and the per-call session guard. What the C
-// functions make of them (unique handles, stale, forged and null ones, veqdx_GetError, the
-// thread's record, lock nesting, waiting and exclusion) is shown in tests/capi.
+// The session table, the lock timeout and the per-call guard (their C functions: tests/capi).
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -43,8 +41,7 @@ TEST(CSessionTable, RemovedEntryLivesWhileACallUsesIt) {
   EXPECT_TRUE(watch.expired());
 }
 
-// While one thread holds the lock its own calls go through; another thread's LockSession and
-// its per-call guard give up after the timeout, each recording "operation pending".
+// Another thread's LockSession and per-call guard give up after the timeout.
 TEST(CSessionLock, OtherThreadsGiveUpAfterTheTimeout) {
   LockTimeoutOverride shortWait(50ms);
   const ViSession vi = Sessions().Add(std::make_shared<int>(7));
@@ -77,8 +74,7 @@ TEST(CSessionLock, OtherThreadsGiveUpAfterTheTimeout) {
   Sessions().Remove(vi);
 }
 
-// Finish converts the object layer's result and records its description on the session:
-// mapped errors, an unmapped failure as "cannot recover", warnings; success records nothing.
+// Finish converts the object layer's result and records its description on the session.
 TEST(CSessionCall, FinishConvertsAndRecordsTheObjectLayerDescription) {
   const ViSession vi = Sessions().Add(std::make_shared<int>(7));
   const std::shared_ptr<CSessionEntry> entry = Sessions().Find(vi);

@@ -1,5 +1,4 @@
-// Cache entries: comparison at fourteen decimals, the life of one entry, entries by node and
-// path, and what invalidation reaches.
+// Cache entries: comparison, the life of one entry, entries by node and path, invalidation.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -139,11 +138,6 @@ TEST_F(TreeTest, InvalidateCacheIsRecursive) {
             (std::vector<bool>{false, false, false, false}));
   EXPECT_EQ(validAfter([&] { out1.OnReset(); }),  // this node's state only
             (std::vector<bool>{true, false, true, true}));
-}
-
-TEST(CacheKeys, HashIsTheTextsHash) {
-  // h = 33*h + c from 0.
-  EXPECT_EQ(HashKeyText("ab"), 33u * 'a' + 'b');
 }
 
 }  // namespace

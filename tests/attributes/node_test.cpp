@@ -30,8 +30,6 @@ TEST(NodeTree, FullNamesIdentityAndChildren) {
   EXPECT_EQ(sub->GetFullName(), "Output[Output7].Sense[S1]");
   EXPECT_EQ(plain->GetFullName(), "Trigger");
   EXPECT_EQ(sub->GetRoot(), &root);
-  EXPECT_EQ(out.RepCapName(), "Output");
-  EXPECT_EQ(out.PhysicalName(), "Output7");
   EXPECT_EQ(root.FindChild("output7"), nullptr);  // names are case-sensitive
   // Null children and duplicate names are refused.
   EXPECT_EQ(root.AddChild("A", nullptr), nullptr);

@@ -1,5 +1,4 @@
-// A session root for the attribute tests: flags settable from the test, answered from atomics
-// without the root's lock, as the real driver class does.
+// A session root whose flags the test sets, answered from atomics as the driver class does.
 #pragma once
 #include <gtest/gtest.h>
 

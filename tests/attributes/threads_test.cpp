@@ -1,5 +1,4 @@
-// Concurrency: first construction of the converter tables from several threads, and the node
-// tree's cache and detach paths under contention. Also meant to run under ThreadSanitizer.
+// Converter tables built by several threads first, and the node tree under contention (TSan).
 #include <gtest/gtest.h>
 
 #include <array>

@@ -1,5 +1,4 @@
-// The numbered attributes through the ten typed functions: the table's types and access,
-// the channel-count quirk, the errors, booleans, selectors, and what reaches the wire.
+// The numbered attributes through the typed functions: types, access, errors and the wire.
 #include <string>
 
 #include "capi_fixture.h"

@@ -1,6 +1,4 @@
-// Shared helpers of the C interface tests: sessions opened through veqdx.h only (none of the
-// driver's internals), simulated or on an in-process emulator on a free loopback port, and the
-// recorded errors read back the way an application reads them.
+// Helpers of the C interface tests: veqdx.h only, simulated or on an emulator on loopback.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -79,8 +77,7 @@ class Sim : public qdxsim::Emulator {
   }
 };
 
-// A session closed after the test; SimulatedSession opens a simulated one for every test,
-// EmulatedSession one on an emulated supply in Open() (the transcript starts empty after it).
+// A session closed after the test; EmulatedSession's transcript starts empty after Open().
 class Session : public testing::Test {
  protected:
   void TearDown() override {

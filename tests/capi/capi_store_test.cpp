@@ -1,6 +1,4 @@
-// The configuration store file: logical names and driver sessions as resource strings, the
-// option string winning, initial settings on the wire and in simulation, and every failure
-// naming the file.
+// The configuration store file: names as resources, the option string winning, failures.
 #include <unistd.h>
 
 #include <cstdlib>

@@ -1,6 +1,4 @@
-// The method trace through the C interface: flat functions and numbered attributes give the
-// records of the operations they reach, the E_UNEXPECTED rule of Trace=false, and the
-// project's stylesheet renders the file as a table with failures marked.
+// The method trace through the C interface, and the stylesheet rendering it.
 #include <unistd.h>
 
 #include <cstdio>

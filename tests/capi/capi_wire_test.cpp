@@ -1,6 +1,4 @@
-// Exact wire traffic of the C functions against the emulated supply: channel selection,
-// selectors, every per-output setting, triggers, globals, memories, direct I/O and the status
-// registers by number.
+// Exact wire traffic of the C functions against the emulated supply.
 #include <cstring>
 #include <functional>
 #include <map>
@@ -108,9 +106,8 @@ TEST_F(EmulatedSession, RangeSelectorAppliesInOrderAndStopsAtTheFirstFailure) {
   EXPECT_WIRE(Lines{":INST:NSEL 1", ":VOLT 50"});  // Output3 is never asked
 }
 
-// The selector grammar, shown by what each refusal returns and records; names the grammar
-// accepts show as unknown names (the first in order), which proves how they were read. A
-// selector is resolved before anything is applied: nothing is sent.
+// The selector grammar: names it accepts show as unknown names (the first in order), which
+// proves how they were read. Nothing is sent.
 TEST_F(EmulatedSession, SelectorErrorsOnATwoChannelUnit) {
   Open("QDX750ML", 2);
   constexpr ViStatus kRequired = VEQDX_ERROR_CHANNEL_NAME_REQUIRED;

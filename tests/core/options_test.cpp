@@ -78,7 +78,6 @@ TEST(OptionString, SettingsDriverSetupAndModel) {
       {"QueryInstrStatus=1", S_OK, "cache queryInstrumentStatus rangeCheck"},
       {"RecordCoercions=true", S_OK, "cache rangeCheck recordCoercions"},
       {"InterchangeCheck=1", S_OK, "cache interchangeCheck rangeCheck"},
-      {"Simulate=TRUE, RangeCheck=0", S_OK, "cache simulate"},
       {"Foo=1", S_OK, "cache rangeCheck"},  // unknown names are only stored
       // What came before a bad value stays, what came after is not processed.
       {"Cache=false, Simulate=yes, RangeCheck=0", E_IVI_BAD_OPTION_VALUE, "rangeCheck"},
@@ -139,9 +138,6 @@ TEST(OptionString, OptionMapDescriptorAndMessages) {
   EXPECT_EQ(p.config.options.at("foo"), "1");
   EXPECT_EQ(p.config.DriverSetupItem("Parity", "none"), "none");
 
-  EXPECT_EQ(Apply("Cache=false, Simulate=yes").hr, E_IVI_BAD_OPTION_VALUE);
-  EXPECT_EQ(ThreadErrorRecord().description,
-            "VelmoraQdx: The yes value in the option string is unknown.\r\n");
   for (const auto& [text, parameter] :
        {std::pair{" =1", "strNameIn"}, {"Simulate=  ", "strValueIn"}}) {
     EXPECT_EQ(Apply(text).hr, E_IVI_INVALID_VALUE) << text;
@@ -178,12 +174,6 @@ TEST(TraceState, SecondStopAfterRestartIsRefused) {
   EXPECT_EQ(trace.Switch(true), S_OK);
   EXPECT_EQ(trace.Switch(false), E_UNEXPECTED);
   EXPECT_TRUE(trace.Enabled());
-
-  // Through DriverSetup the refusal is the call's status.
-  InitConfiguration config;
-  CVelmoraQdxErrorReporter reporter;
-  COptionProcessor processor(config, trace, reporter);
-  EXPECT_EQ(processor.ApplyDriverSetup("Trace=false"), E_UNEXPECTED);
 }
 
 // Hostile item lists and DriverSetup positions.

@@ -1,11 +1,8 @@
-// The method trace, read back from its files with pugixml: the records of a short session, a
-// failing call, hostile text, the size limit, array items, the name rule, an unwritable
-// folder, and sessions tracing at once.
+// The method trace, read back from its files with pugixml.
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <pugixml.hpp>
 #include <string>

@@ -1,5 +1,4 @@
-// Keyword settings, measurement, output state, and simulated sessions (the wire form of every
-// setting and the per-output registers of a multi-channel unit: tests/capi).
+// Keyword settings, output state and simulated outputs (the wire form: tests/capi).
 #include "output_fixture.h"
 
 namespace veqdx::dcpwr::testing {
@@ -44,9 +43,6 @@ TEST_F(OutputOnDevice, KeywordRepliesAndExternalSourceSwitches) {
 TEST_F(OutputOnDevice, TableChecksRejectBeforeAnyIo) {
   OpenSingle();
   CVelmoraQdxOutput& out = Out();
-  EXPECT_EQ(out.put_PONState(static_cast<VelmoraQdxPONStateEnum>(3)), E_IVI_INVALID_VALUE);
-  EXPECT_EQ(LastError(),
-            "VelmoraQdx: Invalid value (3) for method put_PONState, parameter val.\r\n");
   EXPECT_EQ(out.IviDCPwr().put_TriggerSource(IviDCPwrTriggerSourceExternal), E_IVI_INVALID_VALUE);
   EXPECT_EQ(out.put_OutputControlLogic(static_cast<VelmoraQdxExternalLogicEnum>(-1)),
             E_IVI_INVALID_VALUE);

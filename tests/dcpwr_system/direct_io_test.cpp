@@ -1,5 +1,4 @@
-// Direct I/O on the driver's own connection (its wire form and the simulated refusal through
-// the C functions: tests/capi): shared replies, bounded reads, refusals.
+// Direct I/O on the driver's own connection (the C functions: tests/capi).
 #include "system_fixture.h"
 
 namespace veqdx::dcpwr::testing {

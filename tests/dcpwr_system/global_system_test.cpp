@@ -1,6 +1,4 @@
-// Global settings and the setting memories: the report-and-send rule of the memory numbers,
-// what the cache keeps, and what a simulated or closed session returns (the plain wire form:
-// tests/capi).
+// Global settings and the setting memories (the plain wire form: tests/capi).
 #include "system_fixture.h"
 
 namespace veqdx::dcpwr::testing {

@@ -1,8 +1,6 @@
-// Driver-wide status registers: widths and formats of every register, the simulated enable
-// registers, refusals (their numbers and commands through the C functions: tests/capi).
+// Driver-wide status registers (their numbers through the C functions: tests/capi).
 #include <cstdint>
 #include <functional>
-#include <optional>
 
 #include "system_fixture.h"
 
@@ -47,9 +45,8 @@ QuesInstI* QuesInst(CStatus& s) { return Child(Ques(s), &QuesI::get_Instrument);
 EsrI* Esr(CStatus& s) { return Child(&s, &CStatus::get_StandardEvent); }
 StbI* Stb(CStatus& s) { return Child(&s, &CStatus::get_StatusByte); }
 
-// One register member: its query and a reply at the edge of its width (a 16-bit register with
-// bit 15 set reads negative, a 32-bit summary holds more than 16 bits, an 8-bit one reaches
-// 255), or for an enable register the value written and its command.
+// One register member: its query and a reply at the edge of its width, and for an enable
+// register the value written and its command.
 struct Row {
   const char* query;
   const char* reply;

@@ -1,6 +1,4 @@
-// Output members from two threads and driver-wide members from a third: the root's and the
-// outputs' node locks are different, so only the I/O lock keeps an output's channel selection
-// and its command together on the wire, with the cached selection and without.
+// Only the I/O lock keeps an output's selection and command together against other threads.
 #include <cstdio>
 #include <thread>
 

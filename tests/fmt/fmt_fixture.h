@@ -1,5 +1,4 @@
-// A formatted I/O engine on a real CIoSession over the scripted device, with a small enum
-// formatter standing in for the driver's converter tables.
+// A formatted I/O engine on a CIoSession over the scripted device, with a small enum formatter.
 #pragma once
 #include <gtest/gtest.h>
 

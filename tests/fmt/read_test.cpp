@@ -1,7 +1,5 @@
-// Parsing instrument replies: values, range checks, strings, lists, blocks, and the
-// end-of-read step, all through a session on the scripted device.
+// Parsing instrument replies through a session on the scripted device.
 #include <cfloat>
-#include <cmath>
 #include <cstring>
 #include <functional>
 #include <initializer_list>

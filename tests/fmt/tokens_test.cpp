@@ -1,5 +1,4 @@
-// Tokenizing: a long format needs no deep recursion, and a format is tokenized once per
-// process however many threads use it (what each item kind does: the write and read tests).
+// Tokenizing: no deep recursion, and each format tokenized once per process.
 #include <atomic>
 #include <thread>
 #include <vector>

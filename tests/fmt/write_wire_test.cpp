@@ -1,5 +1,4 @@
-// What reaches the device through Printf / PrintfNoFlush / WriteString, and how argument
-// mistakes fail.
+// What reaches the device through Printf, PrintfNoFlush and WriteString.
 #include <span>
 #include <vector>
 

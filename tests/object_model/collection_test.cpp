@@ -1,5 +1,4 @@
-// The output collection, through both of its interfaces: Count, one-based Name, and Item with
-// every error of a name.
+// The output collection through both of its interfaces: Count, Name and Item.
 #include <climits>
 #include <ostream>
 
@@ -26,31 +25,27 @@ struct Flavour {
 
 void PrintTo(const Flavour& flavour, std::ostream* os) { *os << flavour.interfaceName; }
 
+template <class Outputs, class Output>
+Flavour MakeFlavour(const char* interfaceName, void* (*view)(IVelmoraQdxOutput*)) {
+  return {interfaceName,
+          [](IVelmoraQdx* d, std::int32_t* v) { return As<Outputs>(d)->get_Count(v); },
+          [](IVelmoraQdx* d, std::int32_t i, std::string* v) {
+            return As<Outputs>(d)->get_Name(i, v);
+          },
+          [](IVelmoraQdx* d, const char* n, void** v) {
+            Output* out = reinterpret_cast<Output*>(0x10);  // must be cleared
+            const HRESULT hr = As<Outputs>(d)->get_Item(n, v ? &out : nullptr);
+            if (v) *v = out;
+            return hr;
+          },
+          view};
+}
+
 const Flavour kFlavours[] = {
-    {"IVelmoraQdxOutputs",
-     [](IVelmoraQdx* d, std::int32_t* v) { return As<IVelmoraQdxOutputs>(d)->get_Count(v); },
-     [](IVelmoraQdx* d, std::int32_t i, std::string* v) {
-       return As<IVelmoraQdxOutputs>(d)->get_Name(i, v);
-     },
-     [](IVelmoraQdx* d, const char* n, void** v) {
-       IVelmoraQdxOutput* out = reinterpret_cast<IVelmoraQdxOutput*>(0x10);  // must be cleared
-       const HRESULT hr = As<IVelmoraQdxOutputs>(d)->get_Item(n, v ? &out : nullptr);
-       if (v) *v = out;
-       return hr;
-     },
-     [](IVelmoraQdxOutput* o) -> void* { return o; }},
-    {"IIviDCPwrOutputs",
-     [](IVelmoraQdx* d, std::int32_t* v) { return As<IIviDCPwrOutputs>(d)->get_Count(v); },
-     [](IVelmoraQdx* d, std::int32_t i, std::string* v) {
-       return As<IIviDCPwrOutputs>(d)->get_Name(i, v);
-     },
-     [](IVelmoraQdx* d, const char* n, void** v) {
-       IIviDCPwrOutput* out = reinterpret_cast<IIviDCPwrOutput*>(0x10);
-       const HRESULT hr = As<IIviDCPwrOutputs>(d)->get_Item(n, v ? &out : nullptr);
-       if (v) *v = out;
-       return hr;
-     },
-     [](IVelmoraQdxOutput* o) -> void* { return As<IIviDCPwrOutput>(o); }},
+    MakeFlavour<IVelmoraQdxOutputs, IVelmoraQdxOutput>(
+        "IVelmoraQdxOutputs", [](IVelmoraQdxOutput* o) -> void* { return o; }),
+    MakeFlavour<IIviDCPwrOutputs, IIviDCPwrOutput>(
+        "IIviDCPwrOutputs", [](IVelmoraQdxOutput* o) -> void* { return As<IIviDCPwrOutput>(o); }),
 };
 
 class Collection : public ObjectModel, public ::testing::WithParamInterface<Flavour> {

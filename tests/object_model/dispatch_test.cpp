@@ -1,7 +1,4 @@
-// Members reached through the interface pointers drive one session: the class-compliant view
-// and the instrument view share one output, and the root's interfaces drive the same session
-// the collection's outputs use. (Every output property's own wiring: the attribute table's
-// round trip in tests/capi.)
+// Every interface pointer drives the one session (each property's wiring: tests/capi).
 #include "om_fixture.h"
 
 namespace veqdx::om_test {

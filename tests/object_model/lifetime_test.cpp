@@ -1,6 +1,4 @@
-// Outputs kept by the caller after Close, after a new Initialize and after the driver object
-// itself is gone: their members fail with the not-initialized error, nothing dangles (the
-// sanitizer builds check the "nothing"), and nothing is kept longer than needed.
+// Outputs kept after Close, a new Initialize or the driver object's end fail cleanly.
 #include <atomic>
 #include <chrono>
 #include <thread>

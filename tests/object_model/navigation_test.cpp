@@ -1,5 +1,4 @@
-// Navigation: every child property hands out an object of the tree, the same one on every
-// call and the same one a query by identifier finds; never a new object.
+// Child properties hand out the objects of the tree a query finds, the same every time.
 #include <functional>
 #include <utility>
 

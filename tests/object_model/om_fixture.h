@@ -1,5 +1,4 @@
-// A driver object made through the public C++ entry (veqdx/veqdx.hpp), simulated or on a
-// scripted device, for the object-model tests.
+// A driver object from veqdx/veqdx.hpp, simulated or on a scripted device.
 #pragma once
 #include <gtest/gtest.h>
 
