@@ -39,19 +39,19 @@ class Sim : public qdxsim::Emulator {
  public:
   explicit Sim(const std::vector<std::string>& channels = {}, const std::string& model = "QDX750ML")
       : Emulator(MakeConfig(channels, model)) {
-    started = start(&error);
+    started = Start(&error);
   }
   std::string Resource() const {
-    return "TCPIP::127.0.0.1::" + std::to_string(port()) + "::SOCKET";
+    return "TCPIP::127.0.0.1::" + std::to_string(Port()) + "::SOCKET";
   }
   // Every message received since the last call. The emulator logs a command when it has
   // handled it, which may be a moment after the driver's call returned: this waits (at most two
   // seconds) for `atLeast` messages, then a little longer so that one beyond them shows too.
   Lines Transcript(std::size_t atLeast = 0) {
     using namespace std::chrono_literals;
-    Lines lines = takeTranscript();
+    Lines lines = TakeTranscript();
     auto append = [&] {
-      for (std::string& line : takeTranscript()) lines.push_back(std::move(line));
+      for (std::string& line : TakeTranscript()) lines.push_back(std::move(line));
     };
     const auto deadline = std::chrono::steady_clock::now() + 2s;
     while (lines.size() < atLeast && std::chrono::steady_clock::now() < deadline) {

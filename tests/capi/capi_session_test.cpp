@@ -38,10 +38,10 @@ TEST(Session, FailedInitRecordsForTheThread) {
       {nullptr, nullptr, VEQDX_ERROR_IO_GENERAL,
        "VelmoraQdx: I/O error: Failed to open VISA resource..\r\nResource descriptor = "
        "TCPIP::127.0.0.1::1::SOCKET. Cause: connect to 127.0.0.1:1 refused."},
-      {[](Sim& s) { s.addGarbageQuery("*IDN?", "Velmora,XYZ123,SIM0001,1.00"); }, nullptr,
+      {[](Sim& s) { s.AddGarbageQuery("*IDN?", "Velmora,XYZ123,SIM0001,1.00"); }, nullptr,
        VEQDX_ERROR_ID_QUERY_FAILED,
        "VelmoraQdx: Instrument ID query failed.\r\nUnrecognized model: XYZ123."},
-      {[](Sim& s) { s.addSilentQuery("*RST"); }, nullptr, VEQDX_ERROR_RESET_FAILED,
+      {[](Sim& s) { s.AddSilentQuery("*RST"); }, nullptr, VEQDX_ERROR_RESET_FAILED,
        "VelmoraQdx: Instrument reset failed.\r\n"},
   };
   for (const auto& c : cases) {
@@ -316,7 +316,7 @@ TEST_F(EmulatedSession, InstrumentAnswersOfUtilityFunctions) {
   Open("QDX750L");
   char message[256];
   ViInt32 code = 0;
-  sim->addGarbageQuery(":SYST:ERR?", "-100,\"" + std::string(400, 'e') + "\"");
+  sim->AddGarbageQuery(":SYST:ERR?", "-100,\"" + std::string(400, 'e') + "\"");
   std::memset(message, 'x', sizeof message);
   ASSERT_EQ(veqdx_error_query(vi, &code, message), VI_SUCCESS) << LastError(vi).text;
   EXPECT_EQ(std::strlen(message), 255u);

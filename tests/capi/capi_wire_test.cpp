@@ -177,7 +177,7 @@ TEST_F(EmulatedSession, SelectorErrorsOnATwoChannelUnit) {
 
 TEST_F(EmulatedSession, QueryStateOfTheSecondChannelUsesItsSummaryRegisters) {
   Open("QDX750ML", 2);
-  sim->instrument().raiseAlarm(2, 0x10);
+  sim->Device().RaiseAlarm(2, 0x10);
   ViBoolean inState = VI_FALSE;
   ASSERT_EQ(veqdx_QueryOutputState(vi, "Output2", VEQDX_VAL_OUTPUT_OVER_TEMPERATURE, &inState),
             VI_SUCCESS)

@@ -23,12 +23,12 @@ const std::string kConflict = "-221,\"Settings conflict\"";
 std::unique_ptr<Instrument> Unit(const char* model = "QDX750MH",
                                  std::vector<ChannelSpec> channels = {}) {
   auto unit = std::make_unique<Instrument>(testConfig(model, std::move(channels)));
-  unit->handle("*CLS");  // no power-on event
+  unit->Handle("*CLS");  // no power-on event
   return unit;
 }
 
 void Play(Instrument& unit, const Script& script) {
-  for (const Step& s : script) EXPECT_EQ(unit.handle(s.message).value_or(""), s.reply) << s.message;
+  for (const Step& s : script) EXPECT_EQ(unit.Handle(s.message).value_or(""), s.reply) << s.message;
 }
 
 TEST(InstrumentSyntax, HeaderAndNumberFormsReachTheSetting) {
@@ -73,10 +73,10 @@ TEST(InstrumentSyntax, MalformedMessagesReportTheirErrorAndEsrBit) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.message);
-    unit->handle(c.message);
-    EXPECT_EQ(unit->handle("*ESR?"), std::to_string(c.esrBit));
-    EXPECT_EQ(std::atoi(unit->handle(":SYST:ERR?").value_or("").c_str()), c.error);
-    EXPECT_EQ(unit->handle(":SYST:ERR?"), kNoError);
+    unit->Handle(c.message);
+    EXPECT_EQ(unit->Handle("*ESR?"), std::to_string(c.esrBit));
+    EXPECT_EQ(std::atoi(unit->Handle(":SYST:ERR?").value_or("").c_str()), c.error);
+    EXPECT_EQ(unit->Handle(":SYST:ERR?"), kNoError);
   }
 }
 
@@ -97,9 +97,9 @@ TEST(InstrumentSyntax, CompoundMessagesAndTheErrorQueue) {
       {":VOLT?;:INST:NSEL 3;:CURR?", "6;10"},         // a failing query answers nothing
       {"*CLS", ""},
   });
-  for (int i = 0; i < 25; ++i) unit->handle("FOO");
+  for (int i = 0; i < 25; ++i) unit->Handle("FOO");
   Play(*unit, {{":SYST:ERR:COUN?;*ESR?", "20;40"}});
-  for (int i = 0; i < 19; ++i) unit->handle(":SYST:ERR?");
+  for (int i = 0; i < 19; ++i) unit->Handle(":SYST:ERR?");
   Play(*unit, {{":SYST:ERR?", "-350,\"Queue overflow\""}});
 }
 
@@ -172,10 +172,10 @@ TEST(InstrumentStatus, OperatingPointFollowsTheLoad) {
   for (const auto& k : cases) {
     SCOPED_TRACE(std::string(k.model) + " " + k.settings);
     auto unit = Unit(k.model);
-    ASSERT_TRUE(unit->setLoadOhms(0, k.ohms));
-    unit->handle(k.settings);
-    EXPECT_NEAR(std::strtod(unit->handle(":MEAS:VOLT?")->c_str(), nullptr), k.volts, 1e-9);
-    EXPECT_NEAR(std::strtod(unit->handle(":MEAS:CURR?")->c_str(), nullptr), k.amps, 1e-9);
+    ASSERT_TRUE(unit->SetLoadOhms(0, k.ohms));
+    unit->Handle(k.settings);
+    EXPECT_NEAR(std::strtod(unit->Handle(":MEAS:VOLT?")->c_str(), nullptr), k.volts, 1e-9);
+    EXPECT_NEAR(std::strtod(unit->Handle(":MEAS:CURR?")->c_str(), nullptr), k.amps, 1e-9);
     const std::string op = std::to_string(k.operation);
     Play(*unit, {{"STAT:OPER:COND?;:STAT:QUES:COND?;:STAT:OPER:INST:ISUM0:COND?;:SYST:ERR?",
                  op + ";" + std::to_string(k.questionable) + ";" + op + ";" + kNoError}});
@@ -203,10 +203,10 @@ TEST(InstrumentStatus, ProtectionTripsLatchAndRecover) {
     Play(*unit, script);
   }
   auto unit = Unit("QDX750ML");
-  unit->handle(":VOLT 5;:OUTP 1");
-  ASSERT_TRUE(unit->raiseAlarm(0, 0x10));  // over-temperature
+  unit->Handle(":VOLT 5;:OUTP 1");
+  ASSERT_TRUE(unit->RaiseAlarm(0, 0x10));  // over-temperature
   Play(*unit, {{":OUTP?;:STAT:QUES:COND?", "0;16"}, {":OUTP:PROT:CLE;:STAT:QUES:COND?", "0"}});
-  EXPECT_FALSE(unit->raiseAlarm(5, 0x10));
+  EXPECT_FALSE(unit->RaiseAlarm(5, 0x10));
 }
 
 TEST(InstrumentStatus, StatusByteClearPresetResetAndPowerCycle) {
@@ -227,8 +227,8 @@ TEST(InstrumentStatus, StatusByteClearPresetResetAndPowerCycle) {
        "0;0;32767;16"},
   });
   // A reset restores the defaults but not the status enables.
-  unit->handle(":VOLT 12;:CURR 3;:VOLT:PROT 40;:CURR:PROT 5;:OUTP:PON FORC;*ESE 8");
-  unit->handle("TRIG:TRAN:SOUR BUS;:CURR:EXT:SOUR VOLT;:SYST:CONF:BLE 0;*RST");
+  unit->Handle(":VOLT 12;:CURR 3;:VOLT:PROT 40;:CURR:PROT 5;:OUTP:PON FORC;*ESE 8");
+  unit->Handle("TRIG:TRAN:SOUR BUS;:CURR:EXT:SOUR VOLT;:SYST:CONF:BLE 0;*RST");
   Play(*unit, {{":VOLT?;:CURR?;:OUTP?;:VOLT:PROT?;:CURR:PROT?;:VOLT:LIM:LOW?;:VOLT:TRIG?;"
                ":CURR:TRIG?;:CURR:PROT:STAT?;:OUTP:PON?;:SYST:CONF:PROT:REC?",
                "0;28;0;84;29.4;0;0;28;0;SAFE;SAFE"},
@@ -243,8 +243,8 @@ TEST(InstrumentStatus, StatusByteClearPresetResetAndPowerCycle) {
   } cycles[] = {{"SAFE", "1", "0"}, {"FORC", "0", "1"}, {"AUTO", "1", "1"}, {"AUTO", "0", "0"}};
   for (const auto& k : cycles) {
     SCOPED_TRACE(std::string(k.pon) + " from " + k.before);
-    unit->handle(std::string(":VOLT 5;:OUTP:PON ") + k.pon + ";:OUTP " + k.before + ";FOO");
-    unit->powerCycle();
+    unit->Handle(std::string(":VOLT 5;:OUTP:PON ") + k.pon + ";:OUTP " + k.before + ";FOO");
+    unit->PowerCycle();
     Play(*unit, {{":OUTP?;:VOLT?;*ESR?;:SYST:ERR:COUN?", std::string(k.after) + ";5;128;0"}});
   }
 }

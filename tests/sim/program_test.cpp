@@ -185,7 +185,7 @@ TEST(ProgramTest, CommandLineFillsTheConfig) {
   EXPECT_EQ(late, "*IDN?/250;:SYST:CONF:BLE=1?/7;");  // the delay follows the last '='
   EXPECT_EQ(c.faults.endlessQueries, std::vector<std::string>{":MEAS:VOLT?"});
   EXPECT_EQ(c.loadOhms, 2.5);
-  EXPECT_EQ(c.validate(), "");
+  EXPECT_EQ(c.Validate(), "");
   Config defaults;
   EXPECT_TRUE(parseCommandLine({"-h"}, defaults, help, error));
   EXPECT_TRUE(help);

@@ -93,12 +93,12 @@ Config testConfig(std::string model, std::vector<ChannelSpec> channels) {
 void EmulatorFixture::startWith(Config config) {
   emulator_ = std::make_unique<Emulator>(std::move(config));
   std::string error;
-  ASSERT_TRUE(emulator_->start(&error)) << error;
-  ASSERT_GT(emulator_->port(), 0);
+  ASSERT_TRUE(emulator_->Start(&error)) << error;
+  ASSERT_GT(emulator_->Port(), 0);
 }
 
 void EmulatorFixture::TearDown() {
-  if (emulator_) emulator_->stop();
+  if (emulator_) emulator_->Stop();
 }
 
 std::unique_ptr<SimClient> EmulatorFixture::startAndConnect(Config config) {
@@ -107,7 +107,7 @@ std::unique_ptr<SimClient> EmulatorFixture::startAndConnect(Config config) {
 }
 
 std::unique_ptr<SimClient> EmulatorFixture::connect() {
-  auto client = std::make_unique<SimClient>(emulator_->port());
+  auto client = std::make_unique<SimClient>(emulator_->Port());
   EXPECT_TRUE(client->connected());
   return client;
 }
@@ -195,17 +195,17 @@ FrontEndBench::FrontEndBench(FrontEnd kind, Config config) : kind_(kind) {
   emulator_ = std::make_unique<Emulator>(config);
   if (kind == FrontEnd::SerialPty) {
     pty_ = std::make_unique<SerialPtyServer>(*emulator_);  // the emulator need not listen
-    started_ = pty_->start(&error_);
+    started_ = pty_->Start(&error_);
     return;
   }
-  started_ = emulator_->start(&error_);
+  started_ = emulator_->Start(&error_);
 }
 
 FrontEndBench::~FrontEndBench() { stop(); }
 
 void FrontEndBench::stop() {
-  if (pty_) pty_->stop();
-  emulator_->stop();
+  if (pty_) pty_->Stop();
+  emulator_->Stop();
 }
 
 std::unique_ptr<LineClient> connectPty(const std::string& path) {
@@ -214,8 +214,8 @@ std::unique_ptr<LineClient> connectPty(const std::string& path) {
 
 std::unique_ptr<LineClient> FrontEndBench::connect() {
   switch (kind_) {
-    case FrontEnd::Socket: return std::make_unique<SimClient>(emulator_->port());
-    case FrontEnd::SerialPty: return connectPty(pty_->path());
+    case FrontEnd::Socket: return std::make_unique<SimClient>(emulator_->Port());
+    case FrontEnd::SerialPty: return connectPty(pty_->Path());
   }
   return nullptr;
 }

@@ -76,8 +76,8 @@ TEST(BackendChoice, AutoFallsBackToBuiltInWhenVisaDoesNotKnowTheResource) {
   qdxsim::Instrument instrument{qdxsim::Config{}};
   qdxsim::SerialPtyServer server(instrument);
   std::string error;
-  ASSERT_TRUE(server.start(&error)) << error;
-  const std::string resource = "ASRL" + server.path() + "::INSTR";
+  ASSERT_TRUE(server.Start(&error)) << error;
+  const std::string resource = "ASRL" + server.Path() + "::INSTR";
 
   visa.Script("open_status 0xBFFF0011\n");  // resource not found
   IoResult result;

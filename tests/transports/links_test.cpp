@@ -103,7 +103,7 @@ TEST(DriverOverLinks, SilentInstrumentTimesOutInBoundedTimeAndTheSessionGoesOn) 
               S_OK)
         << ThreadErrorRecord().description;
     auto& out = dynamic_cast<dcpwr::CVelmoraQdxOutput&>(*driver.FindChild("Output0"));
-    link.emulator().addSilentQuery(":MEAS:VOLT?");
+    link.emulator().AddSilentQuery(":MEAS:VOLT?");
     driver.Io().SetTimeout(300);
     double volts = -1;
     auto start = Clock::now();
@@ -233,7 +233,7 @@ struct Fault {
   enum class Recover { Nothing, Reset, Clear, Reopen } recover;
 };
 
-void Late(qdxsim::Emulator& e, int ms) { e.addLateQuery(":MEAS:VOLT?", milliseconds(ms)); }
+void Late(qdxsim::Emulator& e, int ms) { e.AddLateQuery(":MEAS:VOLT?", milliseconds(ms)); }
 
 TEST(ReplySync, FaultsNeverGiveAStaleValueOnAnyLink) {
   const Fault faults[] = {
@@ -248,9 +248,9 @@ TEST(ReplySync, FaultsNeverGiveAStaleValueOnAnyLink) {
       {"late, then status clear", 500, [](auto& e) { Late(e, 800); }, E_VELMORAQDX_IO_TIMEOUT,
        450, 1500, 0, Fault::Recover::Clear},
       {"trickled past the timeout", 500,
-       [](auto& e) { e.setChunkedReplies(1, milliseconds(300)); }, E_VELMORAQDX_IO_TIMEOUT, 450,
+       [](auto& e) { e.SetChunkedReplies(1, milliseconds(300)); }, E_VELMORAQDX_IO_TIMEOUT, 450,
        1500, 0, Fault::Recover::Nothing},
-      {"endless", 500, [](auto& e) { e.addEndlessQuery(":MEAS:VOLT?"); },
+      {"endless", 500, [](auto& e) { e.AddEndlessQuery(":MEAS:VOLT?"); },
        E_VELMORAQDX_IO_GENERAL, 0, 3000, 0, Fault::Recover::Reopen},
       {"IoTimeout 3000 waits for a slow reply", 3000, [](auto& e) { Late(e, 1000); }, S_OK, 950,
        2900, 0, Fault::Recover::Nothing},
@@ -274,7 +274,7 @@ TEST(ReplySync, FaultsNeverGiveAStaleValueOnAnyLink) {
       if (f.first == S_OK) {
         EXPECT_DOUBLE_EQ(volts, kVolts);
       }
-      link.emulator().clearFaults();
+      link.emulator().ClearFaults();
       if (f.pauseMs > 0) std::this_thread::sleep_for(milliseconds(f.pauseMs));
 
       switch (f.recover) {
@@ -315,9 +315,9 @@ TEST(ReplySync, ResetWaitsForTheLongerOfItsOwnLimitAndIoTimeout) {
     SCOPED_TRACE(ioTimeoutMs);
     Session session(link, ioTimeoutMs);
     ASSERT_EQ(session.status(), S_OK) << ThreadErrorRecord().description;
-    link.emulator().addLateQuery("*RST", milliseconds(lateMs));
+    link.emulator().AddLateQuery("*RST", milliseconds(lateMs));
     EXPECT_EQ(session.driver.Reset(), S_OK) << ThreadErrorRecord().description;
-    link.emulator().clearFaults();
+    link.emulator().ClearFaults();
   }
 }
 

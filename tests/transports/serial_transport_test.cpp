@@ -108,11 +108,11 @@ class SerialOverPty : public ::testing::Test {
     instrument_ = std::make_unique<qdxsim::Instrument>(qdxsim::Config{});
     server_ = std::make_unique<qdxsim::SerialPtyServer>(*instrument_);
     std::string error;
-    ASSERT_TRUE(server_->start(&error)) << error;
+    ASSERT_TRUE(server_->Start(&error)) << error;
     options.setup["iobackend"] = "builtin";
     options.timeoutMs = 1000;
   }
-  std::string Resource() const { return "ASRL" + server_->path() + "::INSTR"; }
+  std::string Resource() const { return "ASRL" + server_->Path() + "::INSTR"; }
   std::unique_ptr<ITransport> Open() { return OpenTransport(Resource(), options, result); }
   std::unique_ptr<qdxsim::Instrument> instrument_;
   std::unique_ptr<qdxsim::SerialPtyServer> server_;
@@ -132,14 +132,14 @@ TEST_F(SerialOverPty, QueriesExclusiveOpenAndClear) {
   EXPECT_EQ(Query(*t, "*IDN?"), "Velmora,QDX750ML,SIM0001,1.00\n");
   // A message that already ends with the line feed gets no second one.
   EXPECT_EQ(Query(*t, ":VOLT 12.5;:VOLT?\n"), "12.5\n");
-  EXPECT_EQ(server_->takeTranscript(), (Lines{"*IDN?", ":VOLT 12.5;:VOLT?"}));
+  EXPECT_EQ(server_->TakeTranscript(), (Lines{"*IDN?", ":VOLT 12.5;:VOLT?"}));
   EXPECT_EQ(Open(), nullptr);
-  EXPECT_EQ(result.message, "serial port " + server_->path() + " is in use by another program");
+  EXPECT_EQ(result.message, "serial port " + server_->Path() + " is in use by another program");
 
   std::size_t written = 0;
   ASSERT_TRUE(t->Write("*IDN?", 5, true, written).ok());
   // Wait (bounded) until the reply is there, then clear it away.
-  for (int i = 0; i < 100 && server_->takeTranscript().empty(); ++i)
+  for (int i = 0; i < 100 && server_->TakeTranscript().empty(); ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   EXPECT_TRUE(t->Clear().ok());
@@ -164,7 +164,7 @@ TEST_F(SerialOverPty, LineSettingsReachTheTerminalInRawMode) {
   options.setup["flowcontrol"] = "xonxoff";
   auto t = Open();
   ASSERT_NE(t, nullptr) << result.message;
-  int fd = ::open(server_->path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  int fd = ::open(server_->Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) GTEST_SKIP() << "the exclusive open also keeps this user out";
   termios tio{};
   ASSERT_EQ(::tcgetattr(fd, &tio), 0);
@@ -250,7 +250,7 @@ TEST_F(SerialOverPty, OpenFailuresSayWhatIsWrong) {
 TEST_F(SerialOverPty, AHungUpLineIsAnErrorNotAHang) {
   auto t = Open();
   ASSERT_NE(t, nullptr) << result.message;
-  server_->stop();
+  server_->Stop();
   char buffer[16];
   std::size_t got = 0;
   ReadEnd why{};

@@ -147,28 +147,28 @@ class EmulatedLink {
     emulator_ = std::make_unique<qdxsim::Emulator>(config_);
     if (kind == Kind::Serial || kind == Kind::Usb) {
       pty_ = std::make_unique<qdxsim::SerialPtyServer>(*emulator_);  // the emulator need not listen
-      started_ = pty_->start(&error_);
-      resource_ = "ASRL" + pty_->path() + "::INSTR";
+      started_ = pty_->Start(&error_);
+      resource_ = "ASRL" + pty_->Path() + "::INSTR";
       if (kind == Kind::Usb) {
-        usb_.AddDevice(0, "1ab1", "0e11", "SIM0001", 0, pty_->path());
+        usb_.AddDevice(0, "1ab1", "0e11", "SIM0001", 0, pty_->Path());
         resource_ = "USB0::0x1AB1::0x0E11::SIM0001::INSTR";
         setup_ = ", UsbSysfsRoot=" + usb_.sysfsRoot() + ", UsbDevRoot=" + usb_.devRoot();
       }
       return;
     }
-    started_ = emulator_->start(&error_);
-    resource_ = "TCPIP::127.0.0.1::" + std::to_string(emulator_->port()) + "::SOCKET";
+    started_ = emulator_->Start(&error_);
+    resource_ = "TCPIP::127.0.0.1::" + std::to_string(emulator_->Port()) + "::SOCKET";
     if (kind == Kind::Vxi11) {
       vxi11_ = std::make_unique<qdxsim::Vxi11Server>(*emulator_, config_);
-      started_ = started_ && vxi11_->start(&error_);
+      started_ = started_ && vxi11_->Start(&error_);
       resource_ = "TCPIP::127.0.0.1::INSTR";
-      setup_ = ", PortmapperPort=" + std::to_string(vxi11_->portmapPort());
+      setup_ = ", PortmapperPort=" + std::to_string(vxi11_->PortmapPort());
     }
   }
   ~EmulatedLink() {
-    if (pty_) pty_->stop();
-    if (vxi11_) vxi11_->stop();
-    emulator_->stop();
+    if (pty_) pty_->Stop();
+    if (vxi11_) vxi11_->Stop();
+    emulator_->Stop();
   }
 
   bool started() const { return started_; }
@@ -177,9 +177,9 @@ class EmulatedLink {
   // What the transport's messages name as the other end.
   std::string peer() const {
     switch (kind_) {
-      case Kind::Socket: return "127.0.0.1:" + std::to_string(emulator_->port());
-      case Kind::Vxi11: return "inst0 at 127.0.0.1:" + std::to_string(vxi11_->corePort());
-      case Kind::Serial: return pty_->path();
+      case Kind::Socket: return "127.0.0.1:" + std::to_string(emulator_->Port());
+      case Kind::Vxi11: return "inst0 at 127.0.0.1:" + std::to_string(vxi11_->CorePort());
+      case Kind::Serial: return pty_->Path();
       case Kind::Usb: return usb_.devRoot() + "/usbtmc0";
     }
     return {};
@@ -198,7 +198,7 @@ class EmulatedLink {
   // The DriverSetup items that reach this link.
   std::map<std::string, std::string> Setup() const {
     std::map<std::string, std::string> setup{{"iobackend", "builtin"}};
-    if (vxi11_) setup["portmapperport"] = std::to_string(vxi11_->portmapPort());
+    if (vxi11_) setup["portmapperport"] = std::to_string(vxi11_->PortmapPort());
     if (kind_ == Kind::Usb) {
       setup["usbsysfsroot"] = usb_.sysfsRoot();
       setup["usbdevroot"] = usb_.devRoot();
@@ -209,7 +209,7 @@ class EmulatedLink {
     return "DriverSetup=IoBackend=builtin" + setup_ + more;
   }
   std::vector<std::string> Transcript() {
-    return pty_ ? pty_->takeTranscript() : emulator_->takeTranscript();
+    return pty_ ? pty_->TakeTranscript() : emulator_->TakeTranscript();
   }
   qdxsim::Emulator& emulator() { return *emulator_; }
   static const char* Name(Kind k) {

@@ -86,8 +86,8 @@ class UsbTmcOverStandIn : public ::testing::Test {
     instrument_ = std::make_unique<qdxsim::Instrument>(qdxsim::Config{});
     server_ = std::make_unique<qdxsim::SerialPtyServer>(*instrument_);
     std::string error;
-    ASSERT_TRUE(server_->start(&error)) << error;
-    tree.AddDevice(0, "1ab1", "0e11", "SIM0001", 0, server_->path());
+    ASSERT_TRUE(server_->Start(&error)) << error;
+    tree.AddDevice(0, "1ab1", "0e11", "SIM0001", 0, server_->Path());
     options.setup["iobackend"] = "builtin";
     options.setup["usbsysfsroot"] = tree.sysfsRoot();
     options.setup["usbdevroot"] = tree.devRoot();
@@ -118,7 +118,7 @@ TEST_F(UsbTmcOverStandIn, QueriesTheDeviceFoundInSysfs) {
   ReadEnd why{};
   EXPECT_EQ(test::Query(*t, "*IDN?", &why), "Velmora,QDX750ML,SIM0001,1.00\n");
   EXPECT_EQ(why, ReadEnd::TermChar);
-  EXPECT_EQ(server_->takeTranscript(), std::vector<std::string>{"*IDN?"});
+  EXPECT_EQ(server_->TakeTranscript(), std::vector<std::string>{"*IDN?"});
 
   // A stand-in node has no usbtmc ioctls: clear and the status byte are refused, plainly.
   IoResult r = t->Clear();

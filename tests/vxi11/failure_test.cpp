@@ -52,7 +52,7 @@ TEST(Vxi11Failure, SessionReportsTheLinksErrors) {
   EXPECT_EQ(session.Unlock(), E_VELMORAQDX_IO_GENERAL);
   EXPECT_TRUE(Contains(ThreadErrorRecord().description, "no lock held by this link"));
   EXPECT_EQ(session.ReadStatusByte(&stb), S_OK);
-  EXPECT_EQ(stb, bench.emulator->instrument().statusByte());
+  EXPECT_EQ(stb, bench.emulator->Device().StatusByte());
 }
 
 // Each case: DriverSetup items (PORTMAPPER/CORE/CLOSED stand for the bench's ports and a
@@ -61,8 +61,8 @@ TEST(Vxi11Failure, SessionReportsTheLinksErrors) {
 TEST(Vxi11Failure, PortItemsSelectHowTheCoreChannelIsFound) {
   Vxi11Bench bench;
   ASSERT_BENCH(bench);
-  const std::string portmapper = std::to_string(bench.server->portmapPort());
-  const std::string core = std::to_string(bench.server->corePort());
+  const std::string portmapper = std::to_string(bench.server->PortmapPort());
+  const std::string core = std::to_string(bench.server->CorePort());
   const std::string closed = std::to_string(ClosedPort());
   struct Case {
     std::string portmapperPort;
@@ -92,7 +92,7 @@ TEST(Vxi11Failure, PortItemsSelectHowTheCoreChannelIsFound) {
     HRESULT hr = session.Open(kResource, options);
     if (c.failure.empty()) {
       EXPECT_EQ(hr, S_OK) << ThreadErrorRecord().description;
-      EXPECT_EQ(bench.server->linkCount(), 1u);
+      EXPECT_EQ(bench.server->LinkCount(), 1u);
       continue;
     }
     const std::string cause = c.failure + (c.failure.rfind("DriverSetup", 0) == 0
@@ -134,7 +134,7 @@ TEST(Vxi11Failure, NoFreeLinkIsAClearErrorUntilOneIsClosed) {
                                "resources); it has no free link, close the sessions that other "
                                "programs hold";
   EXPECT_TRUE(Contains(r.message, expected)) << r.message;
-  EXPECT_EQ(bench.server->linkCount(), 3u);
+  EXPECT_EQ(bench.server->LinkCount(), 3u);
 
   CVelmoraQdxErrorReporter reporter;
   CIoSession session(reporter);
@@ -143,14 +143,14 @@ TEST(Vxi11Failure, NoFreeLinkIsAClearErrorUntilOneIsClosed) {
   const std::string openFailure =
       "VelmoraQdx: I/O error: Failed to open VISA resource..\r\n"
       "Resource descriptor = TCPIP::127.0.0.1::INSTR. Cause: the instrument at 127.0.0.1:" +
-      std::to_string(bench.server->corePort()) +
+      std::to_string(bench.server->CorePort()) +
       " refused a link to device 'inst0': VXI-11 error 9 (out of resources); it has no free "
       "link, close the sessions that other programs hold.";
   EXPECT_EQ(bench.OpenSession(session), E_VELMORAQDX_IO_GENERAL);
   EXPECT_EQ(ThreadErrorRecord().description, openFailure);
   CVelmoraQdx driver{dcpwr::CreateOutput};
   const std::string setup =
-      "DriverSetup=IoBackend=builtin, PortmapperPort=" + std::to_string(bench.server->portmapPort());
+      "DriverSetup=IoBackend=builtin, PortmapperPort=" + std::to_string(bench.server->PortmapPort());
   ClearThreadErrorRecord();
   EXPECT_EQ(driver.Initialize(kResource, VARIANT_TRUE, VARIANT_FALSE, setup.c_str()),
             E_VELMORAQDX_IO_GENERAL);
@@ -158,7 +158,7 @@ TEST(Vxi11Failure, NoFreeLinkIsAClearErrorUntilOneIsClosed) {
 
   links[1]->Close();
   EXPECT_EQ(bench.OpenSession(session), S_OK);
-  EXPECT_EQ(bench.server->linkCount(), 3u);
+  EXPECT_EQ(bench.server->LinkCount(), 3u);
 }
 
 TEST(Vxi11Failure, InstrumentDroppingTheConnectionFailsEveryLaterCall) {
@@ -167,7 +167,7 @@ TEST(Vxi11Failure, InstrumentDroppingTheConnectionFailsEveryLaterCall) {
   IoResult r;
   auto t = bench.Open(r);
   ASSERT_TRUE(t) << r.message;
-  bench.emulator->setCloseAfter(1);
+  bench.emulator->SetCloseAfter(1);
   EXPECT_EQ(Query(*t, "*IDN?"), "Velmora,QDX750ML,SIM0001,1.00\n");  // answered, then closed
   // The write may still go out before the close is seen; the reply never comes either way.
   std::string reply = Query(*t, "*OPC?");
@@ -216,7 +216,7 @@ TEST(Vxi11Leaks, HundredOpenCloseCyclesLeaveNothingBehind) {
   const int fds = veqdx::testing::SettledDescriptorCount();
   ASSERT_GT(fds, 0);
   TransportOptions notVxi11 = bench.Options();
-  notVxi11.setup["vxi11port"] = std::to_string(bench.server->portmapPort());
+  notVxi11.setup["vxi11port"] = std::to_string(bench.server->PortmapPort());
   for (int i = 0; i < 100; ++i) {
     auto t = bench.Open(r);
     ASSERT_TRUE(t) << "cycle " << i << ": " << r.message;
@@ -232,8 +232,8 @@ TEST(Vxi11Leaks, HundredOpenCloseCyclesLeaveNothingBehind) {
     if (i % 2 == 0) t->Close();
   }
   EXPECT_EQ(veqdx::testing::SettledDescriptorCount(fds), fds);
-  EXPECT_EQ(bench.server->linkCount(), 0u);  // destroy_link answered before close returned
-  EXPECT_EQ(bench.server->stats().links, 111u);
+  EXPECT_EQ(bench.server->LinkCount(), 0u);  // destroy_link answered before close returned
+  EXPECT_EQ(bench.server->Statistics().links, 111u);
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ TEST(Vxi11Transport, QueriesThroughEveryFormOfTheResource) {
     EXPECT_EQ(t->InterfaceNumber(), resource[5] == '3' ? 3 : 0);
     EXPECT_FALSE(t->TermCharEnabled());  // reads end with END
     EXPECT_EQ(Query(*t, "*IDN?"), kIdn);
-    EXPECT_EQ(bench.emulator->takeTranscript(), Transcript{"*IDN?"});
+    EXPECT_EQ(bench.emulator->TakeTranscript(), Transcript{"*IDN?"});
   }
   // A device name the instrument does not know is its refusal.
   IoResult r;
@@ -48,7 +48,7 @@ TEST(Vxi11Transport, LongReplyTakesSeveralReadsAndEndsAtEnd) {
   ASSERT_BENCH(bench);
   std::string text(10000, 'x');
   for (std::size_t i = 0; i < text.size(); i += 97) text[i] = static_cast<char>('a' + i % 26);
-  bench.emulator->addGarbageQuery("*IDN?", text);
+  bench.emulator->AddGarbageQuery("*IDN?", text);
   IoResult r;
   auto t = bench.Open(r);
   ASSERT_TRUE(t) << r.message;
@@ -58,7 +58,7 @@ TEST(Vxi11Transport, LongReplyTakesSeveralReadsAndEndsAtEnd) {
   };
   for (Case c : {Case{4096, 3}, Case{7, 1429}, Case{10001, 1}, Case{20000, 1}}) {
     SCOPED_TRACE(c.chunk);
-    auto before = bench.server->stats().reads;
+    auto before = bench.server->Statistics().reads;
     ASSERT_TRUE(Send(*t, "*IDN?").ok());
     std::string reply;
     int reads = 0;
@@ -66,7 +66,7 @@ TEST(Vxi11Transport, LongReplyTakesSeveralReadsAndEndsAtEnd) {
     ASSERT_TRUE(r.ok()) << r.message;
     EXPECT_EQ(reply, text + "\n");
     EXPECT_EQ(reads, c.reads);
-    EXPECT_EQ(bench.server->stats().reads - before, static_cast<std::uint64_t>(c.reads));
+    EXPECT_EQ(bench.server->Statistics().reads - before, static_cast<std::uint64_t>(c.reads));
   }
   // The driver's 4096-byte read buffer takes it whole through the formatted engine.
   CVelmoraQdxErrorReporter reporter;
@@ -129,7 +129,7 @@ TEST(Vxi11Transport, EndStatusByteAndClear) {
   std::string reply;
   ASSERT_TRUE(Receive(*t, reply).ok());  // the instrument has taken both messages now
   EXPECT_EQ(reply, "3\n");
-  EXPECT_EQ(bench.emulator->takeTranscript(), (Transcript{"", ":VOLT 3;:VOLT?"}));
+  EXPECT_EQ(bench.emulator->TakeTranscript(), (Transcript{"", ":VOLT 3;:VOLT?"}));
 
   struct Case {
     const char* setup;
@@ -149,11 +149,11 @@ TEST(Vxi11Transport, EndStatusByteAndClear) {
 
   for (int delayMs : {0, 300}) {
     SCOPED_TRACE(delayMs);
-    bench.emulator->setReplyDelay(std::chrono::milliseconds(delayMs));
+    bench.emulator->SetReplyDelay(std::chrono::milliseconds(delayMs));
     ASSERT_TRUE(Send(*t, "*IDN?").ok());  // never read
     r = t->Clear();
     ASSERT_TRUE(r.ok()) << r.message;
-    bench.emulator->clearFaults();
+    bench.emulator->ClearFaults();
     EXPECT_EQ(Query(*t, ":VOLT?"), "3\n");
   }
 }
@@ -173,9 +173,9 @@ TEST(Vxi11Transport, WritesRespectTheDevicesMaxRecvSize) {
   while (message.size() < 290) message += ":VOLT 1;";
   message += ":VOLT?";
   EXPECT_EQ(Query(*t, message), "1\n");
-  EXPECT_EQ(bench.emulator->takeTranscript(), Transcript{message});
-  EXPECT_EQ(bench.server->stats().writes, (message.size() + 63) / 64);
-  EXPECT_EQ(bench.server->stats().largestWrite, 64u);
+  EXPECT_EQ(bench.emulator->TakeTranscript(), Transcript{message});
+  EXPECT_EQ(bench.server->Statistics().writes, (message.size() + 63) / 64);
+  EXPECT_EQ(bench.server->Statistics().largestWrite, 64u);
 }
 
 TEST(Vxi11Transport, LockExcludesOtherLinksUntilReleased) {

@@ -37,16 +37,16 @@ class Vxi11Bench {
     config.vxi11.maxRecvSize = maxRecvSize;
     emulator = std::make_unique<qdxsim::Emulator>(config);
     std::string error;
-    started = emulator->start(&error);
+    started = emulator->Start(&error);
     if (started) {
       server = std::make_unique<qdxsim::Vxi11Server>(*emulator, config);
-      started = server->start(&error);
+      started = server->Start(&error);
     }
     startError = error;
   }
   ~Vxi11Bench() {
-    if (server) server->stop();
-    emulator->stop();
+    if (server) server->Stop();
+    emulator->Stop();
   }
 
   // Options that reach this bench's portmapper; the built-in transport, whatever VISA
@@ -56,7 +56,7 @@ class Vxi11Bench {
     o.timeoutMs = timeoutMs;
     o.openTimeoutMs = 2000;
     o.setup["iobackend"] = "builtin";
-    o.setup["portmapperport"] = std::to_string(server->portmapPort());
+    o.setup["portmapperport"] = std::to_string(server->PortmapPort());
     return o;
   }
 
@@ -75,9 +75,9 @@ class Vxi11Bench {
   // Waits (bounded) until the server's link count is `n`; the count after the wait.
   std::size_t AwaitLinks(std::size_t n) const {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (server->linkCount() != n && std::chrono::steady_clock::now() < deadline)
+    while (server->LinkCount() != n && std::chrono::steady_clock::now() < deadline)
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return server->linkCount();
+    return server->LinkCount();
   }
 
   qdxsim::Config config;

@@ -74,16 +74,16 @@ struct RegisterGroup {
   std::uint32_t condition = 0;
   std::uint32_t event = 0;
   std::uint32_t enable = 0;
-  void setCondition(std::uint32_t c) {
+  void SetCondition(std::uint32_t c) {
     event |= c & ~condition;
     condition = c;
   }
-  std::uint32_t takeEvent() {
+  std::uint32_t TakeEvent() {
     std::uint32_t e = event;
     event = 0;
     return e;
   }
-  bool summary() const { return (event & enable) != 0; }
+  bool Summary() const { return (event & enable) != 0; }
 };
 
 // Register bits.

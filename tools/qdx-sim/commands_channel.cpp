@@ -23,8 +23,8 @@ std::string boolReply(bool b) { return b ? "1" : "0"; }
 
 }  // namespace
 
-void Instrument::Impl::registerChannelCommands() {
-  tree.add(
+void Instrument::Impl::RegisterChannelCommands() {
+  tree.Add(
       "INSTrument:NSELect",
       [this](Call& c) {
         if (int e = expectParams(c, 1)) return e;
@@ -40,10 +40,10 @@ void Instrument::Impl::registerChannelCommands() {
       },
       [this](Call& c) {
         if (int e = expectParams(c, 0)) return e;
-        c.reply = std::to_string(current().number);
+        c.reply = std::to_string(Current().number);
         return 0;
       });
-  tree.add("INSTrument:CATalog", {}, [this](Call& c) {
+  tree.Add("INSTrument:CATalog", {}, [this](Call& c) {
     if (int e = expectParams(c, 0)) return e;
     for (const auto& ch : channels) {
       if (!c.reply.empty()) c.reply += ",";
@@ -51,67 +51,67 @@ void Instrument::Impl::registerChannelCommands() {
     }
     return 0;
   });
-  tree.add("INSTrument:INFOrmation", {}, [this](Call& c) {
+  tree.Add("INSTrument:INFOrmation", {}, [this](Call& c) {
     if (int e = expectParams(c, 0)) return e;
-    const Channel& ch = current();
+    const Channel& ch = Current();
     c.reply = scpi::formatNumber(ch.rating.volts) + "," + scpi::formatNumber(ch.rating.amps) +
               "," + scpi::formatNumber(ch.rating.watts) + "," + ch.model;
     return 0;
   });
 
-  tree.add(
+  tree.Add(
       "OUTPut:[STATe]",
       [this](Call& c) {
         if (int e = expectParams(c, 1)) return e;
         bool on = false;
         if (int e = scpi::parseBoolean(c.unit.params[0], on)) return e;
-        return setOutput(current(), on);
+        return SetOutput(Current(), on);
       },
       [this](Call& c) {
         if (int e = expectParams(c, 0)) return e;
-        c.reply = boolReply(current().output);
+        c.reply = boolReply(Current().output);
         return 0;
       });
-  tree.add(
+  tree.Add(
       "OUTPut:PROTection:CLEar",
       [this](Call& c) {
         if (int e = expectParams(c, 0)) return e;
-        current().latched = 0;  // the output stays off until switched on again
+        Current().latched = 0;  // the output stays off until switched on again
         return 0;
       },
       {});
 
   auto addChoice = [this](const char* pattern, int ChannelSettings::*field,
                           const std::vector<std::string_view>* choices) {
-    tree.add(
+    tree.Add(
         pattern,
         [this, field, choices](Call& c) {
           if (int e = expectParams(c, 1)) return e;
           int index = 0;
           if (int e = scpi::parseChoice(c.unit.params[0], *choices, index)) return e;
-          current().settings.*field = index;
+          Current().settings.*field = index;
           return 0;
         },
         [this, field, choices](Call& c) {
           if (int e = expectParams(c, 0)) return e;
-          c.reply = scpi::shortForm((*choices)[current().settings.*field]);
+          c.reply = scpi::shortForm((*choices)[Current().settings.*field]);
           return 0;
         });
   };
   auto addBool = [this](const char* pattern, bool ChannelSettings::*field) {
-    tree.add(
+    tree.Add(
         pattern,
         [this, field](Call& c) {
           if (int e = expectParams(c, 1)) return e;
           bool on = false;
           if (int e = scpi::parseBoolean(c.unit.params[0], on)) return e;
-          current().settings.*field = on;
-          evaluate(current());  // the current-limit behaviour may trip a limiting output
+          Current().settings.*field = on;
+          Evaluate(Current());  // the current-limit behaviour may trip a limiting output
           return 0;
         },
         [this, field](Call& c) {
           if (int e = expectParams(c, 0)) return e;
-          c.reply = boolReply(current().settings.*field);
+          c.reply = boolReply(Current().settings.*field);
           return 0;
         });
   };
@@ -133,9 +133,9 @@ void Instrument::Impl::registerChannelCommands() {
             &keywords::kTriggerSource);
 
   auto addMeasure = [this](const char* pattern, double (*value)(const OperatingPoint&)) {
-    tree.add(pattern, {}, [this, value](Call& c) {
+    tree.Add(pattern, {}, [this, value](Call& c) {
       if (int e = expectParams(c, 0)) return e;
-      c.reply = scpi::formatNumber(value(current().point));
+      c.reply = scpi::formatNumber(value(Current().point));
       return 0;
     });
   };
@@ -145,7 +145,7 @@ void Instrument::Impl::registerChannelCommands() {
              [](const OperatingPoint& p) { return p.volts * p.amps; });
 }
 
-void Instrument::Impl::registerLevelCommands() {
+void Instrument::Impl::RegisterLevelCommands() {
   using RatingFn = double (*)(const Rating&);
   using Assign = std::function<int(ChannelSettings&, double)>;
   // One numeric setting: MIN is 0, MAX and DEF as given; accepted from 0 to `limit`.
@@ -160,23 +160,23 @@ void Instrument::Impl::registerLevelCommands() {
       }
       return n.value;
     };
-    tree.add(
+    tree.Add(
         pattern,
         [this, unit, limitOf, resolve, assign](Call& c) {
           if (int e = expectParams(c, 1)) return e;
           scpi::Number n;
           if (int e = scpi::parseNumber(c.unit.params[0], unit, n)) return e;
-          Channel& ch = current();
+          Channel& ch = Current();
           double v = resolve(n, ch.rating);
           double limit = limitOf(ch.rating);
           if (v < -tolerance(limit) || v > limit + tolerance(limit)) return err::kDataOutOfRange;
           if (int e = assign(ch.settings, std::max(v, 0.0))) return e;
-          evaluate(ch);
+          Evaluate(ch);
           return 0;
         },
         [this, field, resolve](Call& c) {
           if (int e = expectParams(c, 0, 1)) return e;
-          const Channel& ch = current();
+          const Channel& ch = Current();
           double v = ch.settings.*field;
           if (!c.unit.params.empty()) {
             scpi::Number n;
@@ -238,7 +238,7 @@ void Instrument::Impl::registerLevelCommands() {
            });
 
   // Global settings: checked against every channel first, then applied to all or none.
-  tree.add(
+  tree.Add(
       "GLOBal:OUTPut:[STATe]",
       [this](Call& c) {
         if (int e = expectParams(c, 1)) return e;
@@ -246,13 +246,13 @@ void Instrument::Impl::registerLevelCommands() {
         if (int e = scpi::parseBoolean(c.unit.params[0], on)) return e;
         int result = 0;
         for (auto& ch : channels) {
-          if (int e = setOutput(ch, on)) result = e;
+          if (int e = SetOutput(ch, on)) result = e;
         }
         return result;
       },
       {});
   auto addGlobalLevel = [this](const char* pattern, scpi::Unit unit, bool voltage) {
-    tree.add(
+    tree.Add(
         pattern,
         [this, unit, voltage](Call& c) {
           if (int e = expectParams(c, 1)) return e;
@@ -276,7 +276,7 @@ void Instrument::Impl::registerLevelCommands() {
             auto& s = channels[k].settings;
             if (voltage) s.voltage = s.trigVoltage = values[k];
             else s.current = s.trigCurrent = values[k];
-            evaluate(channels[k]);
+            Evaluate(channels[k]);
           }
           return 0;
         },

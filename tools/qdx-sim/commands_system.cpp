@@ -23,7 +23,7 @@ int integerParam(const Call& c, long long min, long long max, long long& out) {
 
 }  // namespace
 
-void Instrument::Impl::registerSystemCommands() {
+void Instrument::Impl::RegisterSystemCommands() {
   auto query = [](std::function<std::string()> value) {
     return [value](Call& c) {
       if (int e = expectParams(c, 0)) return e;
@@ -38,34 +38,34 @@ void Instrument::Impl::registerSystemCommands() {
     };
   };
 
-  tree.add("*IDN", {}, query([this] {
+  tree.Add("*IDN", {}, query([this] {
              return "Velmora," + config.model + "," + config.serial + "," + config.firmware;
            }))
       .indefiniteReply = true;
-  tree.add("*OPT", {}, query([this] { return std::string(multiChannel ? "VMCB" : "0"); }))
+  tree.Add("*OPT", {}, query([this] { return std::string(multiChannel ? "VMCB" : "0"); }))
       .indefiniteReply = true;
-  tree.add("*RST", command([this] {
-             resetSettings();
+  tree.Add("*RST", command([this] {
+             ResetSettings();
              return 0;
            }),
            {});
-  tree.add("*OPC", command([this] {
+  tree.Add("*OPC", command([this] {
              esr |= scpi::esr::kOperationComplete;  // every operation completes at once
              return 0;
            }),
            query([] { return std::string("1"); }));
-  tree.add("*WAI", command([] { return 0; }), {});
-  tree.add("*CLS", command([this] {
-             clearStatus();
+  tree.Add("*WAI", command([] { return 0; }), {});
+  tree.Add("*CLS", command([this] {
+             ClearStatus();
              return 0;
            }),
            {});
-  tree.add("*ESR", {}, query([this] {
+  tree.Add("*ESR", {}, query([this] {
              int value = esr;
              esr = 0;
              return std::to_string(value);
            }));
-  tree.add(
+  tree.Add(
       "*ESE",
       [this](Call& c) {
         long long v = 0;
@@ -74,7 +74,7 @@ void Instrument::Impl::registerSystemCommands() {
         return 0;
       },
       query([this] { return std::to_string(ese); }));
-  tree.add(
+  tree.Add(
       "*SRE",
       [this](Call& c) {
         long long v = 0;
@@ -83,32 +83,32 @@ void Instrument::Impl::registerSystemCommands() {
         return 0;
       },
       query([this] { return std::to_string(sre); }));
-  tree.add("*STB", {}, query([this] { return std::to_string(statusByte()); }));
-  tree.add("*TST", {}, query([this] { return std::to_string(selfTestResult); }));
+  tree.Add("*STB", {}, query([this] { return std::to_string(StatusByte()); }));
+  tree.Add("*TST", {}, query([this] { return std::to_string(selfTestResult); }));
 
   // Trigger: ":INIT" arms every channel; a channel on IMM applies its triggered levels at
   // once, a channel on BUS waits for "*TRG". ":ABOR" disarms.
-  tree.add("INITiate:[IMMediate]:[TRANsient]", command([this] {
+  tree.Add("INITiate:[IMMediate]:[TRANsient]", command([this] {
              for (const auto& ch : channels) {
                if (ch.armed) return err::kInitIgnored;
              }
              for (auto& ch : channels) {
-               if (ch.settings.triggerSource == kTriggerImmediate) applyTriggeredLevels(ch);
+               if (ch.settings.triggerSource == kTriggerImmediate) ApplyTriggeredLevels(ch);
                else ch.armed = true;
              }
              return 0;
            }),
            {});
-  tree.add("ABORt", command([this] {
+  tree.Add("ABORt", command([this] {
              for (auto& ch : channels) ch.armed = false;
              return 0;
            }),
            {});
-  tree.add("*TRG", command([this] {
+  tree.Add("*TRG", command([this] {
              bool fired = false;
              for (auto& ch : channels) {
                if (ch.armed && ch.settings.triggerSource == kTriggerBus) {
-                 applyTriggeredLevels(ch);
+                 ApplyTriggeredLevels(ch);
                  fired = true;
                }
              }
@@ -117,7 +117,7 @@ void Instrument::Impl::registerSystemCommands() {
            {});
 
   // Memories keep the settings of every channel; the output states are not part of them.
-  tree.add(
+  tree.Add(
       "*SAV",
       [this](Call& c) {
         long long n = 0;
@@ -126,20 +126,20 @@ void Instrument::Impl::registerSystemCommands() {
         return 0;
       },
       {});
-  tree.add(
+  tree.Add(
       "*RCL",
       [this](Call& c) {
         long long n = 0;
         if (int e = integerParam(c, 1, kMemoryCount, n)) return e;
         for (std::size_t k = 0; k < channels.size(); ++k) {
           channels[k].settings = memories[n - 1][k];
-          evaluate(channels[k]);
+          Evaluate(channels[k]);
         }
         return 0;
       },
       {});
 
-  tree.add("SYSTem:ERRor:[NEXT]", {}, query([this] {
+  tree.Add("SYSTem:ERRor:[NEXT]", {}, query([this] {
              int code = 0;
              if (!errors.empty()) {
                code = errors.front();
@@ -147,11 +147,11 @@ void Instrument::Impl::registerSystemCommands() {
              }
              return scpi::errorEntry(code);
            }));
-  tree.add("SYSTem:ERRor:COUNt", {}, query([this] { return std::to_string(errors.size()); }));
-  tree.add("SYSTem:VERSion", {}, query([] { return std::string("1999.0"); }));
+  tree.Add("SYSTem:ERRor:COUNt", {}, query([this] { return std::to_string(errors.size()); }));
+  tree.Add("SYSTem:VERSion", {}, query([] { return std::string("1999.0"); }));
 }
 
-void Instrument::Impl::registerStatusCommands() {
+void Instrument::Impl::RegisterStatusCommands() {
   // One register group: [EVENt]? (read and clear), CONDition?, ENABle and ENABle?.
   // `group` finds the registers for the call (nullptr: the suffix names no channel).
   using Finder = std::function<RegisterGroup*(const Call&)>;
@@ -165,9 +165,9 @@ void Instrument::Impl::registerStatusCommands() {
         return 0;
       };
     };
-    tree.add(prefix + ":[EVENt]", {}, read([](RegisterGroup& g) { return g.takeEvent(); }));
-    tree.add(prefix + ":CONDition", {}, read([](RegisterGroup& g) { return g.condition; }));
-    tree.add(
+    tree.Add(prefix + ":[EVENt]", {}, read([](RegisterGroup& g) { return g.TakeEvent(); }));
+    tree.Add(prefix + ":CONDition", {}, read([](RegisterGroup& g) { return g.condition; }));
+    tree.Add(
         prefix + ":ENABle",
         [this, group, mask](Call& c) {
           long long v = 0;
@@ -181,7 +181,7 @@ void Instrument::Impl::registerStatusCommands() {
   };
   auto channelGroup = [this](RegisterGroup Channel::*which) {
     return [this, which](const Call& c) -> RegisterGroup* {
-      Channel* ch = findChannel(c.suffix);
+      Channel* ch = FindChannel(c.suffix);
       return ch ? &(ch->*which) : nullptr;
     };
   };
@@ -195,11 +195,11 @@ void Instrument::Impl::registerStatusCommands() {
            bits::kRegister32);
   addGroup("STATus:QUEStionable:INSTrument:ISUMmary#", channelGroup(&Channel::ques),
            bits::kRegister16);
-  tree.add(
+  tree.Add(
       "STATus:PRESet",
       [this](Call& c) {
         if (int e = expectParams(c, 0)) return e;
-        presetStatus();
+        PresetStatus();
         return 0;
       },
       {});

@@ -43,12 +43,12 @@ class Emulator::Impl {
  public:
   explicit Impl(Config c)
       : config(std::move(c)), faults(std::make_shared<detail::FaultState>(config.faults)) {
-    configError = config.validate();
+    configError = config.Validate();
     if (configError.empty()) instrument = std::make_unique<Instrument>(config);
   }
 
-  bool start(std::string& error);
-  void stop();
+  bool Start(std::string& error);
+  void Stop();
 
   Config config;
   std::string configError;
@@ -66,15 +66,15 @@ class Emulator::Impl {
     std::shared_ptr<std::atomic<bool>> done;
   };
 
-  void acceptLoop();
+  void AcceptLoop();
   // Joins the threads of clients that have hung up; with `waitMs`, keeps trying until a slot
   // is free or the time is up. False when stop() was called meanwhile.
-  bool reapClients(int waitMs);
-  void serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done);
+  bool ReapClients(int waitMs);
+  void Serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done);
   // Executes one received message and answers it; false when the connection must close.
-  bool process(int fd, int id, const std::string& line);
+  bool Process(int fd, int id, const std::string& line);
   // Waits up to `ms`; true when stop() was called meanwhile.
-  bool sleepUnlessStopped(int ms);
+  bool SleepUnlessStopped(int ms);
 
   class Channel;
 
@@ -85,7 +85,7 @@ class Emulator::Impl {
   std::vector<Client> clients_;  // touched by the acceptor thread only
 };
 
-bool Emulator::Impl::start(std::string& error) {
+bool Emulator::Impl::Start(std::string& error) {
   if (!instrument) {
     error = configError;
     return false;
@@ -97,7 +97,7 @@ bool Emulator::Impl::start(std::string& error) {
   listenFd_ = detail::listenOn(config.listenAddress, config.port, {}, false, error);
   if (listenFd_ < 0) return false;
   boundPort = detail::boundPort(listenFd_);
-  if (!config.transcriptPath.empty() && !transcript.open(config.transcriptPath, error)) {
+  if (!config.transcriptPath.empty() && !transcript.Open(config.transcriptPath, error)) {
     ::close(listenFd_);
     listenFd_ = -1;
     return false;
@@ -110,11 +110,11 @@ bool Emulator::Impl::start(std::string& error) {
     return false;
   }
   running = true;
-  acceptor_ = std::thread([this] { acceptLoop(); });
+  acceptor_ = std::thread([this] { AcceptLoop(); });
   return true;
 }
 
-void Emulator::Impl::stop() {
+void Emulator::Impl::Stop() {
   if (!running.exchange(false)) return;
   std::uint64_t one = 1;
   if (write(wakeFd_, &one, sizeof one) < 0) { /* the eventfd cannot be full here */ }
@@ -123,24 +123,24 @@ void Emulator::Impl::stop() {
   ::close(wakeFd_);
   listenFd_ = wakeFd_ = -1;
   boundPort = 0;
-  transcript.close();
+  transcript.Close();
 }
 
-bool Emulator::Impl::sleepUnlessStopped(int ms) {
+bool Emulator::Impl::SleepUnlessStopped(int ms) {
   pollfd p{wakeFd_, POLLIN, 0};
   return poll(&p, 1, std::max(ms, 0)) > 0;
 }
 
-void Emulator::Impl::acceptLoop() {
+void Emulator::Impl::AcceptLoop() {
   for (;;) {
     pollfd fds[2] = {{listenFd_, POLLIN, 0}, {wakeFd_, POLLIN, 0}};
     int n = poll(fds, 2, kPollSliceMs);
     if (fds[1].revents) break;
-    if (!reapClients(0)) break;
+    if (!ReapClients(0)) break;
     if (n <= 0 || !(fds[0].revents & POLLIN)) continue;
     int fd = accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd < 0) continue;
-    if (clients_.size() >= kMaxClients && !reapClients(kSlotWaitMs)) {
+    if (clients_.size() >= kMaxClients && !ReapClients(kSlotWaitMs)) {
       ::close(fd);
       break;
     }
@@ -152,13 +152,13 @@ void Emulator::Impl::acceptLoop() {
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
     auto done = std::make_shared<std::atomic<bool>>(false);
     int id = nextId_++;
-    clients_.push_back({std::thread([this, fd, id, done] { serve(fd, id, done); }), done});
+    clients_.push_back({std::thread([this, fd, id, done] { Serve(fd, id, done); }), done});
   }
   for (auto& c : clients_) c.thread.join();
   clients_.clear();
 }
 
-bool Emulator::Impl::reapClients(int waitMs) {
+bool Emulator::Impl::ReapClients(int waitMs) {
   constexpr int kStepMs = 5;
   for (int waited = 0;; waited += kStepMs) {
     std::erase_if(clients_, [](Client& c) {
@@ -167,11 +167,11 @@ bool Emulator::Impl::reapClients(int waitMs) {
       return true;
     });
     if (clients_.size() < kMaxClients || waited >= waitMs) return true;
-    if (sleepUnlessStopped(kStepMs)) return false;
+    if (SleepUnlessStopped(kStepMs)) return false;
   }
 }
 
-void Emulator::Impl::serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done) {
+void Emulator::Impl::Serve(int fd, int id, std::shared_ptr<std::atomic<bool>> done) {
   std::string pending;
   bool discarding = false;  // inside an over-long line, dropping bytes up to its LF
   char buffer[4096];
@@ -196,10 +196,10 @@ void Emulator::Impl::serve(int fd, int id, std::shared_ptr<std::atomic<bool>> do
         discarding = false;
         continue;
       }
-      open = process(fd, id, line);
+      open = Process(fd, id, line);
     }
     if (pending.size() > kMaxLineLength) {
-      if (!discarding) instrument->reportError(scpi::err::kInputBufferOverrun);
+      if (!discarding) instrument->ReportError(scpi::err::kInputBufferOverrun);
       discarding = true;
       pending.clear();
     }
@@ -214,18 +214,18 @@ class Emulator::Impl::Channel : public detail::ReplyChannel {
   Channel(int fd, int wakeFd)
       : ReplyChannel(kSendStallLimitMs, kPollSliceMs), fd_(fd), wakeFd_(wakeFd) {}
 
-  bool stopping() override {
+  bool Stopping() override {
     pollfd p{wakeFd_, POLLIN, 0};
     return poll(&p, 1, 0) > 0;
   }
 
  private:
-  ssize_t writeSome(std::string_view data) override {
+  ssize_t WriteSome(std::string_view data) override {
     return ::send(fd_, data.data(), data.size(), MSG_NOSIGNAL);
   }
 
-  bool waitWritable(int ms) override {
-    if (stopping()) return false;
+  bool WaitWritable(int ms) override {
+    if (Stopping()) return false;
     pollfd fds[2] = {{fd_, POLLOUT, 0}, {wakeFd_, POLLIN, 0}};
     poll(fds, 2, ms);
     return true;
@@ -234,7 +234,7 @@ class Emulator::Impl::Channel : public detail::ReplyChannel {
   // Only a reset (or a connection closed both ways) ends the wait: a client that merely stopped
   // reading, or shut down its sending side, still gets the reply it is owed. The VXI-11 links
   // reset their connection on device_clear, which so drops a reply still being delayed.
-  bool waitSlice(int ms) override {
+  bool WaitSlice(int ms) override {
     pollfd fds[2] = {{fd_, 0, 0}, {wakeFd_, POLLIN, 0}};
     int n = poll(fds, 2, ms);
     if (n < 0 && errno != EINTR) return false;
@@ -245,10 +245,10 @@ class Emulator::Impl::Channel : public detail::ReplyChannel {
   int wakeFd_;
 };
 
-bool Emulator::Impl::process(int fd, int id, const std::string& line) {
-  transcript.record(id, line);
+bool Emulator::Impl::Process(int fd, int id, const std::string& line) {
+  transcript.Record(id, line);
   bool closeNow = false;
-  Faults f = faults->forMessage(true, &closeNow);
+  Faults f = faults->ForMessage(true, &closeNow);
   Channel channel(fd, wakeFd_);
   if (!detail::answerMessage(*instrument, f, line, channel)) return false;
   return !closeNow;
@@ -257,27 +257,27 @@ bool Emulator::Impl::process(int fd, int id, const std::string& line) {
 // --- public face ---
 
 Emulator::Emulator(Config config) : impl_(std::make_unique<Impl>(std::move(config))) {}
-Emulator::~Emulator() { stop(); }
+Emulator::~Emulator() { Stop(); }
 
-bool Emulator::start(std::string* message) {
+bool Emulator::Start(std::string* message) {
   std::string error;
-  if (impl_->start(error)) return true;
+  if (impl_->Start(error)) return true;
   if (message) *message = error;
   return false;
 }
 
-void Emulator::stop() { impl_->stop(); }
-bool Emulator::running() const { return impl_->running; }
-int Emulator::port() const { return impl_->boundPort; }
+void Emulator::Stop() { impl_->Stop(); }
+bool Emulator::Running() const { return impl_->running; }
+int Emulator::Port() const { return impl_->boundPort; }
 
-Instrument& Emulator::instrument() {
+Instrument& Emulator::Device() {
   if (!impl_->instrument) throw std::logic_error(impl_->configError);
   return *impl_->instrument;
 }
 
-std::vector<std::string> Emulator::takeTranscript() { return impl_->transcript.take(); }
+std::vector<std::string> Emulator::TakeTranscript() { return impl_->transcript.Take(); }
 
-std::shared_ptr<detail::FaultState> Emulator::faultState() const { return impl_->faults; }
+std::shared_ptr<detail::FaultState> Emulator::FaultState() const { return impl_->faults; }
 
 namespace {
 
@@ -287,37 +287,37 @@ int clampMs(std::chrono::milliseconds ms) {
 
 }  // namespace
 
-void Emulator::setReplyDelay(std::chrono::milliseconds delay) {
-  impl_->faults->edit([&](Faults& f) { f.replyDelayMs = clampMs(delay); });
+void Emulator::SetReplyDelay(std::chrono::milliseconds delay) {
+  impl_->faults->Edit([&](Faults& f) { f.replyDelayMs = clampMs(delay); });
 }
 
-void Emulator::addSilentQuery(std::string match) {
-  impl_->faults->edit([&](Faults& f) { f.silentQueries.push_back(std::move(match)); });
+void Emulator::AddSilentQuery(std::string match) {
+  impl_->faults->Edit([&](Faults& f) { f.silentQueries.push_back(std::move(match)); });
 }
 
-void Emulator::addGarbageQuery(std::string match, std::string reply) {
-  impl_->faults->edit(
+void Emulator::AddGarbageQuery(std::string match, std::string reply) {
+  impl_->faults->Edit(
       [&](Faults& f) { f.garbageQueries.emplace_back(std::move(match), std::move(reply)); });
 }
 
-void Emulator::setCloseAfter(int messages) { impl_->faults->setCloseAfter(messages); }
+void Emulator::SetCloseAfter(int messages) { impl_->faults->SetCloseAfter(messages); }
 
-void Emulator::setChunkedReplies(std::size_t bytes, std::chrono::milliseconds pause) {
-  impl_->faults->edit([&](Faults& f) {
+void Emulator::SetChunkedReplies(std::size_t bytes, std::chrono::milliseconds pause) {
+  impl_->faults->Edit([&](Faults& f) {
     f.chunkBytes = bytes;
     f.chunkPauseMs = clampMs(pause);
   });
 }
 
-void Emulator::addLateQuery(std::string match, std::chrono::milliseconds delay) {
-  impl_->faults->edit(
+void Emulator::AddLateQuery(std::string match, std::chrono::milliseconds delay) {
+  impl_->faults->Edit(
       [&](Faults& f) { f.lateQueries.push_back({std::move(match), clampMs(delay)}); });
 }
 
-void Emulator::addEndlessQuery(std::string match) {
-  impl_->faults->edit([&](Faults& f) { f.endlessQueries.push_back(std::move(match)); });
+void Emulator::AddEndlessQuery(std::string match) {
+  impl_->faults->Edit([&](Faults& f) { f.endlessQueries.push_back(std::move(match)); });
 }
 
-void Emulator::clearFaults() { impl_->faults->clear(); }
+void Emulator::ClearFaults() { impl_->faults->Clear(); }
 
 }  // namespace qdxsim

@@ -33,12 +33,12 @@ constexpr int kWaitSliceMs = 1000;
 bool sendEndless(ReplyChannel& channel) {
   auto deadline = std::chrono::steady_clock::now() + kEndlessMaxTime;
   std::string_view block = endlessBlock();
-  channel.endlessBegins();
+  channel.EndlessBegins();
   for (std::size_t sent = 0; sent < kEndlessMaxBytes; sent += block.size()) {
-    if (channel.stopping() || std::chrono::steady_clock::now() >= deadline) break;
-    if (!channel.send(block.substr(0, std::min(block.size(), kEndlessMaxBytes - sent)))) break;
+    if (channel.Stopping() || std::chrono::steady_clock::now() >= deadline) break;
+    if (!channel.Send(block.substr(0, std::min(block.size(), kEndlessMaxBytes - sent)))) break;
   }
-  channel.endlessEnded();
+  channel.EndlessEnded();
   return false;
 }
 
@@ -55,7 +55,7 @@ bool containsNoCase(std::string_view text, std::string_view part) {
 FaultState::FaultState(Faults initial)
     : faults_(std::move(initial)), closeCountdown_(faults_.closeAfterMessages) {}
 
-Faults FaultState::forMessage(bool countsTowardClose, bool* closeNow) {
+Faults FaultState::ForMessage(bool countsTowardClose, bool* closeNow) {
   std::lock_guard lock(mutex_);
   if (countsTowardClose && closeCountdown_ > 0 && --closeCountdown_ == 0) {
     if (closeNow) *closeNow = true;
@@ -64,48 +64,48 @@ Faults FaultState::forMessage(bool countsTowardClose, bool* closeNow) {
   return faults_;
 }
 
-void FaultState::setCloseAfter(int messages) {
+void FaultState::SetCloseAfter(int messages) {
   std::lock_guard lock(mutex_);
   faults_.closeAfterMessages = std::max(0, messages);
   closeCountdown_ = faults_.closeAfterMessages;
 }
 
-void FaultState::clear() {
+void FaultState::Clear() {
   std::lock_guard lock(mutex_);
   faults_ = Faults{};
   closeCountdown_ = 0;
 }
 
-bool ReplyChannel::send(std::string_view data) {
+bool ReplyChannel::Send(std::string_view data) {
   int stalledMs = 0;
   while (!data.empty()) {
-    const ssize_t sent = writeSome(data);
+    const ssize_t sent = WriteSome(data);
     if (sent > 0) {
       data.remove_prefix(static_cast<std::size_t>(sent));
       stalledMs = 0;
       continue;
     }
     if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
-    if (stalledMs >= stallLimitMs_ || !waitWritable(sendSliceMs_)) return false;
+    if (stalledMs >= stallLimitMs_ || !WaitWritable(sendSliceMs_)) return false;
     stalledMs += sendSliceMs_;
   }
   return true;
 }
 
-bool ReplyChannel::wait(int ms) {
+bool ReplyChannel::Wait(int ms) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
   for (;;) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) return true;
-    if (!waitSlice(static_cast<int>(std::min<long long>(left.count(), kWaitSliceMs))))
+    if (!WaitSlice(static_cast<int>(std::min<long long>(left.count(), kWaitSliceMs))))
       return false;
   }
 }
 
 bool answerMessage(Instrument& instrument, const Faults& f, std::string_view message,
                    ReplyChannel& channel) {
-  std::optional<std::string> reply = instrument.handle(message);
+  std::optional<std::string> reply = instrument.Handle(message);
   if (!reply) return true;
   auto matches = [message](std::string_view match) { return containsNoCase(message, match); };
   if (std::any_of(f.silentQueries.begin(), f.silentQueries.end(), matches)) return true;
@@ -116,7 +116,7 @@ bool answerMessage(Instrument& instrument, const Faults& f, std::string_view mes
   if (late != f.lateQueries.end()) delayMs += late->delayMs;
   // The reply is owed whether or not the client still waits for it; only a client that is
   // gone, or stopping, ends the wait early.
-  if (delayMs > 0 && !channel.wait(static_cast<int>(std::min<long long>(delayMs, INT_MAX))))
+  if (delayMs > 0 && !channel.Wait(static_cast<int>(std::min<long long>(delayMs, INT_MAX))))
     return false;
 
   if (std::any_of(f.endlessQueries.begin(), f.endlessQueries.end(), matches))
@@ -128,13 +128,13 @@ bool answerMessage(Instrument& instrument, const Faults& f, std::string_view mes
     }
   }
   *reply += '\n';
-  if (f.chunkBytes == 0) return channel.send(*reply);
+  if (f.chunkBytes == 0) return channel.Send(*reply);
   std::string_view rest = *reply;
   while (!rest.empty()) {
     std::size_t n = std::min(rest.size(), f.chunkBytes);
-    if (!channel.send(rest.substr(0, n))) return false;
+    if (!channel.Send(rest.substr(0, n))) return false;
     rest.remove_prefix(n);
-    if (!rest.empty() && f.chunkPauseMs > 0 && !channel.wait(f.chunkPauseMs)) return false;
+    if (!rest.empty() && f.chunkPauseMs > 0 && !channel.Wait(f.chunkPauseMs)) return false;
   }
   return true;
 }

@@ -23,15 +23,15 @@ class FaultState {
 
   // The faults in force for one message. With `countsTowardClose` the message counts toward
   // closeAfterMessages, and *closeNow is set for the one that completes the count.
-  Faults forMessage(bool countsTowardClose, bool* closeNow = nullptr);
+  Faults ForMessage(bool countsTowardClose, bool* closeNow = nullptr);
   // Changes the faults under the lock.
-  template <class Edit>
-  void edit(Edit&& edit) {
+  template <class Change>
+  void Edit(Change&& edit) {
     std::lock_guard lock(mutex_);
     edit(faults_);
   }
-  void setCloseAfter(int messages);
-  void clear();
+  void SetCloseAfter(int messages);
+  void Clear();
 
  private:
   std::mutex mutex_;
@@ -51,24 +51,24 @@ class ReplyChannel {
   virtual ~ReplyChannel() = default;
   // Sends all of `data`; false when the client is gone, has taken nothing for too long, or the
   // front end stops.
-  bool send(std::string_view data);
+  bool Send(std::string_view data);
   // Waits `ms`; false when the front end stops meanwhile or the client is seen to be gone.
-  bool wait(int ms);
+  bool Wait(int ms);
   // True once the front end is stopping.
-  virtual bool stopping() = 0;
+  virtual bool Stopping() = 0;
   // Around an endless reply: a front end that cannot otherwise tell that the client went away
   // arranges here to notice it, and cleans up after the stream.
-  virtual void endlessBegins() {}
-  virtual void endlessEnded() {}
+  virtual void EndlessBegins() {}
+  virtual void EndlessEnded() {}
 
  protected:
   // One write that does not block: the bytes taken, or -1 with errno (EAGAIN, EINTR: none
   // this time).
-  virtual ssize_t writeSome(std::string_view data) = 0;
+  virtual ssize_t WriteSome(std::string_view data) = 0;
   // Waits at most `ms` for room to write; false when the front end stops.
-  virtual bool waitWritable(int ms) = 0;
+  virtual bool WaitWritable(int ms) = 0;
   // Waits at most `ms`; false when the front end stops or the client is seen to be gone.
-  virtual bool waitSlice(int ms) = 0;
+  virtual bool WaitSlice(int ms) = 0;
 
  private:
   int stallLimitMs_;

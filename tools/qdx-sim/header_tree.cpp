@@ -23,7 +23,7 @@ bool matchFrom(const std::vector<CommandEntry::Node>& nodes, std::size_t ni,
 
 }  // namespace
 
-CommandEntry& HeaderTree::add(std::string_view pattern, Handler set, Handler query) {
+CommandEntry& HeaderTree::Add(std::string_view pattern, Handler set, Handler query) {
   CommandEntry entry;
   std::size_t start = 0;
   while (start <= pattern.size()) {
@@ -49,7 +49,7 @@ CommandEntry& HeaderTree::add(std::string_view pattern, Handler set, Handler que
   return entries_.back();
 }
 
-const CommandEntry* HeaderTree::find(const std::vector<Mnemonic>& typed, int& suffix) const {
+const CommandEntry* HeaderTree::Find(const std::vector<Mnemonic>& typed, int& suffix) const {
   for (const auto& entry : entries_) {
     int s = 1;
     if (matchFrom(entry.nodes, 0, typed, 0, s)) {

@@ -38,10 +38,10 @@ class HeaderTree {
  public:
   // `pattern` is ':'-separated; "[X]" marks an optional node, a trailing '#' a node that
   // takes a numeric suffix. Common commands are written as "*IDN".
-  CommandEntry& add(std::string_view pattern, Handler set, Handler query);
+  CommandEntry& Add(std::string_view pattern, Handler set, Handler query);
   // The entry the typed nodes name, or nullptr. `suffix` receives the '#' node's suffix.
   // A suffix typed on a node that takes none matches nothing.
-  const CommandEntry* find(const std::vector<Mnemonic>& typed, int& suffix) const;
+  const CommandEntry* Find(const std::vector<Mnemonic>& typed, int& suffix) const;
 
  private:
   std::vector<CommandEntry> entries_;

@@ -36,27 +36,27 @@ Instrument::Impl::Impl(const Config& cfg) : config(cfg) {
     ch.loadOhms = cfg.loadOhms;
     channels.push_back(ch);
   }
-  resetSettings();
+  ResetSettings();
   for (auto& memory : memories) {
     for (const auto& ch : channels) memory.push_back(ch.settings);
   }
-  presetStatus();
+  PresetStatus();
   esr = scpi::esr::kPowerOn;
-  registerChannelCommands();
-  registerLevelCommands();
-  registerSystemCommands();
-  registerStatusCommands();
-  refreshStatus();
+  RegisterChannelCommands();
+  RegisterLevelCommands();
+  RegisterSystemCommands();
+  RegisterStatusCommands();
+  RefreshStatus();
 }
 
-Channel* Instrument::Impl::findChannel(int number) {
+Channel* Instrument::Impl::FindChannel(int number) {
   for (auto& ch : channels) {
     if (ch.number == number) return &ch;
   }
   return nullptr;
 }
 
-void Instrument::Impl::pushError(int code) {
+void Instrument::Impl::PushError(int code) {
   esr |= scpi::esrBitOf(code);
   if (errors.size() < kErrorQueueSize) {
     errors.push_back(code);
@@ -67,7 +67,7 @@ void Instrument::Impl::pushError(int code) {
   }
 }
 
-void Instrument::Impl::evaluate(Channel& ch) {
+void Instrument::Impl::Evaluate(Channel& ch) {
   ch.point = operatingPoint(ch.settings, ch.output, ch.rating, ch.loadOhms);
   if (!ch.output) return;
   const auto& s = ch.settings;
@@ -85,11 +85,11 @@ void Instrument::Impl::evaluate(Channel& ch) {
   }
 }
 
-void Instrument::Impl::evaluateAll() {
-  for (auto& ch : channels) evaluate(ch);
+void Instrument::Impl::EvaluateAll() {
+  for (auto& ch : channels) Evaluate(ch);
 }
 
-int Instrument::Impl::setOutput(Channel& ch, bool on) {
+int Instrument::Impl::SetOutput(Channel& ch, bool on) {
   if (on && ch.latched) {
     // A latched protection or alarm keeps the output off unless recovery is automatic, in
     // which case switching on again is the recovery.
@@ -97,18 +97,18 @@ int Instrument::Impl::setOutput(Channel& ch, bool on) {
     ch.latched = 0;
   }
   ch.output = on;
-  evaluate(ch);
+  Evaluate(ch);
   return 0;
 }
 
-void Instrument::Impl::applyTriggeredLevels(Channel& ch) {
+void Instrument::Impl::ApplyTriggeredLevels(Channel& ch) {
   ch.settings.voltage = std::max(ch.settings.trigVoltage, ch.settings.uvl);
   ch.settings.current = ch.settings.trigCurrent;
   ch.armed = false;
-  evaluate(ch);
+  Evaluate(ch);
 }
 
-void Instrument::Impl::refreshStatus() {
+void Instrument::Impl::RefreshStatus() {
   std::uint32_t operSummary = 0;
   std::uint32_t quesSummary = 0;
   for (auto& ch : channels) {
@@ -117,47 +117,47 @@ void Instrument::Impl::refreshStatus() {
     if (ch.point.mode == Regulation::ConstantCurrent) op |= bits::kConstantCurrent;
     std::uint32_t qs = ch.latched;
     if (ch.point.mode == Regulation::PowerLimit) qs |= bits::kPowerLimit;
-    ch.oper.setCondition(op & bits::kRegister16);
-    ch.ques.setCondition(qs & bits::kRegister16);
-    if (ch.oper.summary()) operSummary |= 1u << ch.number;
-    if (ch.ques.summary()) quesSummary |= 1u << ch.number;
+    ch.oper.SetCondition(op & bits::kRegister16);
+    ch.ques.SetCondition(qs & bits::kRegister16);
+    if (ch.oper.Summary()) operSummary |= 1u << ch.number;
+    if (ch.ques.Summary()) quesSummary |= 1u << ch.number;
   }
-  operInst.setCondition(operSummary);
-  quesInst.setCondition(quesSummary);
+  operInst.SetCondition(operSummary);
+  quesInst.SetCondition(quesSummary);
   // A single unit reports its output's state in the top-level registers themselves; a
   // multi-channel unit only through the instrument summary bit.
   if (multiChannel) {
-    oper.setCondition(operInst.summary() ? bits::kInstrumentSummary : 0);
-    ques.setCondition(quesInst.summary() ? bits::kInstrumentSummary : 0);
+    oper.SetCondition(operInst.Summary() ? bits::kInstrumentSummary : 0);
+    ques.SetCondition(quesInst.Summary() ? bits::kInstrumentSummary : 0);
   } else {
-    oper.setCondition(channels[0].oper.condition);
-    ques.setCondition(channels[0].ques.condition);
+    oper.SetCondition(channels[0].oper.condition);
+    ques.SetCondition(channels[0].ques.condition);
   }
 }
 
-std::uint8_t Instrument::Impl::statusByte() const {
+std::uint8_t Instrument::Impl::StatusByte() const {
   std::uint8_t stb = 0;
   if (!errors.empty()) stb |= 0x04;          // error/event queue not empty
-  if (ques.summary()) stb |= 0x08;           // questionable summary
+  if (ques.Summary()) stb |= 0x08;           // questionable summary
   if (replyQueued) stb |= 0x10;              // message available
   if (esr & ese) stb |= 0x20;                // standard event summary
-  if (oper.summary()) stb |= 0x80;           // operation summary
+  if (oper.Summary()) stb |= 0x80;           // operation summary
   if (stb & sre & 0xbf) stb |= 0x40;         // request service
   return stb;
 }
 
-void Instrument::Impl::resetSettings() {
+void Instrument::Impl::ResetSettings() {
   for (auto& ch : channels) {
     ch.settings = defaultSettings(ch.rating);
     ch.output = false;
     ch.armed = false;
     ch.latched = 0;
-    evaluate(ch);
+    Evaluate(ch);
   }
   selected = 0;
 }
 
-void Instrument::Impl::presetStatus() {
+void Instrument::Impl::PresetStatus() {
   oper.enable = 0;
   ques.enable = 0;
   // The summary layers pass everything up, so enabling a top-level bit is enough.
@@ -169,17 +169,17 @@ void Instrument::Impl::presetStatus() {
   }
 }
 
-void Instrument::Impl::clearStatus() {
+void Instrument::Impl::ClearStatus() {
   esr = 0;
   errors.clear();
   oper.event = ques.event = operInst.event = quesInst.event = 0;
   for (auto& ch : channels) ch.oper.event = ch.ques.event = 0;
 }
 
-std::optional<std::string> Instrument::Impl::handle(std::string_view message) {
+std::optional<std::string> Instrument::Impl::Handle(std::string_view message) {
   if (!message.empty() && message.back() == '\r') message.remove_suffix(1);
   if (message.size() > kMaxMessageLength) {
-    pushError(scpi::err::kInputBufferOverrun);
+    PushError(scpi::err::kInputBufferOverrun);
     return std::nullopt;
   }
   bool unterminated = false;
@@ -191,29 +191,29 @@ std::optional<std::string> Instrument::Impl::handle(std::string_view message) {
     bool blank = units[i].find_first_not_of(" \t") == std::string_view::npos;
     if (blank) {
       if (units.size() == 1 || (i + 1 == units.size() && !unterminated)) break;  // "" or "X;"
-      pushError(scpi::err::kSyntax);
+      PushError(scpi::err::kSyntax);
       break;
     }
     scpi::ProgramUnit unit;
     int error = scpi::parseUnit(units[i], unit);
     if (!error && unterminated && i + 1 == units.size()) error = scpi::err::kInvalidStringData;
     if (error) {
-      pushError(error);
+      PushError(error);
       break;
     }
     if (indefiniteAnswered && unit.query) {
-      pushError(scpi::err::kQueryUnterminatedIndefinite);
+      PushError(scpi::err::kQueryUnterminatedIndefinite);
       break;
     }
     std::vector<scpi::Mnemonic> nodes;
     if (!unit.common && !unit.absolute) nodes = path;
     nodes.insert(nodes.end(), unit.nodes.begin(), unit.nodes.end());
     int suffix = 1;
-    const scpi::CommandEntry* entry = tree.find(nodes, suffix);
+    const scpi::CommandEntry* entry = tree.Find(nodes, suffix);
     const scpi::Handler* handler = nullptr;
     if (entry) handler = unit.query ? &entry->query : &entry->set;
     if (!handler || !*handler) {
-      pushError(scpi::err::kUndefinedHeader);
+      PushError(scpi::err::kUndefinedHeader);
       break;
     }
     if (!unit.common) path.assign(nodes.begin(), nodes.end() - 1);
@@ -221,9 +221,9 @@ std::optional<std::string> Instrument::Impl::handle(std::string_view message) {
     replyQueued = !replies.empty();
     error = (*handler)(call);
     replyQueued = false;
-    refreshStatus();
+    RefreshStatus();
     if (error) {
-      pushError(error);
+      PushError(error);
       if (scpi::isCommandError(error)) break;  // the parser lost its place: skip the rest
       continue;
     }
@@ -232,7 +232,7 @@ std::optional<std::string> Instrument::Impl::handle(std::string_view message) {
       indefiniteAnswered = entry->indefiniteReply;
     }
   }
-  refreshStatus();
+  RefreshStatus();
   if (replies.empty()) return std::nullopt;
   std::string response = replies[0];
   for (std::size_t i = 1; i < replies.size(); ++i) response += ";" + replies[i];
@@ -242,52 +242,52 @@ std::optional<std::string> Instrument::Impl::handle(std::string_view message) {
 // --- public face ---
 
 Instrument::Instrument(const Config& config) {
-  std::string problem = config.validate();
+  std::string problem = config.Validate();
   if (!problem.empty()) throw std::invalid_argument(problem);
   impl_ = std::make_unique<Impl>(config);
 }
 
 Instrument::~Instrument() = default;
 
-std::optional<std::string> Instrument::handle(std::string_view message) {
+std::optional<std::string> Instrument::Handle(std::string_view message) {
   std::lock_guard lock(impl_->mutex);
-  return impl_->handle(message);
+  return impl_->Handle(message);
 }
 
-void Instrument::reportError(int code) {
+void Instrument::ReportError(int code) {
   std::lock_guard lock(impl_->mutex);
-  impl_->pushError(code);
+  impl_->PushError(code);
 }
 
-std::uint8_t Instrument::statusByte() const {
+std::uint8_t Instrument::StatusByte() const {
   std::lock_guard lock(impl_->mutex);
-  return impl_->statusByte();
+  return impl_->StatusByte();
 }
 
-bool Instrument::setLoadOhms(int channel, double ohms) {
+bool Instrument::SetLoadOhms(int channel, double ohms) {
   std::lock_guard lock(impl_->mutex);
-  Channel* ch = impl_->findChannel(channel);
+  Channel* ch = impl_->FindChannel(channel);
   if (!ch || std::isnan(ohms) || ohms < 0) return false;
   ch->loadOhms = ohms;
-  impl_->evaluate(*ch);
-  impl_->refreshStatus();
+  impl_->Evaluate(*ch);
+  impl_->RefreshStatus();
   return true;
 }
 
-bool Instrument::raiseAlarm(int channel, std::uint16_t questionableBits) {
+bool Instrument::RaiseAlarm(int channel, std::uint16_t questionableBits) {
   std::lock_guard lock(impl_->mutex);
-  Channel* ch = impl_->findChannel(channel);
+  Channel* ch = impl_->FindChannel(channel);
   if (!ch) return false;
   ch->latched |= questionableBits & bits::kRegister16;
   if (ch->latched) {
     ch->output = false;
-    impl_->evaluate(*ch);
+    impl_->Evaluate(*ch);
   }
-  impl_->refreshStatus();
+  impl_->RefreshStatus();
   return true;
 }
 
-void Instrument::powerCycle() {
+void Instrument::PowerCycle() {
   std::lock_guard lock(impl_->mutex);
   auto& d = *impl_;
   for (auto& ch : d.channels) {
@@ -295,22 +295,22 @@ void Instrument::powerCycle() {
     ch.armed = false;
     if (ch.settings.powerOn == kPonSafe) ch.output = false;
     if (ch.settings.powerOn == kPonForce) ch.output = true;
-    d.evaluate(ch);
+    d.Evaluate(ch);
   }
   d.selected = 0;
-  d.clearStatus();
-  d.refreshStatus();
+  d.ClearStatus();
+  d.RefreshStatus();
   // The power-up transitions are not events: a fresh unit starts with empty event registers.
-  d.clearStatus();
+  d.ClearStatus();
   d.esr = scpi::esr::kPowerOn;
 }
 
-void Instrument::setSelfTestResult(int result) {
+void Instrument::SetSelfTestResult(int result) {
   std::lock_guard lock(impl_->mutex);
   impl_->selfTestResult = result;
 }
 
-std::vector<int> Instrument::channelNumbers() const {
+std::vector<int> Instrument::ChannelNumbers() const {
   std::lock_guard lock(impl_->mutex);
   std::vector<int> numbers;
   for (const auto& ch : impl_->channels) numbers.push_back(ch.number);

@@ -21,7 +21,7 @@ class Instrument::Impl {
  public:
   explicit Impl(const Config& config);
 
-  std::optional<std::string> handle(std::string_view message);
+  std::optional<std::string> Handle(std::string_view message);
 
   // --- state ---
   mutable std::mutex mutex;
@@ -41,26 +41,26 @@ class Instrument::Impl {
   scpi::HeaderTree tree;
 
   // --- helpers for the command handlers ---
-  Channel& current() { return channels[selected]; }
-  Channel* findChannel(int number);
-  void pushError(int code);
+  Channel& Current() { return channels[selected]; }
+  Channel* FindChannel(int number);
+  void PushError(int code);
   // Recomputes the operating point of a channel and trips its protection when exceeded.
-  void evaluate(Channel& ch);
-  void evaluateAll();
+  void Evaluate(Channel& ch);
+  void EvaluateAll();
   // Brings condition, event and summary bits up to date with the channels.
-  void refreshStatus();
-  std::uint8_t statusByte() const;
-  int setOutput(Channel& ch, bool on);
-  void applyTriggeredLevels(Channel& ch);
-  void resetSettings();   // "*RST"
-  void presetStatus();    // ":STAT:PRES"
-  void clearStatus();     // "*CLS"
+  void RefreshStatus();
+  std::uint8_t StatusByte() const;
+  int SetOutput(Channel& ch, bool on);
+  void ApplyTriggeredLevels(Channel& ch);
+  void ResetSettings();   // "*RST"
+  void PresetStatus();    // ":STAT:PRES"
+  void ClearStatus();     // "*CLS"
 
  private:
-  void registerChannelCommands();  // commands_channel.cpp
-  void registerLevelCommands();    // commands_channel.cpp
-  void registerSystemCommands();   // commands_system.cpp
-  void registerStatusCommands();   // commands_system.cpp
+  void RegisterChannelCommands();  // commands_channel.cpp
+  void RegisterLevelCommands();    // commands_channel.cpp
+  void RegisterSystemCommands();   // commands_system.cpp
+  void RegisterStatusCommands();   // commands_system.cpp
 };
 
 // Parameter count checks shared by the handlers: -109 when missing, -108 when too many.

@@ -18,20 +18,20 @@ int runSerialPty(const qdxsim::Config& config, sigset_t& stopSignals) {
   qdxsim::Emulator emulator(config);
   qdxsim::SerialPtyServer server(emulator);
   std::string error;
-  if (!server.start(&error)) {
+  if (!server.Start(&error)) {
     std::fprintf(stderr, "qdx-sim: %s\n", error.c_str());
     return 1;
   }
-  std::printf("%s\n", server.path().c_str());
+  std::printf("%s\n", server.Path().c_str());
   std::fflush(stdout);
   std::fprintf(stderr, "qdx-sim: %s on serial pseudo-terminal %s\n", config.model.c_str(),
-               server.path().c_str());
+               server.Path().c_str());
   for (;;) {
     timespec slice{1, 0};
     int sig = sigtimedwait(&stopSignals, nullptr, &slice);
     if (sig == SIGINT || sig == SIGTERM) break;
   }
-  server.stop();
+  server.Stop();
   return 0;
 }
 
@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
     std::fputs(qdxsim::usageText().c_str(), stdout);
     return 0;
   }
-  if (std::string problem = config.validate(); !problem.empty()) {
+  if (std::string problem = config.Validate(); !problem.empty()) {
     std::fprintf(stderr, "qdx-sim: %s\n", problem.c_str());
     return 2;
   }
@@ -65,7 +65,7 @@ int main(int argc, char** argv) {
   if (config.serialPty) return runSerialPty(config, stopSignals);
 
   qdxsim::Emulator emulator(config);
-  if (!emulator.start(&error)) {
+  if (!emulator.Start(&error)) {
     std::fprintf(stderr, "qdx-sim: %s\n", error.c_str());
     return 1;
   }
@@ -73,26 +73,26 @@ int main(int argc, char** argv) {
   std::unique_ptr<qdxsim::Vxi11Server> vxi11;
   if (config.vxi11.enabled) {
     vxi11 = std::make_unique<qdxsim::Vxi11Server>(emulator, config);
-    if (!vxi11->start(&error)) {
+    if (!vxi11->Start(&error)) {
       std::fprintf(stderr, "qdx-sim: %s\n", error.c_str());
       return 1;
     }
   }
-  std::printf("%d\n", emulator.port());
-  if (vxi11) std::printf("vxi11 %d portmap %d\n", vxi11->corePort(), vxi11->portmapPort());
+  std::printf("%d\n", emulator.Port());
+  if (vxi11) std::printf("vxi11 %d portmap %d\n", vxi11->CorePort(), vxi11->PortmapPort());
   std::fflush(stdout);
   std::fprintf(stderr, "qdx-sim: %s listening on %s port %d\n", config.model.c_str(),
-               config.listenAddress.c_str(), emulator.port());
+               config.listenAddress.c_str(), emulator.Port());
   if (vxi11)
     std::fprintf(stderr, "qdx-sim: VXI-11 core channel on port %d, portmapper on port %d\n",
-                 vxi11->corePort(), vxi11->portmapPort());
+                 vxi11->CorePort(), vxi11->PortmapPort());
 
   for (;;) {
     timespec slice{1, 0};
     int sig = sigtimedwait(&stopSignals, nullptr, &slice);
     if (sig == SIGINT || sig == SIGTERM) break;
   }
-  if (vxi11) vxi11->stop();
-  emulator.stop();
+  if (vxi11) vxi11->Stop();
+  emulator.Stop();
   return 0;
 }

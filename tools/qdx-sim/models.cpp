@@ -63,7 +63,7 @@ std::optional<Rating> ratingOf(std::string_view model) {
   return std::nullopt;
 }
 
-std::string Config::validate() const {
+std::string Config::Validate() const {
   if (!ratingOf(model)) {
     return "unknown model '" + model + "' (known models: " + modelList() + ")";
   }

@@ -101,7 +101,7 @@ struct Config {
   Vxi11Config vxi11;
 
   // Empty when the configuration is usable, else a message saying what is wrong.
-  std::string validate() const;
+  std::string Validate() const;
 };
 
 class Instrument {
@@ -115,26 +115,26 @@ class Instrument {
   // Executes one program message (without its line feed). Returns the response message
   // (replies of the message's queries joined with ";", without line feed), or nullopt when
   // the message produced no reply.
-  std::optional<std::string> handle(std::string_view message);
+  std::optional<std::string> Handle(std::string_view message);
 
   // Records an error that the front end detected (for example -363 for an over-long input).
-  void reportError(int code);
+  void ReportError(int code);
   // The IEEE 488.2 status byte, as a serial poll or VXI-11 read_stb would return it.
-  std::uint8_t statusByte() const;
+  std::uint8_t StatusByte() const;
 
   // --- test controls (no SCPI equivalent) ---
   // Load resistance of a channel; infinity = open circuit, 0 = short. False for an unknown
   // channel or a negative/NaN value.
-  bool setLoadOhms(int channel, double ohms);
+  bool SetLoadOhms(int channel, double ohms);
   // Latches questionable condition bits (0x4 AC failure, 0x10 over-temperature, 0x100 fan,
   // ...) on a channel as an alarm would; the output switches off. Cleared by ":OUTP:PROT:CLE".
-  bool raiseAlarm(int channel, std::uint16_t questionableBits);
+  bool RaiseAlarm(int channel, std::uint16_t questionableBits);
   // Switches the unit off and on: settings are kept, outputs follow the power-on state,
   // events, errors and latches are cleared, "*ESR?" shows power-on (0x80).
-  void powerCycle();
+  void PowerCycle();
   // Result that "*TST?" reports (0 = passed).
-  void setSelfTestResult(int result);
-  std::vector<int> channelNumbers() const;
+  void SetSelfTestResult(int result);
+  std::vector<int> ChannelNumbers() const;
 
  private:
   class Impl;
@@ -151,36 +151,36 @@ class Emulator {
   // Listens on Config::listenAddress:port. False, with the reason in *message when given,
   // if the configuration is unusable, the address cannot be bound or the transcript file
   // cannot be opened.
-  bool start(std::string* message = nullptr);
+  bool Start(std::string* message = nullptr);
   // Closes every connection and the listener; never hangs. Safe to call twice.
-  void stop();
-  bool running() const;
+  void Stop();
+  bool Running() const;
   // The port actually bound (useful with port 0); 0 before start.
-  int port() const;
+  int Port() const;
   // Throws std::logic_error when the configuration was unusable.
-  Instrument& instrument();
+  Instrument& Device();
 
   // Every message received since the last call, in arrival order over all connections,
   // exactly as received without the line feed (a trailing carriage return is kept).
-  std::vector<std::string> takeTranscript();
+  std::vector<std::string> TakeTranscript();
 
   // Fault injection; each setter takes effect for the next message, on the raw socket and on
   // the front ends built on this emulator (Vxi11Server, SerialPtyServer(Emulator&)).
-  void setReplyDelay(std::chrono::milliseconds delay);
-  void addSilentQuery(std::string match);
-  void addGarbageQuery(std::string match, std::string reply = {});
-  void setCloseAfter(int messages);
-  void setChunkedReplies(std::size_t bytes, std::chrono::milliseconds pause);
+  void SetReplyDelay(std::chrono::milliseconds delay);
+  void AddSilentQuery(std::string match);
+  void AddGarbageQuery(std::string match, std::string reply = {});
+  void SetCloseAfter(int messages);
+  void SetChunkedReplies(std::size_t bytes, std::chrono::milliseconds pause);
   // Messages containing `match` are answered `delay` late; the reply still goes out when the
   // client has stopped waiting, and later messages are answered after it, in order.
-  void addLateQuery(std::string match, std::chrono::milliseconds delay);
+  void AddLateQuery(std::string match, std::chrono::milliseconds delay);
   // Messages containing `match` are answered with kEndlessPattern repeated, never a line feed.
-  void addEndlessQuery(std::string match);
-  void clearFaults();
+  void AddEndlessQuery(std::string match);
+  void ClearFaults();
 
  private:
   friend class SerialPtyServer;  // shares the faults
-  std::shared_ptr<detail::FaultState> faultState() const;
+  std::shared_ptr<detail::FaultState> FaultState() const;
 
   class Impl;
   std::unique_ptr<Impl> impl_;

@@ -38,8 +38,8 @@ class SerialPtyServer::Impl {
   Impl(Instrument& i, std::shared_ptr<detail::FaultState> f)
       : instrument(i), faults(std::move(f)) {}
 
-  bool start(std::string& error);
-  void stop();
+  bool Start(std::string& error);
+  void Stop();
 
   Instrument& instrument;
   std::shared_ptr<detail::FaultState> faults;
@@ -50,12 +50,12 @@ class SerialPtyServer::Impl {
  private:
   class Channel;
 
-  void serve();
-  void process(const std::string& line);
+  void Serve();
+  void Process(const std::string& line);
   // Opens the server's own hold on the terminal side; false when it cannot be opened.
-  bool holdTerminal();
-  bool waitUnlessStopped(int ms);  // false when stop() was called meanwhile
-  void closeAll();
+  bool HoldTerminal();
+  bool WaitUnlessStopped(int ms);  // false when stop() was called meanwhile
+  void CloseAll();
 
   int master_ = -1;
   int slave_ = -1;  // held open so that clients coming and going never hang the pair up
@@ -63,7 +63,7 @@ class SerialPtyServer::Impl {
   std::thread thread_;
 };
 
-bool SerialPtyServer::Impl::start(std::string& error) {
+bool SerialPtyServer::Impl::Start(std::string& error) {
   if (running) {
     error = "the serial front end is already running";
     return false;
@@ -76,7 +76,7 @@ bool SerialPtyServer::Impl::start(std::string& error) {
   char name[128] = {};
   if (grantpt(master_) != 0 || unlockpt(master_) != 0 || ptsname_r(master_, name, sizeof name) != 0) {
     error = errnoText("cannot set up the pseudo-terminal");
-    closeAll();
+    CloseAll();
     return false;
   }
   path = name;
@@ -88,39 +88,39 @@ bool SerialPtyServer::Impl::start(std::string& error) {
     tcsetattr(master_, TCSANOW, &tio);
   }
   wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (!holdTerminal() || wake_ < 0) {
+  if (!HoldTerminal() || wake_ < 0) {
     error = errnoText("cannot open the pseudo-terminal");
-    closeAll();
+    CloseAll();
     return false;
   }
   int flags = fcntl(master_, F_GETFL);
   fcntl(master_, F_SETFL, flags | O_NONBLOCK);
   running = true;
-  thread_ = std::thread([this] { serve(); });
+  thread_ = std::thread([this] { Serve(); });
   return true;
 }
 
-void SerialPtyServer::Impl::closeAll() {
+void SerialPtyServer::Impl::CloseAll() {
   for (int* fd : {&master_, &slave_, &wake_}) {
     if (*fd >= 0) ::close(*fd);
     *fd = -1;
   }
 }
 
-void SerialPtyServer::Impl::stop() {
+void SerialPtyServer::Impl::Stop() {
   if (!running.exchange(false)) return;
   std::uint64_t one = 1;
   if (write(wake_, &one, sizeof one) < 0) { /* the eventfd cannot be full here */ }
   thread_.join();
-  closeAll();
+  CloseAll();
 }
 
-bool SerialPtyServer::Impl::holdTerminal() {
+bool SerialPtyServer::Impl::HoldTerminal() {
   slave_ = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
   return slave_ >= 0;
 }
 
-bool SerialPtyServer::Impl::waitUnlessStopped(int ms) {
+bool SerialPtyServer::Impl::WaitUnlessStopped(int ms) {
   pollfd p{wake_, POLLIN, 0};
   return poll(&p, 1, std::max(ms, 0)) <= 0;
 }
@@ -130,38 +130,38 @@ class SerialPtyServer::Impl::Channel : public detail::ReplyChannel {
  public:
   explicit Channel(Impl& server) : ReplyChannel(kSendStallLimitMs, kSendSliceMs), s_(server) {}
 
-  bool stopping() override { return !s_.waitUnlessStopped(0); }
+  bool Stopping() override { return !s_.WaitUnlessStopped(0); }
 
   // With the server's own hold released, the pair hangs up when the client closes the
   // terminal, which ends the stream at once (writes fail with EIO).
-  void endlessBegins() override {
+  void EndlessBegins() override {
     if (s_.slave_ >= 0) ::close(s_.slave_);
     s_.slave_ = -1;
   }
 
   // Holds the terminal again, and drops the digits the client never read.
-  void endlessEnded() override {
-    if (s_.holdTerminal()) tcflush(s_.slave_, TCIFLUSH);
+  void EndlessEnded() override {
+    if (s_.HoldTerminal()) tcflush(s_.slave_, TCIFLUSH);
   }
 
  private:
   // EIO: nobody holds the terminal side any more (only while an endless reply runs).
-  ssize_t writeSome(std::string_view data) override {
+  ssize_t WriteSome(std::string_view data) override {
     return write(s_.master_, data.data(), data.size());
   }
 
-  bool waitWritable(int ms) override {
+  bool WaitWritable(int ms) override {
     pollfd fds[2] = {{s_.master_, POLLOUT, 0}, {s_.wake_, POLLIN, 0}};
     poll(fds, 2, ms);
     return !fds[1].revents;
   }
 
-  bool waitSlice(int ms) override { return s_.waitUnlessStopped(ms); }
+  bool WaitSlice(int ms) override { return s_.WaitUnlessStopped(ms); }
 
   Impl& s_;
 };
 
-void SerialPtyServer::Impl::serve() {
+void SerialPtyServer::Impl::Serve() {
   std::string pending;
   bool discarding = false;  // inside an over-long line, dropping bytes up to its LF
   char buffer[4096];
@@ -173,7 +173,7 @@ void SerialPtyServer::Impl::serve() {
     if (!(fds[0].revents & POLLIN)) {
       // Hung up: the server lost its hold on the terminal side. Take it again, without
       // spinning while that fails.
-      if (slave_ < 0 && !holdTerminal() && !waitUnlessStopped(100)) return;
+      if (slave_ < 0 && !HoldTerminal() && !WaitUnlessStopped(100)) return;
       continue;
     }
     ssize_t got = read(master_, buffer, sizeof buffer);
@@ -187,20 +187,20 @@ void SerialPtyServer::Impl::serve() {
         discarding = false;
         continue;
       }
-      process(line);
+      Process(line);
     }
     if (pending.size() > kMaxLineLength) {
-      if (!discarding) instrument.reportError(scpi::err::kInputBufferOverrun);
+      if (!discarding) instrument.ReportError(scpi::err::kInputBufferOverrun);
       discarding = true;
       pending.clear();
     }
   }
 }
 
-void SerialPtyServer::Impl::process(const std::string& line) {
-  transcript.record(1, line);
+void SerialPtyServer::Impl::Process(const std::string& line) {
+  transcript.Record(1, line);
   // A serial line has no connection to close: closeAfterMessages does not count here.
-  Faults f = faults->forMessage(false);
+  Faults f = faults->ForMessage(false);
   Channel channel(*this);
   detail::answerMessage(instrument, f, line, channel);
 }
@@ -210,25 +210,25 @@ void SerialPtyServer::Impl::process(const std::string& line) {
 SerialPtyServer::SerialPtyServer(Instrument& instrument)
     : impl_(std::make_unique<Impl>(instrument, std::make_shared<detail::FaultState>())) {}
 SerialPtyServer::SerialPtyServer(Emulator& emulator)
-    : impl_(std::make_unique<Impl>(emulator.instrument(), emulator.faultState())) {}
-SerialPtyServer::~SerialPtyServer() { stop(); }
+    : impl_(std::make_unique<Impl>(emulator.Device(), emulator.FaultState())) {}
+SerialPtyServer::~SerialPtyServer() { Stop(); }
 
-bool SerialPtyServer::start(std::string* message) {
+bool SerialPtyServer::Start(std::string* message) {
   std::string error;
-  if (impl_->start(error)) return true;
+  if (impl_->Start(error)) return true;
   if (message) *message = error;
   return false;
 }
 
-void SerialPtyServer::stop() { impl_->stop(); }
-bool SerialPtyServer::running() const { return impl_->running; }
-const std::string& SerialPtyServer::path() const { return impl_->path; }
-std::vector<std::string> SerialPtyServer::takeTranscript() { return impl_->transcript.take(); }
+void SerialPtyServer::Stop() { impl_->Stop(); }
+bool SerialPtyServer::Running() const { return impl_->running; }
+const std::string& SerialPtyServer::Path() const { return impl_->path; }
+std::vector<std::string> SerialPtyServer::TakeTranscript() { return impl_->transcript.Take(); }
 
-void SerialPtyServer::addSilentQuery(std::string match) {
-  impl_->faults->edit([&](Faults& f) { f.silentQueries.push_back(std::move(match)); });
+void SerialPtyServer::AddSilentQuery(std::string match) {
+  impl_->faults->Edit([&](Faults& f) { f.silentQueries.push_back(std::move(match)); });
 }
 
-void SerialPtyServer::clearFaults() { impl_->faults->clear(); }
+void SerialPtyServer::ClearFaults() { impl_->faults->Clear(); }
 
 }  // namespace qdxsim

@@ -40,18 +40,18 @@ class SerialPtyServer {
   SerialPtyServer& operator=(const SerialPtyServer&) = delete;
 
   // False, with the reason in *message when given, if no pseudo-terminal can be had.
-  bool start(std::string* message = nullptr);
-  void stop();
-  bool running() const;
+  bool Start(std::string* message = nullptr);
+  void Stop();
+  bool Running() const;
   // The terminal device clients open ("/dev/pts/3"); empty before start.
-  const std::string& path() const;
+  const std::string& Path() const;
 
   // Every message received since the last call, exactly as received without the line feed.
-  std::vector<std::string> takeTranscript();
+  std::vector<std::string> TakeTranscript();
   // Messages containing `match` (any case) are executed but never answered. For the other
   // faults, build the server on an Emulator and use its setters.
-  void addSilentQuery(std::string match);
-  void clearFaults();
+  void AddSilentQuery(std::string match);
+  void ClearFaults();
 
  private:
   class Impl;

@@ -42,9 +42,9 @@ std::string escapeForLog(std::string_view message) {
   return out;
 }
 
-Transcript::~Transcript() { close(); }
+Transcript::~Transcript() { Close(); }
 
-bool Transcript::open(const std::string& path, std::string& error) {
+bool Transcript::Open(const std::string& path, std::string& error) {
   std::lock_guard lock(mutex_);
   std::FILE* f = std::fopen(path.c_str(), "w");
   if (!f) {
@@ -56,13 +56,13 @@ bool Transcript::open(const std::string& path, std::string& error) {
   return true;
 }
 
-void Transcript::close() {
+void Transcript::Close() {
   std::lock_guard lock(mutex_);
   if (file_) std::fclose(file_);
   file_ = nullptr;
 }
 
-void Transcript::record(int connection, std::string_view message) {
+void Transcript::Record(int connection, std::string_view message) {
   std::lock_guard lock(mutex_);
   messages_.emplace_back(message);
   bytes_ += message.size();
@@ -77,7 +77,7 @@ void Transcript::record(int connection, std::string_view message) {
   }
 }
 
-std::vector<std::string> Transcript::take() {
+std::vector<std::string> Transcript::Take() {
   std::lock_guard lock(mutex_);
   std::vector<std::string> out(std::make_move_iterator(messages_.begin()),
                                std::make_move_iterator(messages_.end()));

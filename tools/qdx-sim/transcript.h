@@ -15,12 +15,12 @@ class Transcript {
  public:
   ~Transcript();
   // Opens (truncates) the log file; false with a message when it cannot be created.
-  bool open(const std::string& path, std::string& error);
-  void close();
+  bool Open(const std::string& path, std::string& error);
+  void Close();
   // One received message of connection `connection`, without its line feed.
-  void record(int connection, std::string_view message);
+  void Record(int connection, std::string_view message);
   // Returns and forgets the messages kept so far.
-  std::vector<std::string> take();
+  std::vector<std::string> Take();
 
  private:
   // The in-memory list is bounded so that a client flooding the emulator cannot exhaust

@@ -337,7 +337,7 @@ Device_ReadStbResp Device::ReadStatusByte(int connection, const Device_GenericPa
   Device_ReadStbResp r{};
   if (!Find(connection, p.lid)) return WithError(r, VXI11_ERR_INVALID_LINK);
   if ((r.error = AwaitAccess(p.lid, p.flags, p.lock_timeout)) != VXI11_ERR_NONE) return r;
-  r.stb = instrument_.statusByte();
+  r.stb = instrument_.StatusByte();
   return r;
 }
 

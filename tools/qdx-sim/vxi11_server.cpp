@@ -43,10 +43,10 @@ std::string reachable(const std::string& listen) {
 class Vxi11Server::Impl {
  public:
   Impl(Emulator& e, const Config& c) : emulator(e), config(c) {}
-  ~Impl() { stop(); }
+  ~Impl() { Stop(); }
 
-  bool start(std::string& error);
-  void stop();
+  bool Start(std::string& error);
+  void Stop();
 
   Emulator& emulator;
   Config config;
@@ -62,11 +62,11 @@ class Vxi11Server::Impl {
     std::shared_ptr<std::atomic<bool>> done;
   };
 
-  void acceptLoop();
-  void serve(int fd, Service service, int id, std::shared_ptr<std::atomic<bool>> done);
-  void dispatchCore(int connection, const vxi11::CallHeader& h, XDR* in, vxi11::Reply& out);
-  void dispatchPortmapper(const vxi11::CallHeader& h, XDR* in, vxi11::Reply& out);
-  void closeListeners();
+  void AcceptLoop();
+  void Serve(int fd, Service service, int id, std::shared_ptr<std::atomic<bool>> done);
+  void DispatchCore(int connection, const vxi11::CallHeader& h, XDR* in, vxi11::Reply& out);
+  void DispatchPortmapper(const vxi11::CallHeader& h, XDR* in, vxi11::Reply& out);
+  void CloseListeners();
 
   int coreFd_ = -1;
   int portmapFd_ = -1;
@@ -76,19 +76,19 @@ class Vxi11Server::Impl {
   std::vector<Connection> connections_;  // touched by the acceptor thread only
 };
 
-void Vxi11Server::Impl::closeListeners() {
+void Vxi11Server::Impl::CloseListeners() {
   for (int* fd : {&coreFd_, &portmapFd_, &wakeFd_}) {
     if (*fd >= 0) ::close(*fd);
     *fd = -1;
   }
 }
 
-bool Vxi11Server::Impl::start(std::string& error) {
+bool Vxi11Server::Impl::Start(std::string& error) {
   if (running) {
     error = "the VXI-11 server is already running";
     return false;
   }
-  if (!emulator.running()) {
+  if (!emulator.Running()) {
     error = "the VXI-11 front end needs the emulator to be running";
     return false;
   }
@@ -102,40 +102,40 @@ bool Vxi11Server::Impl::start(std::string& error) {
   if (coreFd_ >= 0 && v.portmapPort >= 0)
     portmapFd_ = detail::listenOn(config.listenAddress, v.portmapPort, "portmapper", true, error);
   if (coreFd_ < 0 || (v.portmapPort >= 0 && portmapFd_ < 0)) {
-    closeListeners();
+    CloseListeners();
     return false;
   }
   wakeFd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (wakeFd_ < 0) {
     error = std::string("cannot create eventfd: ") + std::strerror(errno);
-    closeListeners();
+    CloseListeners();
     return false;
   }
   corePort = detail::boundPort(coreFd_);
   portmapPort = portmapFd_ >= 0 ? detail::boundPort(portmapFd_) : 0;
   vxi11::DeviceSettings settings;
   settings.emulatorHost = reachable(config.listenAddress);
-  settings.emulatorPort = emulator.port();
+  settings.emulatorPort = emulator.Port();
   settings.maxLinks = v.maxLinks;
   settings.maxRecvSize = v.maxRecvSize;
   settings.stopFd = wakeFd_;
-  device = std::make_unique<vxi11::Device>(emulator.instrument(), settings);
+  device = std::make_unique<vxi11::Device>(emulator.Device(), settings);
   running = true;
-  acceptor_ = std::thread([this] { acceptLoop(); });
+  acceptor_ = std::thread([this] { AcceptLoop(); });
   return true;
 }
 
-void Vxi11Server::Impl::stop() {
+void Vxi11Server::Impl::Stop() {
   if (!running.exchange(false)) return;
   std::uint64_t one = 1;
   if (write(wakeFd_, &one, sizeof one) < 0) { /* the eventfd cannot be full here */ }
   device->Stop();
   acceptor_.join();
-  closeListeners();
+  CloseListeners();
   corePort = portmapPort = 0;
 }
 
-void Vxi11Server::Impl::acceptLoop() {
+void Vxi11Server::Impl::AcceptLoop() {
   for (;;) {
     pollfd fds[3] = {{wakeFd_, POLLIN, 0}, {coreFd_, POLLIN, 0}, {portmapFd_, POLLIN, 0}};
     int n = poll(fds, portmapFd_ >= 0 ? 3 : 2, kPollSliceMs);
@@ -158,21 +158,21 @@ void Vxi11Server::Impl::acceptLoop() {
       Service service = i == 1 ? Service::Core : Service::Portmapper;
       int id = nextId_++;
       connections_.push_back(
-          {std::thread([this, fd, service, id, done] { serve(fd, service, id, done); }), done});
+          {std::thread([this, fd, service, id, done] { Serve(fd, service, id, done); }), done});
     }
   }
   for (auto& c : connections_) c.thread.join();
   connections_.clear();
 }
 
-void Vxi11Server::Impl::serve(int fd, Service service, int id,
+void Vxi11Server::Impl::Serve(int fd, Service service, int id,
                               std::shared_ptr<std::atomic<bool>> done) {
   std::vector<char> record;
   while (vxi11::ReadRecord(fd, wakeFd_, record, kMaxRecord) == vxi11::ReadStatus::Record) {
     vxi11::Reply reply = vxi11::HandleCall(record, [&](const vxi11::CallHeader& h, XDR* in,
                                                         vxi11::Reply& out) {
-      if (service == Service::Core) dispatchCore(id, h, in, out);
-      else dispatchPortmapper(h, in, out);
+      if (service == Service::Core) DispatchCore(id, h, in, out);
+      else DispatchPortmapper(h, in, out);
     });
     if (reply.Close()) break;
     if (!reply.Body().empty() && !vxi11::WriteRecord(fd, wakeFd_, reply.Body())) break;
@@ -182,7 +182,7 @@ void Vxi11Server::Impl::serve(int fd, Service service, int id,
   done->store(true);
 }
 
-void Vxi11Server::Impl::dispatchPortmapper(const vxi11::CallHeader& h, XDR* in,
+void Vxi11Server::Impl::DispatchPortmapper(const vxi11::CallHeader& h, XDR* in,
                                            vxi11::Reply& out) {
   using vxi11::Xdr;
   if (h.program != PMAPPROG) return out.ProgramUnavailable();
@@ -191,7 +191,7 @@ void Vxi11Server::Impl::dispatchPortmapper(const vxi11::CallHeader& h, XDR* in,
   if (h.procedure == PMAPPROC_NULL) return out.Success(vxi11::XdrVoid(), nullptr);
   if (h.procedure != PMAPPROC_GETPORT) return out.ProcedureUnavailable();
   vxi11::Args<pmap> query(in, xdr_pmap);
-  if (!query.ok()) return out.GarbageArguments();
+  if (!query.Ok()) return out.GarbageArguments();
   u_long port = 0;
   if (query->pm_prog == DEVICE_CORE && query->pm_vers == DEVICE_CORE_VERSION &&
       query->pm_prot == IPPROTO_TCP)
@@ -199,7 +199,7 @@ void Vxi11Server::Impl::dispatchPortmapper(const vxi11::CallHeader& h, XDR* in,
   out.Success(Xdr(xdr_u_long), &port);
 }
 
-void Vxi11Server::Impl::dispatchCore(int connection, const vxi11::CallHeader& h, XDR* in,
+void Vxi11Server::Impl::DispatchCore(int connection, const vxi11::CallHeader& h, XDR* in,
                                      vxi11::Reply& out) {
   using vxi11::Args;
   using vxi11::Xdr;
@@ -213,20 +213,20 @@ void Vxi11Server::Impl::dispatchCore(int connection, const vxi11::CallHeader& h,
       return out.Success(vxi11::XdrVoid(), nullptr);
     case create_link: {
       Args<Create_LinkParms> a(in, xdr_Create_LinkParms);
-      if (!a.ok()) return out.GarbageArguments();
+      if (!a.Ok()) return out.GarbageArguments();
       Create_LinkResp r = d.CreateLink(connection, *a);
       return out.Success(Xdr(xdr_Create_LinkResp), &r);
     }
     case device_write: {
       Args<Device_WriteParms> a(in, xdr_Device_WriteParms);
-      if (!a.ok()) return out.GarbageArguments();
+      if (!a.Ok()) return out.GarbageArguments();
       Device_WriteResp r = d.Write(connection, *a, close);
       if (close) return out.CloseConnection();
       return out.Success(Xdr(xdr_Device_WriteResp), &r);
     }
     case device_read: {
       Args<Device_ReadParms> a(in, xdr_Device_ReadParms);
-      if (!a.ok()) return out.GarbageArguments();
+      if (!a.Ok()) return out.GarbageArguments();
       std::string data;
       Device_ReadResp r = d.Read(connection, *a, data, close);
       if (close) return out.CloseConnection();
@@ -234,7 +234,7 @@ void Vxi11Server::Impl::dispatchCore(int connection, const vxi11::CallHeader& h,
     }
     case device_readstb: {
       Args<Device_GenericParms> a(in, xdr_Device_GenericParms);
-      if (!a.ok()) return out.GarbageArguments();
+      if (!a.Ok()) return out.GarbageArguments();
       Device_ReadStbResp r = d.ReadStatusByte(connection, *a);
       return out.Success(Xdr(xdr_Device_ReadStbResp), &r);
     }
@@ -242,21 +242,21 @@ void Vxi11Server::Impl::dispatchCore(int connection, const vxi11::CallHeader& h,
     case device_remote:
     case device_local: {
       Args<Device_GenericParms> a(in, xdr_Device_GenericParms);
-      if (!a.ok()) return out.GarbageArguments();
+      if (!a.Ok()) return out.GarbageArguments();
       Device_Error r = h.procedure == device_clear ? d.Clear(connection, *a)
                                                    : d.Accept(connection, *a);
       return out.Success(Xdr(xdr_Device_Error), &r);
     }
     case device_lock: {
       Args<Device_LockParms> a(in, xdr_Device_LockParms);
-      if (!a.ok()) return out.GarbageArguments();
+      if (!a.Ok()) return out.GarbageArguments();
       Device_Error r = d.Lock(connection, *a);
       return out.Success(Xdr(xdr_Device_Error), &r);
     }
     case device_unlock:
     case destroy_link: {
       Args<Device_Link> a(in, xdr_Device_Link);
-      if (!a.ok()) return out.GarbageArguments();
+      if (!a.Ok()) return out.GarbageArguments();
       Device_Error r = h.procedure == device_unlock ? d.Unlock(connection, *a)
                                                     : d.DestroyLink(connection, *a);
       return out.Success(Xdr(xdr_Device_Error), &r);
@@ -286,23 +286,23 @@ Vxi11Server::Vxi11Server(Emulator& emulator, const Config& config)
     : impl_(std::make_unique<Impl>(emulator, config)) {}
 Vxi11Server::~Vxi11Server() = default;
 
-bool Vxi11Server::start(std::string* message) {
+bool Vxi11Server::Start(std::string* message) {
   std::string error;
-  if (impl_->start(error)) return true;
+  if (impl_->Start(error)) return true;
   if (message) *message = error;
   return false;
 }
 
-void Vxi11Server::stop() { impl_->stop(); }
-bool Vxi11Server::running() const { return impl_->running; }
-int Vxi11Server::corePort() const { return impl_->corePort; }
-int Vxi11Server::portmapPort() const { return impl_->portmapPort; }
+void Vxi11Server::Stop() { impl_->Stop(); }
+bool Vxi11Server::Running() const { return impl_->running; }
+int Vxi11Server::CorePort() const { return impl_->corePort; }
+int Vxi11Server::PortmapPort() const { return impl_->portmapPort; }
 
-std::size_t Vxi11Server::linkCount() const {
+std::size_t Vxi11Server::LinkCount() const {
   return impl_->device ? impl_->device->LinkCount() : 0;
 }
 
-Vxi11Server::Stats Vxi11Server::stats() const {
+Vxi11Server::Stats Vxi11Server::Statistics() const {
   Stats s;
   if (!impl_->device) return s;
   vxi11::DeviceStats d = impl_->device->Stats();

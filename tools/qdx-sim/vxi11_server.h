@@ -34,23 +34,23 @@ class Vxi11Server {
 
   // The emulator must be running. False, with the reason in *message when given, when a port
   // cannot be bound.
-  bool start(std::string* message = nullptr);
+  bool Start(std::string* message = nullptr);
   // Closes every connection and listener; never hangs (waits in progress end at once).
-  void stop();
-  bool running() const;
+  void Stop();
+  bool Running() const;
   // Bound ports; 0 before start (and for the portmapper when it is off).
-  int corePort() const;
-  int portmapPort() const;
+  int CorePort() const;
+  int PortmapPort() const;
 
   // Links that exist now.
-  std::size_t linkCount() const;
+  std::size_t LinkCount() const;
   struct Stats {
     std::uint64_t links = 0;        // links created since start
     std::uint64_t writes = 0;       // device_write calls that reached the instrument
     std::uint64_t reads = 0;        // device_read calls
     std::size_t largestWrite = 0;   // most data bytes in one device_write
   };
-  Stats stats() const;
+  Stats Statistics() const;
 
  private:
   class Impl;

@@ -35,7 +35,7 @@ class Args {
   ~Args() { xdr_free(proc_, &value_); }
   Args(const Args&) = delete;
   Args& operator=(const Args&) = delete;
-  bool ok() const { return ok_; }
+  bool Ok() const { return ok_; }
   const T& operator*() const { return value_; }
   const T* operator->() const { return &value_; }
 
