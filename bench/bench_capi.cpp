@@ -68,7 +68,7 @@ qdxsim::Emulator& SharedEmulator(int index, Placement placement = Placement::Sep
     config.port = 0;
     e = std::make_unique<qdxsim::Emulator>(config);
     std::string why;
-    const bool started = e->start(&why);
+    const bool started = e->Start(&why);
     PinCurrentThread(kClientCpu);
     if (!started) throw std::runtime_error("qdx-sim: " + why);
   }
@@ -77,7 +77,7 @@ qdxsim::Emulator& SharedEmulator(int index, Placement placement = Placement::Sep
 }
 
 std::string Resource(int index, Placement placement) {
-  return "TCPIP::127.0.0.1::" + std::to_string(SharedEmulator(index, placement).port()) +
+  return "TCPIP::127.0.0.1::" + std::to_string(SharedEmulator(index, placement).Port()) +
          "::SOCKET";
 }
 
@@ -145,7 +145,7 @@ class DriverClient {
 };
 
 void BM_RawSocketMeasure(benchmark::State& state) {
-  RawClient raw(SharedEmulator(0, Placement::Separate).port());
+  RawClient raw(SharedEmulator(0, Placement::Separate).Port());
   for (auto _ : state) benchmark::DoNotOptimize(raw.Query());
 }
 BENCHMARK(BM_RawSocketMeasure)->Unit(benchmark::kMicrosecond);
@@ -167,7 +167,7 @@ double Median(std::vector<double> values) {
 // Arg 0: emulator on its own processor; arg 1: everything on one processor.
 void BM_MeasureOverhead(benchmark::State& state) {
   const auto placement = static_cast<Placement>(state.range(0));
-  RawClient raw(SharedEmulator(0, placement).port());
+  RawClient raw(SharedEmulator(0, placement).Port());
   DriverClient driver(1, placement);
   using Clock = std::chrono::steady_clock;
   using Micros = std::chrono::duration<double, std::micro>;
