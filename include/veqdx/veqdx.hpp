@@ -29,7 +29,7 @@
 #include <string>
 #include <string_view>
 
-#include "veqdx/interfaces.h"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx {
 

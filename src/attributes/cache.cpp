@@ -3,7 +3,7 @@
 #include <cmath>
 #include <iterator>
 
-#include "veqdx/enums.h"
+#include "veqdx/enums.hpp"
 
 namespace veqdx::attr {
 

@@ -16,7 +16,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "veqdx/enums.h"
+#include "veqdx/enums.hpp"
 #include "attributes/key_hash.h"
 #include "base/hresult.h"
 

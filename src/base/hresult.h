@@ -1,11 +1,11 @@
 // Status codes of the object layer. The driver speaks COM-style HRESULTs internally: zero is
 // success, a clear severity bit is success (warnings), a set bit is an error. The driver's own
-// codes and the IVI ones are the public header's (veqdx/status.h); here are the general COM
+// codes and the IVI ones are the public header's (veqdx/status.hpp); here are the general COM
 // codes the driver also returns.
 #pragma once
 #include <cstdint>
 
-#include "veqdx/status.h"
+#include "veqdx/status.hpp"
 
 namespace veqdx {
 

@@ -9,8 +9,8 @@
 #include <type_traits>
 
 #include "base/hresult.h"
-#include "veqdx/enums.h"
-#include "veqdx/ivi_interfaces.h"
+#include "veqdx/enums.hpp"
+#include "veqdx/ivi_interfaces.hpp"
 
 namespace veqdx {
 

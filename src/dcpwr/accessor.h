@@ -34,7 +34,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "veqdx/enums.h"
+#include "veqdx/enums.hpp"
 #include "attributes/node.h"
 #include "base/call_context.h"
 #include "base/error_reporter.h"

@@ -21,7 +21,7 @@
 
 #include "base/hresult.h"
 #include "dcpwr/driver_ref.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx {
 class CVelmoraQdx;

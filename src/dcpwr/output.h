@@ -17,7 +17,7 @@
 #include "dcpwr/accessor.h"
 #include "dcpwr/output_ivi.h"
 #include "dcpwr/output_properties.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx::dcpwr {
 

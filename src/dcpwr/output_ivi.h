@@ -11,7 +11,7 @@
 #include <cstdint>
 
 #include "base/hresult.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx::dcpwr {
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 
 #include "dcpwr/property.h"
-#include "veqdx/enums.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/enums.hpp"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx::dcpwr::props {
 

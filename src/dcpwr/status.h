@@ -24,7 +24,7 @@
 
 #include "base/hresult.h"
 #include "dcpwr/driver_ref.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx::dcpwr {
 

@@ -18,7 +18,7 @@
 #include "base/hresult.h"
 #include "dcpwr/direct_io.h"
 #include "dcpwr/driver_ref.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx::dcpwr {
 

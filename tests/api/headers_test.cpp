@@ -8,9 +8,9 @@
 #include "base/error_reporter.h"
 #include "base/hresult.h"
 #include "veqdx.h"
-#include "veqdx/enums.h"
-#include "veqdx/ivi_interfaces.h"
-#include "veqdx/status.h"
+#include "veqdx/enums.hpp"
+#include "veqdx/ivi_interfaces.hpp"
+#include "veqdx/status.hpp"
 
 namespace veqdx {
 namespace {

@@ -4,8 +4,8 @@
 cmake_minimum_required(VERSION 3.25)
 
 include(${CMAKE_CURRENT_LIST_DIR}/../support/install_into_prefix.cmake)
-install_into_prefix(include/veqdx.h include/veqdx/interfaces.h include/veqdx/enums.h
-                    include/veqdx/status.h lib/cmake/veqdx/veqdxConfig.cmake
+install_into_prefix(include/veqdx.h include/veqdx/interfaces.hpp include/veqdx/enums.hpp
+                    include/veqdx/status.hpp lib/cmake/veqdx/veqdxConfig.cmake
                     lib/pkgconfig/veqdx.pc)
 
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/consumer -B ${WORK_DIR}/consumer

@@ -9,7 +9,7 @@
 #include "api/session_table.h"
 #include "base/error_reporter.h"
 #include "veqdx.h"
-#include "veqdx/status.h"
+#include "veqdx/status.hpp"
 
 namespace veqdx::api {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "api/status_map.h"
 #include "veqdx.h"
-#include "veqdx/status.h"
+#include "veqdx/status.hpp"
 
 namespace veqdx::api {
 namespace {

@@ -8,7 +8,7 @@
 #include "attributes/cache.h"
 #include "attributes/node.h"
 #include "test_tree.h"
-#include "veqdx/enums.h"
+#include "veqdx/enums.hpp"
 
 namespace veqdx::attr {
 namespace {

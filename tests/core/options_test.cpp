@@ -7,7 +7,7 @@
 
 #include "base/error_reporter.h"
 #include "core/options.h"
-#include "veqdx/status.h"
+#include "veqdx/status.hpp"
 
 namespace veqdx {
 namespace {

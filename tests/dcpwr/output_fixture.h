@@ -2,7 +2,7 @@
 #pragma once
 #include "dcpwr/output_ivi.h"
 #include "support/driver_on_device.h"
-#include "veqdx/status.h"
+#include "veqdx/status.hpp"
 
 namespace veqdx::dcpwr::testing {
 

@@ -5,7 +5,7 @@
 #include "dcpwr/system.h"
 #include "dcpwr/trigger.h"
 #include "support/driver_on_device.h"
-#include "veqdx/status.h"
+#include "veqdx/status.hpp"
 
 namespace veqdx::dcpwr::testing {
 

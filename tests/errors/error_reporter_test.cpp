@@ -8,7 +8,7 @@
 
 #include "base/error_reporter.h"
 #include "io/io_session.h"
-#include "veqdx/status.h"
+#include "veqdx/status.hpp"
 
 namespace veqdx {
 namespace {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "io_test_util.h"
-#include "veqdx/status.h"
+#include "veqdx/status.hpp"
 
 namespace veqdx::io {
 namespace {

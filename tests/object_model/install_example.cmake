@@ -5,7 +5,7 @@
 cmake_minimum_required(VERSION 3.25)
 
 include(${CMAKE_CURRENT_LIST_DIR}/../support/install_into_prefix.cmake)
-install_into_prefix(include/veqdx/veqdx.hpp include/veqdx/interfaces.h lib/libveqdx_cpp.a)
+install_into_prefix(include/veqdx/veqdx.hpp include/veqdx/interfaces.hpp lib/libveqdx_cpp.a)
 
 set(flags "")
 if(SANITIZE)

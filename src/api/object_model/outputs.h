@@ -18,7 +18,7 @@
 #include <string_view>
 
 #include "base/hresult.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx::dcpwr {
 class CVelmoraQdxOutput;

@@ -34,7 +34,7 @@
 #include "dcpwr/status.h"
 #include "dcpwr/system.h"
 #include "dcpwr/trigger.h"
-#include "veqdx/interfaces.h"
+#include "veqdx/interfaces.hpp"
 
 namespace veqdx::api {
 

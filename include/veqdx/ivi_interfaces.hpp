@@ -1,8 +1,8 @@
 // The IVI inherent and DC power class interfaces of the VelmoraQdx object model; included by
-// veqdx/interfaces.h, which adds the instrument-specific tree.
+// veqdx/interfaces.hpp, which adds the instrument-specific tree.
 //
 // Conventions, the same in every interface:
-// - every member returns an HRESULT (veqdx/status.h); a getter's value is its last argument;
+// - every member returns an HRESULT (veqdx/status.hpp); a getter's value is its last argument;
 // - properties are get_X(T* val) / put_X(T val);
 // - strings come in as const char* (null is reported by the member, like any null argument)
 //   and go out through std::string*;
@@ -17,8 +17,8 @@
 #include <cstdint>
 #include <string>
 
-#include "veqdx/enums.h"
-#include "veqdx/status.h"
+#include "veqdx/enums.hpp"
+#include "veqdx/status.hpp"
 
 namespace veqdx {
 

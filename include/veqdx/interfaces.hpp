@@ -1,5 +1,5 @@
 // The VelmoraQdx object model: the instrument-specific interface tree, members in slot order,
-// on top of the IVI inherent and DC power class interfaces (veqdx/ivi_interfaces.h, which also
+// on top of the IVI inherent and DC power class interfaces (veqdx/ivi_interfaces.hpp, which also
 // states the conventions). The driver object (class VelmoraQdx) implements IVelmoraQdx and the
 // driver-wide interfaces; each output object (class CVelmoraQdxOutput) the output interfaces.
 //
@@ -11,9 +11,9 @@
 #include <cstdint>
 #include <string>
 
-#include "veqdx/enums.h"
-#include "veqdx/ivi_interfaces.h"
-#include "veqdx/status.h"
+#include "veqdx/enums.hpp"
+#include "veqdx/ivi_interfaces.hpp"
+#include "veqdx/status.hpp"
 
 namespace veqdx {
 
